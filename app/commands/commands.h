@@ -1,0 +1,34 @@
+/// \file
+/// The subcommands. Each adds itself to the command line and, when chosen, leaves what to run in
+/// `*chosen`; that returns the exit status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "app/point_stream.h"
+
+namespace app {
+
+using Action = std::function<int()>;
+
+void AddInfoCommand(CLI::App* program, Action* chosen);
+void AddProjectCommand(CLI::App* program, Action* chosen);
+void AddConvertCommand(CLI::App* program, Action* chosen);
+
+/// The options of every command that answers points: `--points`, `--xy`, `--height`, `--origin`,
+/// `--precision`, `--threads`, `--quiet`.
+void AddPointOptions(CLI::App* command, PointOptions* options);
+
+/// `--quiet`.
+void AddQuietOption(CLI::App* command, bool* quiet);
+
+/// `--json`.
+void AddJsonOption(CLI::App* command, bool* json);
+
+/// Prints remarks to standard error, unless quiet.
+void PrintRemarks(const std::vector<std::string>& remarks, bool quiet);
+
+}  // namespace app

@@ -1,0 +1,144 @@
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "app/commands/commands.h"
+#include "app/model_file.h"
+#include "app/number_format.h"
+#include "app/problem.h"
+#include "kelvane/rpc/footprint.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+
+namespace app {
+
+namespace {
+
+using SatCommonUtils::RPCDataCoefficients;
+using SatCommonUtils::RPCDataFields;
+using SatCommonUtils::TE_RPCUnit;
+using SatCommonUtils::TRPCData;
+
+struct InfoOptions {
+  std::string model;
+  bool json = false;
+  bool quiet = false;
+};
+
+/// What is computed from the model; absent where the model gives none.
+struct Derived {
+  std::optional<std::array<SatCommonUtils::TGroundPosition, 4>> footprint;
+  std::optional<SatCommonUtils::TGroundSampleDistance> distance;
+};
+
+Derived Derive(const ModelFile& file) {
+  Derived derived;
+  if (!file.model) return derived;
+  std::array<SatCommonUtils::TGroundPosition, 4> footprint;
+  if (CalculateFootprint(*file.model, &footprint)) derived.footprint = footprint;
+  SatCommonUtils::TGroundSampleDistance distance;
+  if (CalculateGroundSampleDistance(*file.model, &distance)) derived.distance = distance;
+  return derived;
+}
+
+nlohmann::ordered_json ToJson(const ModelFile& file, const Derived& derived) {
+  nlohmann::ordered_json report;
+  report["format"] = FormatName(file.format);
+  report["valid"] = static_cast<bool>(file.data);
+  for (const auto& field : RPCDataFields) report[field.Name] = file.data.*field.Value;
+  for (const auto& set : RPCDataCoefficients) report[set.Name] = file.data.*set.Values;
+  if (file.header.ErrBias) report["errBias"] = *file.header.ErrBias;
+  if (file.header.ErrRand) report["errRand"] = *file.header.ErrRand;
+  if (file.refinement) {
+    auto& refinement = report["Refinement"];
+    for (std::size_t i = 0; i < std::size(RefinementKeys); ++i) {
+      refinement[RefinementKeys[i]] = (*file.refinement)[i];
+    }
+  }
+  auto& footprint = report["footprint"];
+  if (derived.footprint) {
+    for (const auto& corner : *derived.footprint) footprint.push_back({corner.Latitude, corner.Longitude});
+  }
+  auto& distance = report["groundSampleDistance"];
+  if (derived.distance) {
+    distance["line"] = derived.distance->Line;
+    distance["sample"] = derived.distance->Sample;
+  }
+  return report;
+}
+
+const char* UnitName(TE_RPCUnit unit) {
+  switch (unit) {
+    case TE_RPCUnit::Pixels:
+      return "pixels";
+    case TE_RPCUnit::Angle:
+      return "degrees";
+    case TE_RPCUnit::Length:
+      return "metres";
+  }
+  return "";
+}
+
+void PrintValue(const char* name, double value, const char* unit) {
+  std::printf("  %-16s %s %s\n", name, ShortestNumber(value).c_str(), unit);
+}
+
+void PrintText(const ModelFile& file, const Derived& derived) {
+  std::printf("%s: %s, %s\n", file.path.c_str(), FormatName(file.format),
+              file.data ? "every field set" : "with unset fields");
+  if (file.header.SatId || file.header.BandId) {
+    std::printf("satellite %s, band %s\n", file.header.SatId.value_or("?").c_str(),
+                file.header.BandId.value_or("?").c_str());
+  }
+  std::printf("\n");
+  for (const auto& field : RPCDataFields) {
+    PrintValue(field.Name, file.data.*field.Value, UnitName(field.Unit));
+  }
+  if (file.header.ErrBias) PrintValue("errBias", *file.header.ErrBias, "metres");
+  if (file.header.ErrRand) PrintValue("errRand", *file.header.ErrRand, "metres");
+  if (derived.distance) {
+    std::printf("\npixel on the ground: %.3f m from line to line, %.3f m from sample to sample\n",
+                derived.distance->Line, derived.distance->Sample);
+  }
+  if (derived.footprint) {
+    std::printf("corners of the image at %s m (latitude, longitude):\n",
+                ShortestNumber(file.data.HeightOffset).c_str());
+    for (const auto& corner : *derived.footprint) std::printf("  %.6f %.6f\n", corner.Latitude, corner.Longitude);
+  }
+  std::printf("\n  term");
+  for (const auto& set : RPCDataCoefficients) std::printf(" %24s", set.Name);
+  for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+    std::printf("\n  %4zu", k);
+    for (const auto& set : RPCDataCoefficients) {
+      std::printf(" %24s", ShortestNumber((file.data.*set.Values)[k]).c_str());
+    }
+  }
+  std::printf("\n");
+}
+
+int Info(const InfoOptions& options) {
+  const ModelFile file = ReadModelFile(options.model);
+  PrintRemarks(file.remarks, options.quiet);
+  const Derived derived = Derive(file);
+  if (options.json) {
+    std::printf("%s\n", ToJson(file, derived).dump(2).c_str());
+  } else {
+    PrintText(file, derived);
+  }
+  if (!file.defect.empty() && !file.refinement) throw Problem(file.path + ": " + file.defect);
+  return AllComputed;
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App* program, Action* chosen) {
+  CLI::App* const command = program->add_subcommand("info", "What a model holds, and where its image lies");
+  const auto options = std::make_shared<InfoOptions>();
+  command->add_option("MODEL", options->model, "RPC file, or the image that it lies beside")->required();
+  AddJsonOption(command, &options->json);
+  AddQuietOption(command, &options->quiet);
+  command->callback([=] { *chosen = [=] { return Info(*options); }; });
+}
+
+}  // namespace app

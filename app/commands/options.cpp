@@ -1,0 +1,63 @@
+#include <cmath>
+#include <cstdio>
+
+#include "app/commands/commands.h"
+#include "host/number_text.h"
+#include "kelvane/module/host/runtime.h"
+
+namespace app {
+
+namespace {
+
+constexpr int MostThreads = 1024;
+constexpr int MostDigits = 50;
+
+double ReadHeight(const std::string& text) {
+  double height = 0.0;
+  if (!KaParseNumber(text, &height) || !std::isfinite(height)) {
+    throw CLI::ValidationError("--height", "\"" + text + "\" is no height in metres");
+  }
+  return height;
+}
+
+}  // namespace
+
+void AddPointOptions(CLI::App* command, PointOptions* options) {
+  options->threads = KaGetThreadsCount();
+  command->add_option("-p,--points", options->path, "Where points come from; without it, or with -, standard input")
+      ->type_name("FILE");
+  command->add_flag("--xy", options->xy, "Points as x first: lon lat h and sample line, on the way in and out");
+  command
+      ->add_option_function<std::string>(
+          "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
+          "Height in metres for points that come without one")
+      ->type_name("H");
+  command
+      ->add_option_function<std::string>(
+          "--origin", [options](const std::string& origin) { options->corner_origin = origin == "corner"; },
+          "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 larger)")
+      ->check(CLI::IsMember({"center", "corner"}))
+      ->type_name("center|corner");
+  command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
+      ->check(CLI::Range(1, MostDigits))
+      ->type_name("N");
+  command->add_option("--threads", options->threads, "Worker threads; default all processors")
+      ->check(CLI::Range(1, MostThreads))
+      ->type_name("N");
+  AddQuietOption(command, &options->quiet);
+}
+
+void AddQuietOption(CLI::App* command, bool* quiet) {
+  command->add_flag("--quiet", *quiet, "No progress bar, no remarks");
+}
+
+void AddJsonOption(CLI::App* command, bool* json) {
+  command->add_flag("--json", *json, "The report as one JSON object");
+}
+
+void PrintRemarks(const std::vector<std::string>& remarks, bool quiet) {
+  if (quiet) return;
+  for (const std::string& remark : remarks) std::fprintf(stderr, "%s\n", remark.c_str());
+}
+
+}  // namespace app

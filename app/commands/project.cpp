@@ -1,0 +1,78 @@
+#include <cmath>
+#include <memory>
+#include <utility>
+
+#include "app/commands/commands.h"
+#include "app/model_file.h"
+#include "app/problem.h"
+#include "kelvane/rpc/rpc.h"
+
+namespace app {
+
+namespace {
+
+struct ProjectOptions {
+  std::string model;
+  PointOptions points;
+};
+
+/// How far from the model's offsets, in its scales, a latitude or longitude may lie. Beyond a few scales
+/// the cubic terms outweigh what was fitted; ten is past any use, and catches swapped columns.
+constexpr double Reach = 10.0;
+
+/// Brings a longitude given in another turn within 180 degrees of the model's.
+double InModelsTurn(double longitude, double offset) {
+  constexpr double Turn = 360.0;
+  const double turns = std::round((longitude - offset) / Turn);
+  return turns == 0.0 ? longitude : longitude - turns * Turn;
+}
+
+bool IsInReach(double value, double offset, double scale) {
+  return std::fabs(value - offset) <= Reach * std::fabs(scale);
+}
+
+int Project(const ProjectOptions& options) {
+  const ModelFile file = ReadModelFile(options.model);
+  PrintRemarks(file.remarks, options.points.quiet);
+  const SatCommonUtils::TRPC& model = UsableModel(file);
+  const SatCommonUtils::TRPCData& data = file.data;
+  const bool xy = options.points.xy;
+  const double shift = options.points.PixelShift();
+
+  PointJob job;
+  job.columns = 3;
+  job.height_last = true;
+  job.answers = 2;
+  job.compute = [&](const double* numbers, double* answer, std::string* why) {
+    const double lat = numbers[xy ? 1 : 0];
+    const double lon = InModelsTurn(numbers[xy ? 0 : 1], data.LongitudeOffset);
+    if (!IsInReach(lat, data.LatitudeOffset, data.LatitudeScale)) {
+      *why = "the latitude is out of the model's reach";
+      return false;
+    }
+    if (!IsInReach(lon, data.LongitudeOffset, data.LongitudeScale)) {
+      *why = "the longitude is out of the model's reach";
+      return false;
+    }
+    double line = 0.0;
+    double sample = 0.0;
+    model.CalculateLineSample(lat, lon, numbers[2], &line, &sample, nullptr, nullptr);
+    answer[xy ? 1 : 0] = line + shift;
+    answer[xy ? 0 : 1] = sample + shift;
+    return true;
+  };
+  return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;
+}
+
+}  // namespace
+
+void AddProjectCommand(CLI::App* program, Action* chosen) {
+  CLI::App* const command =
+      program->add_subcommand("project", "Ground to image: lat lon h -> line sample, one point a line");
+  const auto options = std::make_shared<ProjectOptions>();
+  command->add_option("MODEL", options->model, "RPC file, or the image that it lies beside")->required();
+  AddPointOptions(command, &options->points);
+  command->callback([=] { *chosen = [=] { return Project(*options); }; });
+}
+
+}  // namespace app

@@ -1,0 +1,123 @@
+#include "app/point_lines.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "app/number_format.h"
+#include "host/number_text.h"
+
+namespace app {
+
+namespace {
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsSeparator(char c) { return IsBlank(c) || c == ','; }
+
+std::string_view WithoutBlanks(std::string_view text) {
+  while (!text.empty() && (IsBlank(text.back()) || text.back() == '\r')) text.remove_suffix(1);
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+/// Takes the next column off the line. Columns are divided by blanks, or by one comma with blanks around
+/// it, so that two commas hold an empty column.
+std::string_view TakeColumn(std::string_view* line) {
+  std::size_t end = 0;
+  while (end < line->size() && !IsSeparator((*line)[end])) ++end;
+  const std::string_view column = line->substr(0, end);
+  while (end < line->size() && IsBlank((*line)[end])) ++end;
+  if (end < line->size() && (*line)[end] == ',') ++end;
+  while (end < line->size() && IsBlank((*line)[end])) ++end;
+  line->remove_prefix(end);
+  return column;
+}
+
+std::string Quoted(std::string_view column) {
+  constexpr std::size_t LongestShown = 40;
+  if (column.size() > LongestShown) return '"' + std::string(column.substr(0, LongestShown)) + "...\"";
+  return '"' + std::string(column) + '"';
+}
+
+/// Reads the line's numbers; what stands behind them stays in `line`.
+bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
+                 std::string* why) {
+  bool good = true;
+  for (std::size_t i = 0; i < job.columns; ++i) {
+    const bool may_be_absent = job.height_last && i + 1 == job.columns && options.height.has_value();
+    std::string_view rest = *line;
+    const std::string_view column = TakeColumn(&rest);
+    if (KaParseNumber(column, &numbers[i])) {
+      *line = rest;
+      if (good && !std::isfinite(numbers[i])) {
+        *why = Quoted(column) + " is no finite number";
+        good = false;
+      }
+      continue;
+    }
+    if (may_be_absent) {
+      numbers[i] = *options.height;
+      continue;
+    }
+    if (good && line->empty()) {
+      *why = "the line has " + std::to_string(i) + " of the " + std::to_string(job.columns) + " numbers";
+      if (job.height_last && i + 1 == job.columns) *why += "; a height for all points: --height";
+    } else if (good) {
+      *why = Quoted(column) + " is no number";
+    }
+    good = false;
+    *line = rest;
+  }
+  return good;
+}
+
+void AppendAnswer(std::string* text, const double* answer, const PointJob& job, const PointOptions& options,
+                  std::string_view rest) {
+  for (std::size_t i = 0; i < job.answers; ++i) {
+    if (i > 0) *text += ' ';
+    AppendNumber(text, answer[i], options.precision);
+  }
+  if (!rest.empty()) {
+    *text += ' ';
+    *text += rest;
+  }
+  *text += '\n';
+}
+
+bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* answer,
+             std::string* why) {
+  double numbers[PointJob::MaxColumns];
+  if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
+  for (std::size_t i = 0; i < job.answers; ++i) {
+    if (!std::isfinite(answer[i])) {
+      *why = "the model gives no number here";
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
+  PieceAnswer piece;
+  piece.text.reserve(text.size() + text.size() / 4);
+  double answer[PointJob::MaxColumns];
+  std::string why;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = WithoutBlanks(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    const std::size_t number = piece.lines++;
+    if (line.empty() || line.front() == '#') continue;
+    ++piece.points;
+    if (!Compute(&line, job, options, answer, &why)) {
+      std::fill_n(answer, job.answers, std::nan(""));
+      ++piece.failed;
+      if (piece.problems.size() < PieceAnswer::MaxReported) piece.problems.push_back({number, why});
+    }
+    AppendAnswer(&piece.text, answer, job, options, line);
+  }
+  return piece;
+}
+
+}  // namespace app

@@ -1,0 +1,34 @@
+/// \file
+/// One piece of the point text: its lines parsed, computed and answered.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/point_stream.h"
+
+namespace app {
+
+/// Why a line has no answer.
+struct LineProblem {
+  std::size_t line = 0;  ///< counted from 0 at the beginning of the piece
+  std::string why;
+};
+
+/// What a piece of text came to.
+struct PieceAnswer {
+  std::string text;                   ///< the output lines
+  std::size_t lines = 0;              ///< lines read, comments and empty ones included
+  std::size_t points = 0;
+  std::size_t failed = 0;             ///< points without an answer
+  std::vector<LineProblem> problems;  ///< of the first `MaxReported` of them
+
+  static constexpr std::size_t MaxReported = 10;
+};
+
+/// Answers the lines of `text`, which ends at the end of a line.
+PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options);
+
+}  // namespace app

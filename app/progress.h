@@ -1,0 +1,35 @@
+/// \file
+/// A line on the terminal that tells how far a long run has come.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace app {
+
+/// Draws on standard error, and only when that is a terminal which standard output is not; the line is
+/// wiped at the end.
+class Progress {
+ public:
+  /// `total` bytes are expected; 0 when nobody knows.
+  Progress(std::size_t total, bool quiet);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// Tells that so many bytes and points are done. Cheap: draws a few times a second at most.
+  void Update(std::size_t bytes, std::size_t points);
+  /// Wipes the line, so that a message can stand there.
+  void Wipe();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::size_t total_;
+  bool wanted_;
+  bool drawn_ = false;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point last_ = start_;
+};
+
+}  // namespace app

@@ -1,0 +1,19 @@
+# Options of our own targets; nothing here reaches whoever links the library.
+include_guard()
+
+function(kelvane_compile_options target)
+  # Same input, same bits, on every processor: no fused operations behind our back.
+  target_compile_options(${target} PRIVATE -ffp-contract=off)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                                           -Wold-style-cast -Wnon-virtual-dtor -Wformat=2)
+  if(PROJECT_IS_TOP_LEVEL)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(KELVANE_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE})
+  else()
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()

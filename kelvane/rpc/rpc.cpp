@@ -1,0 +1,245 @@
+#include "kelvane/rpc/rpc.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+#include "kelvane/module/host/ini.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+#include "kelvane/rpc/rpc_polynomials.h"
+#include "kelvane/rpc/rpc_terms.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+constexpr char MarginSection[] = "Margin";
+constexpr char WidthKey[] = "RasterWidth";
+constexpr char HeightKey[] = "RasterHeight";
+constexpr char ApproximationSection[] = "Approximation";
+
+/// In the order in which the approximation's numbers are held.
+constexpr const char* ApproximationKeys[] = {
+    "LineNumLatCoef",     "LineNumLonCoef",     "LineNumHCoef",     "LineNumFreeTerm",
+    "LineDenomLatCoef",   "LineDenomLonCoef",   "LineDenomHCoef",   "LineDenomFreeTerm",
+    "SampleNumLatCoef",   "SampleNumLonCoef",   "SampleNumHCoef",   "SampleNumFreeTerm",
+    "SampleDenomLatCoef", "SampleDenomLonCoef", "SampleDenomHCoef", "SampleDenomFreeTerm",
+};
+
+/// Derivative of numerator / denominator.
+double ByQuotientRule(double num, double denom, double dNum, double dDenom) {
+  return (denom * dNum - num * dDenom) / (denom * denom);
+}
+
+void Scale(double* derivatives, double scale, double by_latitude, double by_longitude, double by_height) {
+  derivatives[0] *= scale / by_latitude;
+  derivatives[1] *= scale / by_longitude;
+  derivatives[2] *= scale / by_height;
+}
+
+}  // namespace
+
+TRPC::TRPC() {
+  std::transform(std::begin(coefficients_), std::end(coefficients_), table_.begin(),
+                 [](const auto& coefficients) { return coefficients; });
+}
+
+TRPC::TRPC(const TRPCData* data, const TPolygon* margin) : TRPC(*data, margin) {}
+
+TRPC::TRPC(const TRPCData& data, const TPolygon* margin) : TRPC() {
+  SetRPCData(data);
+  if (margin != nullptr && *margin) margin_ = *margin;
+}
+
+TRPC::TRPC(TKaXIniReader* src) : TRPC() {
+  if (!InitializeFromXML(src)) throw std::runtime_error("TRPC::TRPC(TKaXIniReader *src)");
+}
+
+TRPC::~TRPC() = default;
+
+var_a<TRPC*> TRPC::CreateVCopy() const try {
+  if (!normalizations_) return nullptr;
+  TRPCData data;
+  GetRPCData(&data);
+  var_a<TRPC*> copy = new_a<TRPC>(data, &margin_);
+  copy->raster_width_ = raster_width_;
+  copy->raster_height_ = raster_height_;
+  return copy;
+} catch (...) {
+  return nullptr;
+}
+
+void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
+                                         double* sample, double* dLine, double* dSample) const {
+  const TRPCTerms<double> terms(P, L, H);
+  const auto& [line_num, line_denom, sample_num, sample_denom] = coefficients_;
+  const double ln = RPCValue(line_num, terms);
+  const double ld = RPCValue(line_denom, terms);
+  const double sn = RPCValue(sample_num, terms);
+  const double sd = RPCValue(sample_denom, terms);
+  if (dLine != nullptr || dSample != nullptr) {
+    double dP[PolynomialCount];
+    double dL[PolynomialCount];
+    double dH[PolynomialCount];
+    CalculateRPCPolynomes(P, L, H, table_.data(), nullptr, dP, dL, dH);
+    const double* const by_variable[] = {dP, dL, dH};
+    for (int x = 0; x < 3; ++x) {
+      const double* const d = by_variable[x];
+      if (dLine != nullptr) dLine[x] = ByQuotientRule(ln, ld, d[0], d[1]);
+      if (dSample != nullptr) dSample[x] = ByQuotientRule(sn, sd, d[2], d[3]);
+    }
+  }
+  *line = ln / ld;
+  *sample = sn / sd;
+}
+
+void TRPC::CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
+                               double* sample, double* dLine, double* dSample) const {
+  const TNormalizations& n = *normalizations_;
+  CalculateLineSampleNormalized(n.Latitude.Initial2Normalized(lat), n.Longitude.Initial2Normalized(lon),
+                                n.Height.Initial2Normalized(h), line, sample, dLine, dSample);
+  *line = n.Line.Normalized2Initial(*line);
+  *sample = n.Sample.Normalized2Initial(*sample);
+  const double by_latitude = n.Latitude.Scale();
+  const double by_longitude = n.Longitude.Scale();
+  const double by_height = n.Height.Scale();
+  if (dLine != nullptr) Scale(dLine, n.Line.Scale(), by_latitude, by_longitude, by_height);
+  if (dSample != nullptr) Scale(dSample, n.Sample.Scale(), by_latitude, by_longitude, by_height);
+}
+
+void TRPC::SetRPCData(const TRPCData& data) {
+  Reset();
+  normalizations_ = TNormalizations{
+      TLinearNormalization(data.LineOffset, data.LineScale),
+      TLinearNormalization(data.SampleOffset, data.SampleScale),
+      TLinearNormalization(data.LatitudeOffset, data.LatitudeScale),
+      TLinearNormalization(data.LongitudeOffset, data.LongitudeScale),
+      TLinearNormalization(data.HeightOffset, data.HeightScale),
+  };
+  for (std::size_t i = 0; i < PolynomialCount; ++i) {
+    const auto& values = data.*RPCDataCoefficients[i].Values;
+    std::copy(std::begin(values), std::end(values), std::begin(coefficients_[i]));
+  }
+}
+
+void TRPC::GetRPCData(TRPCData* out) const {
+  if (!normalizations_) {
+    out->Invalidate();
+    return;
+  }
+  for (std::size_t i = 0; i < PolynomialCount; ++i) {
+    std::copy(std::begin(coefficients_[i]), std::end(coefficients_[i]),
+              std::begin(out->*RPCDataCoefficients[i].Values));
+  }
+  const TNormalizations& n = *normalizations_;
+  out->LineOffset = n.Line.Offset();
+  out->LineScale = n.Line.Scale();
+  out->SampleOffset = n.Sample.Offset();
+  out->SampleScale = n.Sample.Scale();
+  out->LatitudeOffset = n.Latitude.Offset();
+  out->LatitudeScale = n.Latitude.Scale();
+  out->LongitudeOffset = n.Longitude.Offset();
+  out->LongitudeScale = n.Longitude.Scale();
+  out->HeightOffset = n.Height.Offset();
+  out->HeightScale = n.Height.Scale();
+}
+
+bool TRPC::SetRasterDims(int width, int height) {
+  if (width < 1 || height < 1) return false;
+  raster_width_ = width;
+  raster_height_ = height;
+  return true;
+}
+
+bool TRPC::GetRasterDims(int* width, int* height) const {
+  if (raster_width_ < 1) return false;
+  if (width == nullptr || height == nullptr || raster_height_ < 1) return raster_height_ > 0;
+  *width = raster_width_;
+  *height = raster_height_;
+  return true;
+}
+
+bool TRPC::GetMargin(TPolygon* out) const {
+  if (!margin_) return false;
+  *out = margin_;
+  return true;
+}
+
+void TRPC::Reset() {
+  normalizations_.reset();
+  margin_.Clear();
+  raster_width_ = 0;
+  raster_height_ = 0;
+  approximation_valid_ = false;
+}
+
+void TRPC::ReadMargin(TKaXIniReader* reader) {
+  const unsigned long section = reader->EnterSectionS(MarginSection);
+  // A margin that cannot be read leaves the reader inside its section: the keys behind it are then looked
+  // up there, and found absent.
+  const bool read =
+      section != 0 && margin_.InitializeFromXML(reader) && reader->LeaveSection(section);
+  if (!read) margin_.Clear();
+}
+
+bool TRPC::ReadApproximation(TKaXIniReader* reader) {
+  const unsigned long section = reader->EnterSectionS(ApproximationSection);
+  if (section == 0) return true;
+  try {
+    std::transform(std::begin(ApproximationKeys), std::end(ApproximationKeys), approximation_.begin(),
+                   [&](const char* key) { return reader->ReadE<double>(reader->FindFE(key, 0)); });
+    approximation_valid_ = true;
+  } catch (...) {
+    // Without all its numbers there is no approximation; it is built anew when it is needed.
+    approximation_valid_ = false;
+  }
+  return reader->LeaveSection(section);
+}
+
+bool TRPC::InitializeFromXML(TKaXIniReader* reader) {
+  TRPCData data;
+  if (!data.InitializeFromXML(reader)) return false;
+  SetRPCData(data);
+  try {
+    ReadMargin(reader);
+    raster_width_ = reader->Read<int>(reader->FindF(WidthKey, 0), 0);
+    raster_height_ = reader->Read<int>(reader->FindF(HeightKey, 0), 0);
+    return ReadApproximation(reader);
+  } catch (...) {
+    return false;
+  }
+}
+
+bool TRPC::SaveMargin(TKaXIniWriter* writer) const {
+  const unsigned long section = writer->BeginSection(MarginSection);
+  return section != 0 && margin_.SaveToXML(writer) && writer->EndSection(section);
+}
+
+bool TRPC::SaveApproximation(TKaXIniWriter* writer) const {
+  const unsigned long section = writer->BeginSection(ApproximationSection);
+  if (section == 0) return false;
+  bool written = true;
+  for (std::size_t i = 0; written && i < ApproximationSize; ++i) {
+    written = writer->WriteS<double>(ApproximationKeys[i], approximation_[i]);
+  }
+  return writer->EndSection(section) && written;
+}
+
+bool TRPC::SaveToXML(TKaXIniWriter* writer) const try {
+  if (!normalizations_) return false;
+  TRPCData data;
+  GetRPCData(&data);
+  if (!data.SaveToXML(writer)) return false;
+  bool saved = !margin_ || SaveMargin(writer);
+  if (raster_width_ >= 1 && raster_height_ >= 1) {
+    // The outcome of the raster size stands for that of the margin too: a margin that could not be
+    // written does not fail a model that has a size.
+    saved = writer->WriteS<int>(WidthKey, raster_width_) && writer->WriteS<int>(HeightKey, raster_height_);
+  }
+  if (!saved || !approximation_valid_) return saved;
+  return SaveApproximation(writer);
+} catch (...) {
+  return false;
+}
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,112 @@
+/// \file
+/// The rational polynomial sensor model.
+///
+/// Notation: P, L, H are latitude, longitude and height normalised with the model's offsets and scales;
+/// line (row) and sample (column) are the image coordinates. Ground points are (latitude, longitude,
+/// height) in degrees and metres above the ellipsoid, image points (line, sample) in pixels, the centre of
+/// the first pixel at (0, 0).
+#pragma once
+
+#include <array>
+#include <optional>
+
+#include "kelvane/geometry/polygon.h"
+#include "kelvane/module/export.h"
+#include "kelvane/module/host/var_a.h"
+#include "kelvane/numeric/normalization.h"
+#include "kelvane/rpc/rpc_data.h"
+
+namespace SatCommonUtils {
+
+/// A model is empty (after the default constructor, `Reset`, or a `SetRPCData` that threw) or loaded. An
+/// empty model must not project. A loaded one may be read from several threads at once.
+class KELVANE_API TRPC {
+ public:
+  /// An empty model.
+  TRPC();
+  /// The model of a record, with a margin where that is given and usable; raster size 0 by 0. `data` must
+  /// not be null, `margin` may be. Throws as `SetRPCData`.
+  TRPC(const TRPCData* data, const TPolygon* margin);
+  TRPC(const TRPCData& data, const TPolygon* margin);
+  /// The model that stands in the reader's current section, through the virtual `InitializeFromXML`. Throws
+  /// `std::runtime_error` "TRPC::TRPC(TKaXIniReader *src)" when that fails, and what it lets out.
+  explicit TRPC(TKaXIniReader* src);
+  TRPC(const TRPC&) = delete;
+  TRPC& operator=(const TRPC&) = delete;
+
+  virtual ~TRPC();
+
+  /// A new model of the same record, margin and raster size; approximation and inverted model are not
+  /// copied. Empty when the copy fails, as that of an empty model does.
+  virtual var_a<TRPC*> CreateVCopy() const;
+
+  /// Ground to image. `dLine` and `dSample` (each null or an array of three) receive the derivatives by
+  /// latitude and longitude (pixels per degree) and by height (pixels per metre). Where a denominator is
+  /// zero the results are infinities or NaN, as the division gives them.
+  virtual void CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
+                                   double* sample, double* dLine, double* dSample) const;
+
+  /// Reads the model from the current section: the record; section "Margin"; "RasterWidth" and
+  /// "RasterHeight"; section "Approximation". All but the record may be absent. False when the record
+  /// cannot be read, the model then as it was, or when a section cannot be left. The only exception let
+  /// out is that of `SetRPCData` for a zero scale.
+  virtual bool InitializeFromXML(TKaXIniReader* reader);
+  /// Writes the model into the current section; false on failure, as for an empty model.
+  virtual bool SaveToXML(TKaXIniWriter* writer) const;
+
+  /// Takes a record in place of what the model held. Margin, raster size and approximation are dropped;
+  /// the inverted model is not. Throws `TKaMessage`
+  /// "TLinearNormalization::TLinearNormalization(const double&,const double&)" when a scale is zero; the
+  /// model is then empty. Whether the record's fields are set is not asked.
+  void SetRPCData(const TRPCData& data);
+  /// The model's record; that of an empty model is unset.
+  void GetRPCData(TRPCData* out) const;
+
+  /// Ground to image in normalised coordinates. `dLine` and `dSample` (each null or an array of three)
+  /// receive the derivatives by P, L and H.
+  void CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
+                                     double* sample, double* dLine, double* dSample) const;
+
+  /// Sets the size of the raster, in pixels; false, unchanged, unless both are at least 1.
+  bool SetRasterDims(int width, int height);
+  /// The size of the raster; false, nothing written, when none is set. With a null pointer nothing is
+  /// written, and the result still tells.
+  bool GetRasterDims(int* width, int* height) const;
+  /// The margin (x sample, y line, pixels); false, `*out` unchanged, when none is set.
+  bool GetMargin(TPolygon* out) const;
+
+  /// Empties the model. The inverted model stays.
+  void Reset();
+
+ private:
+  /// Line numerator and denominator, sample numerator and denominator.
+  static constexpr std::size_t PolynomialCount = 4;
+  static constexpr std::size_t ApproximationSize = 16;
+
+  struct TNormalizations {
+    TLinearNormalization Line;
+    TLinearNormalization Sample;
+    TLinearNormalization Latitude;
+    TLinearNormalization Longitude;
+    TLinearNormalization Height;
+  };
+
+  void ReadMargin(TKaXIniReader* reader);
+  bool ReadApproximation(TKaXIniReader* reader);
+  bool SaveMargin(TKaXIniWriter* writer) const;
+  bool SaveApproximation(TKaXIniWriter* writer) const;
+
+  double coefficients_[PolynomialCount][TRPCData::CoefficientCount] = {};
+  std::array<const double*, PolynomialCount> table_;
+  /// None while the model is empty.
+  std::optional<TNormalizations> normalizations_;
+  TPolygon margin_;
+  int raster_width_ = 0;
+  int raster_height_ = 0;
+  /// Two linear-fractional functions of latitude, longitude, height: see the keys in the source.
+  mutable std::array<double, ApproximationSize> approximation_ = {};
+  mutable bool approximation_valid_ = false;
+  mutable var_a<TRPC*> inverted_;
+};
+
+}  // namespace SatCommonUtils

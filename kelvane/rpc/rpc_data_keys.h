@@ -1,0 +1,72 @@
+/// \file
+/// The one table of the record's fields: what each form calls them, and how the rounding forms write
+/// them.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+
+#include "kelvane/rpc/rpc_data.h"
+
+namespace SatCommonUtils {
+
+/// In what a field is counted.
+enum class TE_RPCUnit { Pixels, Angle, Length };
+
+/// An offset or a scale.
+struct TRPCDataField {
+  const char* Name;     ///< of the field, and its key in XML
+  const char* TextKey;  ///< in RPC text
+  const char* RPBKey;   ///< in RPB
+  TE_RPCUnit Unit;
+  bool TextZeroPadded;  ///< RPC text fills the width with zeros rather than blanks
+  int TextWidth;
+  int TextDecimals;
+  int RPBDecimals;
+  double TRPCData::*Value;
+};
+
+/// Offset and scale in turn, in the order of the record.
+inline constexpr TRPCDataField RPCDataFields[] = {
+    {"LineOffset", "LINE_OFF", "lineOffset", TE_RPCUnit::Pixels, true, 10, 2, 2, &TRPCData::LineOffset},
+    {"LineScale", "LINE_SCALE", "lineScale", TE_RPCUnit::Pixels, false, 10, 2, 2, &TRPCData::LineScale},
+    {"SampleOffset", "SAMP_OFF", "sampOffset", TE_RPCUnit::Pixels, true, 10, 2, 2, &TRPCData::SampleOffset},
+    {"SampleScale", "SAMP_SCALE", "sampScale", TE_RPCUnit::Pixels, false, 10, 2, 2, &TRPCData::SampleScale},
+    {"LatitudeOffset", "LAT_OFF", "latOffset", TE_RPCUnit::Angle, false, 12, 8, 8, &TRPCData::LatitudeOffset},
+    {"LatitudeScale", "LAT_SCALE", "latScale", TE_RPCUnit::Angle, true, 12, 8, 8, &TRPCData::LatitudeScale},
+    {"LongitudeOffset", "LONG_OFF", "longOffset", TE_RPCUnit::Angle, false, 13, 8, 8,
+     &TRPCData::LongitudeOffset},
+    {"LongitudeScale", "LONG_SCALE", "longScale", TE_RPCUnit::Angle, true, 13, 8, 8,
+     &TRPCData::LongitudeScale},
+    {"HeightOffset", "HEIGHT_OFF", "heightOffset", TE_RPCUnit::Length, true, 9, 3, 2,
+     &TRPCData::HeightOffset},
+    {"HeightScale", "HEIGHT_SCALE", "heightScale", TE_RPCUnit::Length, true, 9, 3, 2,
+     &TRPCData::HeightScale},
+};
+
+inline constexpr std::size_t RPCDataFieldCount = std::size(RPCDataFields);
+
+/// Field i when all offsets stand before all scales, as RPC text and RPB write them.
+inline constexpr const TRPCDataField& RPCDataFieldOffsetsFirst(std::size_t i) {
+  constexpr std::size_t pairs = RPCDataFieldCount / 2;
+  return RPCDataFields[i < pairs ? 2 * i : 2 * (i - pairs) + 1];
+}
+
+/// A set of 20 coefficients.
+struct TRPCDataCoefficients {
+  const char* Name;        ///< of the array, and its section in XML
+  const char* FormerName;  ///< another section name accepted on reading, or null
+  const char* TextPrefix;  ///< in RPC text, before the number of the coefficient, which counts from 1
+  const char* RPBKey;      ///< in RPB
+  double (TRPCData::*Values)[TRPCData::CoefficientCount];
+};
+
+/// In the order of the record.
+inline constexpr TRPCDataCoefficients RPCDataCoefficients[] = {
+    {"LineNum", "LineNom", "LINE_NUM_COEFF_", "lineNumCoef", &TRPCData::LineNum},
+    {"LineDenom", nullptr, "LINE_DEN_COEFF_", "lineDenCoef", &TRPCData::LineDenom},
+    {"SampleNum", "SampleNom", "SAMP_NUM_COEFF_", "sampNumCoef", &TRPCData::SampleNum},
+    {"SampleDenom", nullptr, "SAMP_DEN_COEFF_", "sampDenCoef", &TRPCData::SampleDenom},
+};
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,117 @@
+/// The RPC text form: one "KEY: number unit" a line.
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <string>
+
+#include "kelvane/module/c_numeric_locale.h"
+#include "kelvane/module/host/stream.h"
+#include "kelvane/module/host/text.h"
+#include "kelvane/rpc/rpc_data.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+#include "kelvane/rpc/rpc_data_problem.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+constexpr std::size_t LineCapacity = 512;
+
+std::string CoefficientKey(const TRPCDataCoefficients& set, std::size_t k) {
+  return set.TextPrefix + std::to_string(k + 1);
+}
+
+/// Where the number of each key goes: 90 entries.
+std::map<std::string, double*> Destinations(TRPCData* data) {
+  std::map<std::string, double*> destinations;
+  for (const TRPCDataField& field : RPCDataFields) destinations[field.TextKey] = &(data->*field.Value);
+  for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
+    for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+      destinations[CoefficientKey(set, k)] = &(data->*set.Values)[k];
+    }
+  }
+  return destinations;
+}
+
+std::string DescribeMissing(const std::map<std::string, double*>& missing) {
+  std::string text = "no number for " + missing.begin()->first;
+  if (missing.size() > 1) text += " and " + std::to_string(missing.size() - 1) + " more of the 90 keys";
+  return text;
+}
+
+const std::string& UnitText(TE_RPCUnit unit, const std::string& angle, const std::string& length) {
+  static const std::string pixels = "pixels";
+  switch (unit) {
+    case TE_RPCUnit::Angle:
+      return angle;
+    case TE_RPCUnit::Length:
+      return length;
+    case TE_RPCUnit::Pixels:
+      break;
+  }
+  return pixels;
+}
+
+std::string FieldLine(const TRPCDataField& field, double value, const std::string& unit) {
+  return Tessarin::ssprintf(field.TextZeroPadded ? "%s: %+0*.*lf %s\r\n" : "%s: %+*.*lf %s\r\n",
+                            field.TextKey, field.TextWidth, field.TextDecimals, value, unit.c_str());
+}
+
+bool WriteLine(TKaStream* stream, const std::string& line) {
+  return stream->Write(line.data(), line.size()) == line.size();
+}
+
+}  // namespace
+
+bool TRPCData::InitializeFromText(TKaStream* stream) { return InitializeFromText(stream, nullptr); }
+
+bool TRPCData::InitializeFromText(TKaStream* stream, std::string* problem) try {
+  if (!stream->IsReady()) return Fail(problem, "the stream cannot be read");
+  const TCNumericLocale point;
+  std::map<std::string, double*> missing = Destinations(this);
+  char line[LineCapacity];
+  while (!stream->AtEnd()) {
+    if (stream->ReadLine(line, sizeof line) == 0) continue;
+    const std::string text = line;
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos) continue;
+    const auto entry = missing.find(text.substr(0, colon));
+    if (entry == missing.end()) continue;
+    if (std::sscanf(line + colon + 1, "%lf", entry->second) == 1) missing.erase(entry);
+  }
+  return missing.empty() || Fail(problem, DescribeMissing(missing));
+} catch (const std::exception& failure) {
+  return Fail(problem, failure.what());
+} catch (...) {
+  return Fail(problem, "the stream cannot be read");
+}
+
+bool TRPCData::InitializeFromTextFile(const std::string& path) try {
+  TKaFileStream file;
+  return file.Open(TKaPath(path), kaOpenRead, kaShareAll) && InitializeFromText(&file);
+} catch (...) {
+  return false;
+}
+
+bool TRPCData::SaveToText(TKaStream* stream, std::string angleUnit, std::string lengthUnit) const try {
+  if (angleUnit.empty()) angleUnit = "degrees";
+  if (lengthUnit.empty()) lengthUnit = "meters";
+  for (std::size_t i = 0; i < RPCDataFieldCount; ++i) {
+    const TRPCDataField& field = RPCDataFieldOffsetsFirst(i);
+    const std::string& unit = UnitText(field.Unit, angleUnit, lengthUnit);
+    if (!WriteLine(stream, FieldLine(field, this->*field.Value, unit))) return false;
+  }
+  for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
+    for (std::size_t k = 0; k < CoefficientCount; ++k) {
+      const std::string key = CoefficientKey(set, k);
+      if (!WriteLine(stream, Tessarin::ssprintf("%s: %+.15lE\r\n", key.c_str(), (this->*set.Values)[k]))) {
+        return false;
+      }
+    }
+  }
+  return true;
+} catch (...) {
+  return false;
+}
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,19 @@
+#include "kelvane/rpc/rpc_polynomials.h"
+
+#include "kelvane/rpc/rpc_terms.h"
+
+namespace SatCommonUtils {
+
+void CalculateRPCPolynomes(const double& P, const double& L, const double& H, const double* const* coefs,
+                           double* values, double* dP, double* dL, double* dH) {
+  const TRPCTerms<double> terms(P, L, H);
+  for (int i = 0; i < 4; ++i) {
+    const double* const c = coefs[i];
+    if (values != nullptr) values[i] = RPCValue(c, terms);
+    if (dP != nullptr) dP[i] = RPCByLatitude(c, terms, 2.0, 3.0);
+    if (dL != nullptr) dL[i] = RPCByLongitude(c, terms, 2.0, 3.0);
+    if (dH != nullptr) dH[i] = RPCByHeight(c, terms, 2.0, 3.0);
+  }
+}
+
+}  // namespace SatCommonUtils

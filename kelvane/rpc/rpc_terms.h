@@ -1,0 +1,68 @@
+/// \file
+/// The 20 terms of the rational polynomial model (internal). Written over a value type `V` with + and *,
+/// so that one text serves a double and a vector of doubles; `C` gives coefficient k as `c[k]`. The order
+/// of every sum and product is part of the result's bits.
+#pragma once
+
+namespace SatCommonUtils {
+
+/// The monomials above first order at one normalised ground point, formed once for all polynomials.
+template <class V>
+struct TRPCTerms {
+  // P latitude, L longitude, H height, all normalised.
+  V P, L, H;
+  V LP, LH, PH, LL, PP, HH;
+  V PLH, LLL, LPP, LHH, LLP, PPP, PHH, LLH, PPH, HHH;
+
+  TRPCTerms(const V& p, const V& l, const V& h)
+      : P(p),
+        L(l),
+        H(h),
+        LP(l * p),
+        LH(l * h),
+        PH(p * h),
+        LL(l * l),
+        PP(p * p),
+        HH(h * h),
+        PLH(LP * h),
+        LLL(LL * l),
+        LPP(l * PP),
+        LHH(l * HH),
+        LLP(LL * p),
+        PPP(PP * p),
+        PHH(p * HH),
+        LLH(LL * h),
+        PPH(PP * h),
+        HHH(HH * h) {}
+};
+
+template <class V, class C>
+inline V RPCValue(const C& c, const TRPCTerms<V>& t) {
+  return c[0] + c[1] * t.L + c[2] * t.P + c[3] * t.H + c[4] * t.LP + c[5] * t.LH + c[6] * t.PH +
+         c[7] * t.LL + c[8] * t.PP + c[9] * t.HH + c[10] * t.PLH + c[11] * t.LLL + c[12] * t.LPP +
+         c[13] * t.LHH + c[14] * t.LLP + c[15] * t.PPP + c[16] * t.PHH + c[17] * t.LLH + c[18] * t.PPH +
+         c[19] * t.HHH;
+}
+
+/// Derivative by P.
+template <class V, class C>
+inline V RPCByLatitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+  return c[2] + c[4] * t.L + c[6] * t.H + two * c[8] * t.P + c[10] * t.LH + two * c[12] * t.LP +
+         c[14] * t.LL + three * c[15] * t.PP + c[16] * t.HH + two * c[18] * t.PH;
+}
+
+/// Derivative by L.
+template <class V, class C>
+inline V RPCByLongitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+  return c[1] + c[4] * t.P + c[5] * t.H + two * c[7] * t.L + c[10] * t.PH + three * c[11] * t.LL +
+         c[12] * t.PP + c[13] * t.HH + two * c[14] * t.LP + two * c[17] * t.LH;
+}
+
+/// Derivative by H.
+template <class V, class C>
+inline V RPCByHeight(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+  return c[3] + c[5] * t.L + c[6] * t.P + two * c[9] * t.H + c[10] * t.LP + two * c[13] * t.LH +
+         two * c[16] * t.PH + c[17] * t.LL + c[18] * t.PP + three * c[19] * t.HH;
+}
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,86 @@
+#include "kelvane/transforms/affine_2d.h"
+
+#include <cmath>
+
+#include "kelvane/module/host/ini.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+struct TField {
+  const char* Key;
+  double T2DAffineParams::*Value;
+};
+
+constexpr TField Fields[] = {
+    {"A1", &T2DAffineParams::A1}, {"A2", &T2DAffineParams::A2}, {"A3", &T2DAffineParams::A3},
+    {"B1", &T2DAffineParams::B1}, {"B2", &T2DAffineParams::B2}, {"B3", &T2DAffineParams::B3},
+};
+
+}  // namespace
+
+bool InitializeFromXML(TKaXIniReader* reader, T2DAffineParams* params) try {
+  for (const TField& field : Fields) {
+    params->*field.Value = reader->ReadE<double>(reader->FindFE(field.Key, 0));
+  }
+  return true;
+} catch (...) {
+  return false;
+}
+
+bool InitializeFromXML(TKaXIniReader* reader, std::string key, T2DAffineParams* params) try {
+  const unsigned long section = reader->EnterSectionS(key);
+  if (section == 0) return false;
+  const bool read = InitializeFromXML(reader, params);
+  return reader->LeaveSection(section) && read;
+} catch (...) {
+  return false;
+}
+
+bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer) try {
+  for (const TField& field : Fields) {
+    if (!writer->WriteS<double>(field.Key, params.*field.Value)) return false;
+  }
+  return true;
+} catch (...) {
+  return false;
+}
+
+bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer, std::string key) try {
+  const unsigned long section = writer->BeginSection(key);
+  if (section == 0) return false;
+  const bool written = SaveToXML(params, writer);
+  return writer->EndSection(section) && written;
+} catch (...) {
+  return false;
+}
+
+bool Invert2DAffineParams(const T2DAffineParams& src, T2DAffineParams* dst) {
+  constexpr double SmallestDeterminant = 1e-20;
+  const T2DAffineParams s = src;
+  // Minus the usual determinant.
+  const double d = s.A2 * s.B1 - s.A1 * s.B2;
+  if (std::fabs(d) <= SmallestDeterminant) return false;
+  dst->A1 = -s.B2 / d;
+  dst->A2 = s.A2 / d;
+  dst->A3 = (s.B2 * s.A3 - s.A2 * s.B3) / d;
+  dst->B1 = s.B1 / d;
+  dst->B2 = -s.A1 / d;
+  dst->B3 = (s.A1 * s.B3 - s.B1 * s.A3) / d;
+  return true;
+}
+
+void Combine2DAffineParams(const T2DAffineParams& first, const T2DAffineParams& second,
+                           T2DAffineParams* result) {
+  const T2DAffineParams f = first;
+  const T2DAffineParams s = second;
+  result->A1 = s.A1 * f.A1 + s.A2 * f.B1;
+  result->A2 = s.A1 * f.A2 + s.A2 * f.B2;
+  result->A3 = s.A1 * f.A3 + s.A2 * f.B3 + s.A3;
+  result->B1 = s.B1 * f.A1 + s.B2 * f.B1;
+  result->B2 = s.B1 * f.A2 + s.B2 * f.B2;
+  result->B3 = s.B1 * f.A3 + s.B2 * f.B3 + s.B3;
+}
+
+}  // namespace SatCommonUtils

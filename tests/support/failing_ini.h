@@ -1,0 +1,98 @@
+/// \file
+/// A reader and a writer whose n-th operation fails, to see what a half-done read or write leaves.
+#pragma once
+
+#include <string>
+
+#include "host/ini_xml.h"
+#include "kelvane/module/host/ini.h"
+#include "kelvane/module/host/stream.h"
+
+namespace test {
+
+/// Counts operations and fails one of them.
+class Countdown {
+ public:
+  explicit Countdown(int failing) : left_(failing) {}
+  bool Fails() { return left_-- == 0; }
+  /// True when fewer operations were done than would have reached the failing one.
+  bool NeverFailed() const { return left_ >= 0; }
+
+ private:
+  int left_;
+};
+
+class FailingReader : public TKaXIniStreamReader {
+ public:
+  FailingReader(const std::string& xml, int failing)
+      : TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr), countdown_(failing) {}
+  bool NeverFailed() const { return countdown_.NeverFailed(); }
+
+  bool LeaveSection(unsigned long handle) override {
+    return !countdown_.Fails() && TKaXIniStreamReader::LeaveSection(handle);
+  }
+  int ReadPoint(unsigned long index, xy_d* point) const override {
+    return countdown_.Fails() ? 1 : TKaXIniStreamReader::ReadPoint(index, point);
+  }
+
+ protected:
+  unsigned long FindItem(const std::string& key, unsigned long start) const override {
+    return countdown_.Fails() ? NoItem : TKaXIniStreamReader::FindItem(key, start);
+  }
+  unsigned long EnterSection(const std::string& name) override {
+    return countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
+  }
+  using TKaXIniStreamReader::GetValue;
+  bool GetValue(unsigned long index, double* value) const override {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
+  bool GetValue(unsigned long index, int* value) const override {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
+
+ private:
+  mutable Countdown countdown_;
+};
+
+class FailingWriter : public TKaXIniXmlWriter {
+ public:
+  explicit FailingWriter(int failing) : countdown_(failing) {}
+  bool NeverFailed() const { return countdown_.NeverFailed(); }
+
+  unsigned long BeginSection(const std::string& name) override {
+    return countdown_.Fails() ? 0 : TKaXIniXmlWriter::BeginSection(name);
+  }
+  bool EndSection(unsigned long handle) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::EndSection(handle);
+  }
+  bool WritePoint(const std::string& name, const xy_d& point) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::WritePoint(name, point);
+  }
+
+ protected:
+  using TKaXIniXmlWriter::PutValue;
+  bool PutValue(const std::string& key, const double& value) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
+  bool PutValue(const std::string& key, const int& value) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
+
+ private:
+  Countdown countdown_;
+};
+
+/// What `save(writer)` writes, as a document's text; empty when it fails.
+template <class Save>
+std::string SavedXml(Save save) {
+  TKaXIniXmlWriter writer;
+  TKaStringStream stream;
+  return save(&writer) && writer.Save(&stream) ? stream.Text() : std::string();
+}
+
+/// A reader over a document's text.
+inline TKaXIniStreamReader XmlReader(const std::string& xml) {
+  return TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr);
+}
+
+}  // namespace test

@@ -1,0 +1,91 @@
+/// \file
+/// Records to test with, and an evaluation of the model that shares nothing with the library's.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "kelvane/rpc/rpc_data.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+
+namespace test {
+
+/// All 90 numbers different, none of them round.
+inline SatCommonUtils::TRPCData NumberedRecord() {
+  SatCommonUtils::TRPCData data;
+  double next = 1.0;
+  const auto take = [&next] { return std::sqrt(next++) / 3.0; };
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
+    for (double& value : data.*set.Values) value = take();
+  }
+  for (const auto& field : SatCommonUtils::RPCDataFields) data.*field.Value = take();
+  return data;
+}
+
+/// line = latitude, sample = longitude.
+inline SatCommonUtils::TRPCData IdentityRecord() {
+  SatCommonUtils::TRPCData data;
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
+    for (double& value : data.*set.Values) value = 0.0;
+  }
+  for (const auto& field : SatCommonUtils::RPCDataFields) {
+    const bool is_scale = std::string(field.Name).find("Scale") != std::string::npos;
+    data.*field.Value = is_scale ? 1.0 : 0.0;
+  }
+  data.LineNum[2] = 1.0;
+  data.SampleNum[1] = 1.0;
+  data.LineDenom[0] = 1.0;
+  data.SampleDenom[0] = 1.0;
+  return data;
+}
+
+inline std::string SamplePath(const std::string& name) {
+  return std::string(KELVANE_SOURCE_DIR) + "/samples/" + name;
+}
+
+inline std::string FileText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// The record of a sample in RPB.
+inline SatCommonUtils::TRPCData SampleRecord(const std::string& name) {
+  SatCommonUtils::TRPCData data;
+  double bias = 0.0;
+  double rand = 0.0;
+  data.InitializeFromRPBFile(SamplePath(name), &bias, &rand);
+  return data;
+}
+
+/// Powers of longitude, latitude and height of each term: the model as its standard tabulates it.
+inline constexpr int Powers[20][3] = {
+    {0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {1, 0, 1}, {0, 1, 1}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2},
+    {1, 1, 1}, {3, 0, 0}, {1, 2, 0}, {1, 0, 2}, {2, 1, 0}, {0, 3, 0}, {0, 1, 2}, {2, 0, 1}, {0, 2, 1}, {0, 0, 3}};
+
+inline long double Polynomial(const double* coefficients, long double P, long double L, long double H) {
+  long double sum = 0.0L;
+  for (std::size_t k = 0; k < 20; ++k) {
+    sum += coefficients[k] * std::pow(L, Powers[k][0]) * std::pow(P, Powers[k][1]) * std::pow(H, Powers[k][2]);
+  }
+  return sum;
+}
+
+struct ImagePoint {
+  long double line;
+  long double sample;
+};
+
+/// Ground to image in extended precision.
+inline ImagePoint Projected(const SatCommonUtils::TRPCData& d, long double lat, long double lon, long double h) {
+  const long double P = (lat - d.LatitudeOffset) / d.LatitudeScale;
+  const long double L = (lon - d.LongitudeOffset) / d.LongitudeScale;
+  const long double H = (h - d.HeightOffset) / d.HeightScale;
+  return {Polynomial(d.LineNum, P, L, H) / Polynomial(d.LineDenom, P, L, H) * d.LineScale + d.LineOffset,
+          Polynomial(d.SampleNum, P, L, H) / Polynomial(d.SampleDenom, P, L, H) * d.SampleScale +
+              d.SampleOffset};
+}
+
+}  // namespace test

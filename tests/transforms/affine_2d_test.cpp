@@ -1,0 +1,161 @@
+#include "kelvane/transforms/affine_2d.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "kelvane/module/module.h"
+#include "kelvane/transforms/affine_transform_2d.h"
+#include "tests/support/failing_ini.h"
+
+namespace {
+
+using namespace SatCommonUtils;
+
+constexpr T2DAffineParams Skewed = {1.5, -0.25, 100.0, 0.5, 2.0, -7.0};
+
+bool Same(const T2DAffineParams& a, const T2DAffineParams& b) {
+  return a.A1 == b.A1 && a.A2 == b.A2 && a.A3 == b.A3 && a.B1 == b.B1 && a.B2 == b.B2 && a.B3 == b.B3;
+}
+
+T2DAffineParams Parameters(const T2DAffineTransform& transform) {
+  T2DAffineParams params;
+  transform.GetParameters(&params);
+  return params;
+}
+
+template <class Make>
+std::string ErrorOf(Make make) {
+  try {
+    make();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(AffineParams, InverseUndoesTheMap) {
+  T2DAffineParams inverse;
+  ASSERT_TRUE(Invert2DAffineParams(Skewed, &inverse));
+  T2DAffineParams both;
+  Combine2DAffineParams(Skewed, inverse, &both);
+  const T2DAffineParams identity;
+  EXPECT_NEAR(both.A1, identity.A1, 1e-15);
+  EXPECT_NEAR(both.A2, identity.A2, 1e-15);
+  EXPECT_NEAR(both.A3, identity.A3, 1e-13);
+  EXPECT_NEAR(both.B1, identity.B1, 1e-15);
+  EXPECT_NEAR(both.B2, identity.B2, 1e-15);
+  EXPECT_NEAR(both.B3, identity.B3, 1e-13);
+
+  T2DAffineParams in_place = Skewed;
+  ASSERT_TRUE(Invert2DAffineParams(in_place, &in_place));
+  EXPECT_TRUE(Same(in_place, inverse));
+}
+
+TEST(AffineParams, SmallestDeterminantIsRefused) {
+  T2DAffineParams params = {0.0, 1.0, 0.0, 1e-20, 0.0, 0.0};
+  T2DAffineParams kept = Skewed;
+  EXPECT_FALSE(Invert2DAffineParams(params, &kept));
+  EXPECT_TRUE(Same(kept, Skewed));
+  params.B1 = 1e-19;
+  EXPECT_TRUE(Invert2DAffineParams(params, &kept));
+}
+
+TEST(AffineParams, FirstIsAppliedFirst) {
+  const T2DAffineParams shift = {1.0, 0.0, 10.0, 0.0, 1.0, 20.0};
+  const T2DAffineParams doubled = {2.0, 0.0, 0.0, 0.0, 2.0, 0.0};
+  T2DAffineParams result = shift;
+  Combine2DAffineParams(result, doubled, &result);
+  EXPECT_TRUE(Same(result, {2.0, 0.0, 20.0, 0.0, 2.0, 40.0}));
+}
+
+TEST(AffineParams, FailedReadKeepsWhatCameAfter) {
+  const std::string xml =
+      test::SavedXml([](TKaXIniWriter* writer) { return SaveToXML(Skewed, writer, "Key"); });
+  T2DAffineParams params;
+  TKaXIniStreamReader reader = test::XmlReader(xml);
+  EXPECT_FALSE(InitializeFromXML(&reader, "Absent", &params));
+  ASSERT_TRUE(InitializeFromXML(&reader, "Key", &params));
+  EXPECT_TRUE(Same(params, Skewed));
+
+  for (int failing = 0;; ++failing) {
+    test::FailingReader failing_reader(xml, failing);
+    const bool read = InitializeFromXML(&failing_reader, "Key", &params);
+    EXPECT_EQ(read, failing_reader.NeverFailed()) << failing;
+    if (read) break;
+  }
+  for (int failing = 0;; ++failing) {
+    test::FailingWriter writer(failing);
+    const bool written = SaveToXML(Skewed, &writer, "Key");
+    EXPECT_EQ(written, writer.NeverFailed()) << failing;
+    if (written) break;
+  }
+
+  const std::string no_b3 = test::SavedXml([](TKaXIniWriter* writer) {
+    for (const char* key : {"A1", "A2", "A3", "B1", "B2"}) writer->WriteS<double>(key, 9.0);
+    return true;
+  });
+  TKaXIniStreamReader short_reader = test::XmlReader(no_b3);
+  EXPECT_FALSE(InitializeFromXML(&short_reader, &params));
+  EXPECT_TRUE(Same(params, {9.0, 9.0, 9.0, 9.0, 9.0, Skewed.B3}));
+}
+
+TEST(AffineTransform, IsMadeByTheHost) {
+  Init_Kelvane();
+  const std::string xml = test::SavedXml([](TKaXIniWriter* writer) {
+    T2DAffineTransform(Skewed).SaveContent(writer);
+    return true;
+  });
+  var_a<TKa2DTransform*> made = TKa2DTransform::TSerializer::CreateByName("sat_affine");
+  ASSERT_TRUE(made);
+  TKaXIniStreamReader reader = test::XmlReader(xml);
+  made->LoadContent(&reader);
+  Deinit_Kelvane();
+
+  EXPECT_STREQ(made->GetContentName(), "sat_affine");
+  EXPECT_EQ(made->GetTransformTime(true), 1.0);
+  EXPECT_FALSE(made->GetMatrix(nullptr));
+  const xy_d to = made->CreateCopy()->GetTraCoord({3.0, 4.0});
+  EXPECT_EQ(to.x, 1.5 * 3.0 - 0.25 * 4.0 + 100.0);
+  EXPECT_EQ(to.y, 0.5 * 3.0 + 2.0 * 4.0 - 7.0);
+  for (const xy_d back : {made->GetInverseTraCoord(to), made->CreateInverseTransform()->GetTraCoord(to)}) {
+    EXPECT_NEAR(back.x, 3.0, 1e-13);
+    EXPECT_NEAR(back.y, 4.0, 1e-13);
+  }
+}
+
+TEST(AffineTransform, TakesAStoredInverseAsItStands) {
+  const auto read = [](bool with_inverse) {
+    const std::string xml = test::SavedXml([&](TKaXIniWriter* writer) {
+      return SaveToXML(Skewed, writer, "Direct2DAffineTransform") &&
+             (!with_inverse || SaveToXML(T2DAffineParams(), writer, "Inverse2DAffineTransform"));
+    });
+    TKaXIniStreamReader reader = test::XmlReader(xml);
+    return T2DAffineTransform(&reader);
+  };
+  EXPECT_EQ(read(true).GetInverseTraCoord({5.0, 6.0}).x, 5.0);
+  EXPECT_EQ(read(false).GetInverseTraCoord({5.0, 6.0}).x,
+            T2DAffineTransform(Skewed).GetInverseTraCoord({5.0, 6.0}).x);
+}
+
+TEST(AffineTransform, FailuresCarryTheirTexts) {
+  constexpr T2DAffineParams flat = {1.0, 1.0, 0.0, 1.0, 1.0, 0.0};
+  TKaXIniStreamReader empty = test::XmlReader(test::SavedXml([](TKaXIniWriter*) { return true; }));
+  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(flat); }),
+            "T2DAffineTransform::T2DAffineTransform(const T2DAffineParams& src)");
+  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(&empty); }),
+            "T2DAffineTransform::T2DAffineTransform(TKaXIniReader *src))");
+  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(&empty, "Key"); }),
+            "T2DAffineTransform::T2DAffineTransform(TKaXIniReader *src, std::string key)");
+  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform().LoadContent(&empty); }),
+            "void T2DAffineTransform::LoadContent( TKaXIniReader *ini)");
+  test::FailingWriter writer(0);
+  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform().SaveContent(&writer); }),
+            "void T2DAffineTransform::SaveContent( TKaXIniWriter *ini) const");
+  T2DAffineTransform kept(Skewed);
+  EXPECT_FALSE(kept.Initialize(flat));
+  EXPECT_TRUE(Same(Parameters(kept), Skewed));
+}
+
+}  // namespace
