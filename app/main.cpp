@@ -1,4 +1,5 @@
 /// The program `kelvane`: a small host application over the library.
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -53,6 +54,8 @@ int Main(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  // A file that grows past its limit is a failed write with a reason, not a sudden end.
+  std::signal(SIGXFSZ, SIG_IGN);
   return Main(argc, argv);
 } catch (const std::bad_alloc&) {
   return Fail("out of memory");

@@ -3,7 +3,7 @@ include_guard()
 
 function(kelvane_compile_options target)
   # Same input, same bits, on every processor: no fused operations behind our back.
-  target_compile_options(${target} PRIVATE -ffp-contract=off)
+  target_compile_options(${target} PRIVATE -ffp-contract=off -fno-semantic-interposition)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                            -Wold-style-cast -Wnon-virtual-dtor -Wformat=2)
   if(PROJECT_IS_TOP_LEVEL)

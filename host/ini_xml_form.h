@@ -9,6 +9,3 @@ inline constexpr char kIniPoint[] = "point";
 inline constexpr char kIniKey[] = "key";
 inline constexpr char kIniX[] = "x";
 inline constexpr char kIniY[] = "y";
-
-/// How many sections may lie inside one another.
-inline constexpr int kIniMaxSectionDepth = 256;

@@ -130,8 +130,7 @@ TKaXIniStreamReader::TKaXIniStreamReader(const var_a<TKaStream*>& stream, bool f
     : document_(std::make_unique<TDocument>()) {
   KaReportProgress(progress, 0.0);
   const std::string text = KaReadXmlText(stream.get(), from_start);
-  // Root and value lie around and inside the sections.
-  KaParseXml(text, kIniMaxSectionDepth + 2, &document_->Xml);
+  KaParseXml(text, &document_->Xml);
   const pugi::xml_node root = document_->Xml.document_element();
   if (root.name() != std::string_view(kIniRoot)) {
     throw TKaMessage(KaXmlReason(text, root.offset_debug(),

@@ -10,6 +10,9 @@
 
 namespace {
 
+/// Root and value lie around and inside the sections.
+constexpr std::size_t kMaxSectionDepth = KaMaxXmlDepth - 2;
+
 /// The shortest text that reads back as the same number.
 template <class T>
 std::string NumberText(T number) {
@@ -66,7 +69,7 @@ bool TKaXIniXmlWriter::Save(TKaStream* stream) const {
 }
 
 unsigned long TKaXIniXmlWriter::BeginSection(const std::string& name) {
-  if (!IsKey(name) || document_->Open.size() == kIniMaxSectionDepth) return 0;
+  if (!IsKey(name) || document_->Open.size() == kMaxSectionDepth) return 0;
   document_->BeginElement(kIniSection, name);
   document_->Body += ">\n";
   document_->Open.push_back(document_->NextHandle);

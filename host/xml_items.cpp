@@ -9,9 +9,6 @@
 
 namespace {
 
-/// How many tags may lie inside one another, the document tag included.
-constexpr int kMaxTagDepth = 256;
-
 bool IsCharacterData(const pugi::xml_node& node) {
   return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
@@ -60,7 +57,7 @@ bool IsVerbatim(std::string_view text, std::string_view forbidden) {
 class TXmlPrinter {
  public:
   bool PrintTag(const TKaXmlTagItem& tag, int depth) {
-    if (depth > kMaxTagDepth || !IsXmlName(tag.Name)) return false;
+    if (depth > KaMaxXmlDepth || !IsXmlName(tag.Name)) return false;
     (text_ += '<') += tag.Name;
     for (const TKaXmlTagAttribute& attribute : tag.Attributes) {
       if (!IsXmlName(attribute.Name) || attribute.Value.find('\0') != std::string::npos) return false;
@@ -156,7 +153,7 @@ std::string TKaXmlTagItems::get_text() const {
 var_a<TKaXmlTagItem*> KaReadXml(TKaStream* stream, bool from_start, TKaProgressHandler* progress) {
   KaReportProgress(progress, 0.0);
   pugi::xml_document document;
-  KaParseXml(KaReadXmlText(stream, from_start), kMaxTagDepth, &document);
+  KaParseXml(KaReadXmlText(stream, from_start), &document);
   var_a<TKaXmlTagItem*> tag = MakeTag(document.document_element());
   KaReportProgress(progress, 1.0);
   return tag;

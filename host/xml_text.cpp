@@ -8,13 +8,11 @@
 
 namespace {
 
-/// Walks the tree without recursion until an element lies too deep.
+/// Walks the tree, without recursion, until an element lies too deep.
 class TDepthCheck : public pugi::xml_tree_walker {
  public:
-  explicit TDepthCheck(int max_depth) : max_depth_(max_depth) {}
-
   bool for_each(pugi::xml_node& node) override {
-    if (node.type() != pugi::node_element || depth() < max_depth_) return true;
+    if (node.type() != pugi::node_element || depth() < KaMaxXmlDepth) return true;
     too_deep_ = node;
     return false;
   }
@@ -22,7 +20,6 @@ class TDepthCheck : public pugi::xml_tree_walker {
   pugi::xml_node TooDeep() const { return too_deep_; }
 
  private:
-  int max_depth_;
   pugi::xml_node too_deep_;
 };
 
@@ -36,7 +33,9 @@ void CheckOutermostLevel(const std::string& text, const pugi::xml_document& docu
   for (const pugi::xml_node node : document.children()) {
     const pugi::xml_node_type type = node.type();
     if (type == pugi::node_pcdata || type == pugi::node_cdata) {
-      Fail(text, node.offset_debug(), "text outside the root element");
+      const std::size_t begin =
+          text.find_first_not_of(KaWhiteSpace, static_cast<std::size_t>(node.offset_debug()));
+      Fail(text, static_cast<std::ptrdiff_t>(begin), "text outside the root element");
     }
     if (type != pugi::node_element) continue;
     if (has_root) Fail(text, node.offset_debug(), "a second root element");
@@ -86,7 +85,7 @@ std::string KaReadXmlText(TKaStream* stream, bool from_start) {
   return KaReadText(*stream);
 }
 
-void KaParseXml(const std::string& text, int max_depth, pugi::xml_document* document) {
+void KaParseXml(const std::string& text, pugi::xml_document* document) {
   const std::size_t control = KaFindControlByte(text, "\t\r\n");
   if (control != std::string::npos) {
     Fail(text, static_cast<std::ptrdiff_t>(control), "a control byte: this is no XML text in UTF-8");
@@ -96,7 +95,7 @@ void KaParseXml(const std::string& text, int max_depth, pugi::xml_document* docu
   const pugi::xml_parse_result result = document->load_buffer(text.data(), text.size(), flags);
   if (!result) Fail(text, result.offset, result.description());
   CheckOutermostLevel(text, *document);
-  TDepthCheck depth(max_depth);
+  TDepthCheck depth;
   document->traverse(depth);
   if (depth.TooDeep()) Fail(text, depth.TooDeep().offset_debug(), "elements are nested too deeply");
 }

@@ -9,14 +9,18 @@
 
 class TKaStream;
 
+/// How many elements may lie inside one another, the root included: enough for a root, 256 sections and a
+/// value.
+constexpr int KaMaxXmlDepth = 258;
+
 /// Reads the text of a document from the stream: from its beginning when `from_start` is true, else from
 /// where it stands. Throws `TKaMessage` when the stream is null, fails or cannot go back.
 std::string KaReadXmlText(TKaStream* stream, bool from_start);
 
 /// Parses the text. White space between elements is dropped; a text that consists of white space is kept
 /// when it is the only content of its element. Throws `TKaMessage`, with line and reason, when the text is
-/// no document with one root element, or when elements lie more than `max_depth` deep, the root included.
-void KaParseXml(const std::string& text, int max_depth, pugi::xml_document* document);
+/// no document with one root element, or when elements are nested too deeply.
+void KaParseXml(const std::string& text, pugi::xml_document* document);
 
 /// "line 12: reason", for the place at `offset`, which is negative when it is not known.
 std::string KaXmlReason(const std::string& text, std::ptrdiff_t offset, const std::string& reason);

@@ -1,6 +1,7 @@
 #include "kelvane/rpc/rpc.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <stdexcept>
 
@@ -26,15 +27,38 @@ constexpr const char* ApproximationKeys[] = {
     "SampleDenomLatCoef", "SampleDenomLonCoef", "SampleDenomHCoef", "SampleDenomFreeTerm",
 };
 
-/// Derivative of numerator / denominator.
-double ByQuotientRule(double num, double denom, double dNum, double dDenom) {
-  return (denom * dNum - num * dDenom) / (denom * denom);
+/// A number of the line polynomials beside the same of the sample polynomials: two sums run side by side
+/// in one register, each in its own order.
+using TPair [[gnu::vector_size(16)]] = double;
+
+/// Coefficient k of two polynomials.
+class TPairs {
+ public:
+  explicit TPairs(const double (*pairs)[2]) : pairs_(pairs) {}
+  TPair operator[](std::size_t k) const {
+    TPair pair;
+    std::memcpy(&pair, __builtin_assume_aligned(pairs_[k], sizeof pair), sizeof pair);
+    return pair;
+  }
+
+ private:
+  const double (*pairs_)[2];
+};
+
+/// Numerator over denominator at a normalised ground point: line beside sample.
+[[gnu::always_inline]] inline TPair Ratio(const double (*numerators)[2], const double (*denominators)[2], double P, double L,
+                   double H) {
+  const TRPCTerms<TPair> terms(TPair{P, P}, TPair{L, L}, TPair{H, H});
+  return RPCValue(TPairs(numerators), terms) / RPCValue(TPairs(denominators), terms);
 }
 
-void Scale(double* derivatives, double scale, double by_latitude, double by_longitude, double by_height) {
-  derivatives[0] *= scale / by_latitude;
-  derivatives[1] *= scale / by_longitude;
-  derivatives[2] *= scale / by_height;
+TRPCTerms<TPair> PairTerms(double P, double L, double H) {
+  return {TPair{P, P}, TPair{L, L}, TPair{H, H}};
+}
+
+/// Derivative of numerator / denominator.
+TPair ByQuotientRule(TPair num, TPair denom, TPair dNum, TPair dDenom) {
+  return (denom * dNum - num * dDenom) / (denom * denom);
 }
 
 }  // namespace
@@ -71,40 +95,52 @@ var_a<TRPC*> TRPC::CreateVCopy() const try {
 
 void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                          double* sample, double* dLine, double* dSample) const {
-  const TRPCTerms<double> terms(P, L, H);
-  const auto& [line_num, line_denom, sample_num, sample_denom] = coefficients_;
-  const double ln = RPCValue(line_num, terms);
-  const double ld = RPCValue(line_denom, terms);
-  const double sn = RPCValue(sample_num, terms);
-  const double sd = RPCValue(sample_denom, terms);
-  if (dLine != nullptr || dSample != nullptr) {
-    double dP[PolynomialCount];
-    double dL[PolynomialCount];
-    double dH[PolynomialCount];
-    CalculateRPCPolynomes(P, L, H, table_.data(), nullptr, dP, dL, dH);
-    const double* const by_variable[] = {dP, dL, dH};
-    for (int x = 0; x < 3; ++x) {
-      const double* const d = by_variable[x];
-      if (dLine != nullptr) dLine[x] = ByQuotientRule(ln, ld, d[0], d[1]);
-      if (dSample != nullptr) dSample[x] = ByQuotientRule(sn, sd, d[2], d[3]);
-    }
+  if (dLine != nullptr || dSample != nullptr) CalculateDerivatives(P, L, H, dLine, dSample);
+  const TPair image = Ratio(numerators_, denominators_, P, L, H);
+  *line = image[0];
+  *sample = image[1];
+}
+
+// Apart from the projection: kept together, the registers that the derivatives need would slow it down.
+void TRPC::CalculateDerivatives(double P, double L, double H, double* dLine, double* dSample) const {
+  constexpr TPair two = {2.0, 2.0};
+  constexpr TPair three = {3.0, 3.0};
+  const TRPCTerms<TPair> terms = PairTerms(P, L, H);
+  const TPairs num(numerators_);
+  const TPairs denom(denominators_);
+  const TPair n = RPCValue(num, terms);
+  const TPair d = RPCValue(denom, terms);
+  const TPair by_ground[] = {
+      ByQuotientRule(n, d, RPCByLatitude(num, terms, two, three), RPCByLatitude(denom, terms, two, three)),
+      ByQuotientRule(n, d, RPCByLongitude(num, terms, two, three), RPCByLongitude(denom, terms, two, three)),
+      ByQuotientRule(n, d, RPCByHeight(num, terms, two, three), RPCByHeight(denom, terms, two, three)),
+  };
+  for (std::size_t x = 0; x < std::size(by_ground); ++x) {
+    if (dLine != nullptr) dLine[x] = by_ground[x][0];
+    if (dSample != nullptr) dSample[x] = by_ground[x][1];
   }
-  *line = ln / ld;
-  *sample = sn / sd;
 }
 
 void TRPC::CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
                                double* sample, double* dLine, double* dSample) const {
   const TNormalizations& n = *normalizations_;
-  CalculateLineSampleNormalized(n.Latitude.Initial2Normalized(lat), n.Longitude.Initial2Normalized(lon),
-                                n.Height.Initial2Normalized(h), line, sample, dLine, dSample);
-  *line = n.Line.Normalized2Initial(*line);
-  *sample = n.Sample.Normalized2Initial(*sample);
-  const double by_latitude = n.Latitude.Scale();
-  const double by_longitude = n.Longitude.Scale();
-  const double by_height = n.Height.Scale();
-  if (dLine != nullptr) Scale(dLine, n.Line.Scale(), by_latitude, by_longitude, by_height);
-  if (dSample != nullptr) Scale(dSample, n.Sample.Scale(), by_latitude, by_longitude, by_height);
+  const double P = n.Latitude.Initial2Normalized(lat);
+  const double L = n.Longitude.Initial2Normalized(lon);
+  const double H = n.Height.Initial2Normalized(h);
+  if (dLine != nullptr || dSample != nullptr) {
+    CalculateDerivatives(P, L, H, dLine, dSample);
+    if (dLine != nullptr) ToPixels(dLine, n.Line.Scale());
+    if (dSample != nullptr) ToPixels(dSample, n.Sample.Scale());
+  }
+  const TPair image = Ratio(numerators_, denominators_, P, L, H);
+  *line = n.Line.Normalized2Initial(image[0]);
+  *sample = n.Sample.Normalized2Initial(image[1]);
+}
+
+void TRPC::ToPixels(double* derivatives, double scale) const {
+  derivatives[0] *= scale / normalizations_->Latitude.Scale();
+  derivatives[1] *= scale / normalizations_->Longitude.Scale();
+  derivatives[2] *= scale / normalizations_->Height.Scale();
 }
 
 void TRPC::SetRPCData(const TRPCData& data) {
@@ -119,6 +155,12 @@ void TRPC::SetRPCData(const TRPCData& data) {
   for (std::size_t i = 0; i < PolynomialCount; ++i) {
     const auto& values = data.*RPCDataCoefficients[i].Values;
     std::copy(std::begin(values), std::end(values), std::begin(coefficients_[i]));
+  }
+  for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+    numerators_[k][0] = data.LineNum[k];
+    numerators_[k][1] = data.SampleNum[k];
+    denominators_[k][0] = data.LineDenom[k];
+    denominators_[k][1] = data.SampleDenom[k];
   }
 }
 

@@ -91,6 +91,9 @@ class KELVANE_API TRPC {
     TLinearNormalization Height;
   };
 
+  void CalculateDerivatives(double P, double L, double H, double* dLine, double* dSample) const;
+  /// Derivatives by normalised ground coordinates of a normalised image coordinate, made real.
+  void ToPixels(double* derivatives, double scale) const;
   void ReadMargin(TKaXIniReader* reader);
   bool ReadApproximation(TKaXIniReader* reader);
   bool SaveMargin(TKaXIniWriter* writer) const;
@@ -98,6 +101,9 @@ class KELVANE_API TRPC {
 
   double coefficients_[PolynomialCount][TRPCData::CoefficientCount] = {};
   std::array<const double*, PolynomialCount> table_;
+  /// The same coefficients, line beside sample, as the projection reads them.
+  alignas(16) double numerators_[TRPCData::CoefficientCount][2] = {};
+  alignas(16) double denominators_[TRPCData::CoefficientCount][2] = {};
   /// None while the model is empty.
   std::optional<TNormalizations> normalizations_;
   TPolygon margin_;

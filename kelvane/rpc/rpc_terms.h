@@ -1,7 +1,8 @@
 /// \file
-/// The 20 terms of the rational polynomial model (internal). Written over a value type `V` with + and *,
-/// so that one text serves a double and a vector of doubles; `C` gives coefficient k as `c[k]`. The order
-/// of every sum and product is part of the result's bits.
+/// The 20 terms of the rational polynomial model (internal), written once for numbers and vectors of them.
+/// `V` is what a ground coordinate is: a double, or a vector of several points' doubles. `C` gives
+/// coefficient k as `c[k]`: a double, or a vector of several polynomials' doubles. The order of every sum
+/// and product is part of the result's bits.
 #pragma once
 
 namespace SatCommonUtils {
@@ -37,7 +38,7 @@ struct TRPCTerms {
 };
 
 template <class V, class C>
-inline V RPCValue(const C& c, const TRPCTerms<V>& t) {
+inline auto RPCValue(const C& c, const TRPCTerms<V>& t) {
   return c[0] + c[1] * t.L + c[2] * t.P + c[3] * t.H + c[4] * t.LP + c[5] * t.LH + c[6] * t.PH +
          c[7] * t.LL + c[8] * t.PP + c[9] * t.HH + c[10] * t.PLH + c[11] * t.LLL + c[12] * t.LPP +
          c[13] * t.LHH + c[14] * t.LLP + c[15] * t.PPP + c[16] * t.PHH + c[17] * t.LLH + c[18] * t.PPH +
@@ -46,21 +47,21 @@ inline V RPCValue(const C& c, const TRPCTerms<V>& t) {
 
 /// Derivative by P.
 template <class V, class C>
-inline V RPCByLatitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+inline auto RPCByLatitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
   return c[2] + c[4] * t.L + c[6] * t.H + two * c[8] * t.P + c[10] * t.LH + two * c[12] * t.LP +
          c[14] * t.LL + three * c[15] * t.PP + c[16] * t.HH + two * c[18] * t.PH;
 }
 
 /// Derivative by L.
 template <class V, class C>
-inline V RPCByLongitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+inline auto RPCByLongitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
   return c[1] + c[4] * t.P + c[5] * t.H + two * c[7] * t.L + c[10] * t.PH + three * c[11] * t.LL +
          c[12] * t.PP + c[13] * t.HH + two * c[14] * t.LP + two * c[17] * t.LH;
 }
 
 /// Derivative by H.
 template <class V, class C>
-inline V RPCByHeight(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
+inline auto RPCByHeight(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
   return c[3] + c[5] * t.L + c[6] * t.P + two * c[9] * t.H + c[10] * t.LP + two * c[13] * t.LH +
          two * c[16] * t.PH + c[17] * t.LL + c[18] * t.PP + three * c[19] * t.HH;
 }

@@ -1,0 +1,28 @@
+# Installs Debian packages that are missing; sourced by the other scripts.
+# shellcheck shell=bash
+
+# need PACKAGE...: does nothing, and needs no rights, when all of them are installed.
+need() {
+  local missing=()
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "These Debian packages are missing; install them as root: ${missing[*]}" >&2
+      exit 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing: ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev nlohmann-json3-dev)
+test_packages=(libgtest-dev locales)
+bench_packages=(libbenchmark-dev libgdal-dev gdal-bin)
+lint_packages=(clang-format clang-tidy)

@@ -1,0 +1,60 @@
+#include "kelvane/rpc/footprint.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/records.h"
+
+namespace {
+
+using namespace SatCommonUtils;
+
+TEST(Footprint, CornersProjectToTheImagesCorners) {
+  const TRPCData data = test::SampleRecord("worldview3.RPB");
+  std::array<TGroundPosition, 4> corners;
+  ASSERT_TRUE(CalculateFootprint(TRPC(data, nullptr), &corners));
+  const double signs[4][2] = {{-1, -1}, {-1, 1}, {1, 1}, {1, -1}};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const test::ImagePoint seen =
+        test::Projected(data, corners[i].Latitude, corners[i].Longitude, data.HeightOffset);
+    EXPECT_NEAR(static_cast<double>(seen.line), data.LineOffset + signs[i][0] * data.LineScale, 1e-6);
+    EXPECT_NEAR(static_cast<double>(seen.sample), data.SampleOffset + signs[i][1] * data.SampleScale, 1e-6);
+  }
+}
+
+TEST(Footprint, PixelSizeOnTheGround) {
+  // A north-up image at the equator, a hundred pixels a degree: the meridian's and the equator's degree.
+  TRPCData data = test::IdentityRecord();
+  data.LineScale = -100.0;
+  data.SampleScale = 100.0;
+  TGroundSampleDistance distance;
+  ASSERT_TRUE(CalculateGroundSampleDistance(TRPC(data, nullptr), &distance));
+  EXPECT_NEAR(distance.Line, 1105.7427, 1e-3);
+  EXPECT_NEAR(distance.Sample, 1113.1949, 1e-3);
+}
+
+TEST(Footprint, AModelWithoutGroundSaysSo) {
+  TRPCData data = test::IdentityRecord();
+  data.SampleNum[1] = 0.0;  // every ground point has sample 0
+  std::array<TGroundPosition, 4> corners;
+  TGroundSampleDistance distance;
+  EXPECT_FALSE(CalculateFootprint(TRPC(data, nullptr), &corners));
+  EXPECT_FALSE(CalculateGroundSampleDistance(TRPC(data, nullptr), &distance));
+  data.LineNum[2] = std::nan("");
+  EXPECT_FALSE(CalculateFootprint(TRPC(data, nullptr), &corners));
+}
+
+TEST(Footprint, DifferenceOfTwoModels) {
+  const TRPCData data = test::SampleRecord("worldview3.RPB");
+  TRPCData moved = data;
+  moved.LineOffset += 3.0;
+  moved.SampleOffset -= 4.0;
+  const TRPC model(data, nullptr);
+  EXPECT_EQ(CalculateMaxImageDifference(model, model), 0.0);
+  EXPECT_NEAR(CalculateMaxImageDifference(model, TRPC(moved, nullptr)), 5.0, 1e-9);
+  moved.LineNum[0] = std::nan("");
+  EXPECT_TRUE(std::isnan(CalculateMaxImageDifference(model, TRPC(moved, nullptr))));
+}
+
+}  // namespace

@@ -1,0 +1,85 @@
+/// \file
+/// Runs the program `kelvane` as a person would, and keeps what it printed.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/records.h"
+
+namespace test {
+
+/// A folder of its own, removed at the end.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern = testing::TempDir() + "kelvane.XXXXXX";
+    path_ = ::mkdtemp(pattern.data());
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  std::string Path(const std::string& name) const { return path_ + "/" + name; }
+  /// Writes a file and returns its path.
+  std::string Write(const std::string& name, const std::string& text) const {
+    std::ofstream(Path(name), std::ios::binary) << text;
+    return Path(name);
+  }
+
+ private:
+  std::string path_;
+};
+
+struct Outcome {
+  int status = -1;  ///< exit status; -1 when the program was ended by a signal
+  std::string out;
+  std::string err;
+};
+
+struct RunOptions {
+  std::string input;          ///< what stands on standard input
+  rlim_t largest_file = RLIM_INFINITY;  ///< bytes that the program may write to one file
+  std::string out_path;       ///< where standard output goes, when not to be kept
+};
+
+inline Outcome RunKelvane(const std::vector<std::string>& arguments, const RunOptions& options = {}) {
+  const ScratchFolder folder;
+  const std::string in = folder.Write("in", options.input);
+  const std::string out = options.out_path.empty() ? folder.Path("out") : options.out_path;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    std::vector<std::string> all = {KELVANE_PROGRAM};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& argument : all) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    const rlimit limit = {options.largest_file, options.largest_file};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    const bool redirected = std::freopen(in.c_str(), "rb", stdin) != nullptr &&
+                            std::freopen(out.c_str(), "wb", stdout) != nullptr &&
+                            std::freopen(folder.Path("err").c_str(), "wb", stderr) != nullptr;
+    if (redirected) ::execv(KELVANE_PROGRAM, argv.data());
+    ::_exit(127);
+  }
+  int state = 0;
+  ::waitpid(child, &state, 0);
+  Outcome outcome;
+  if (WIFEXITED(state)) outcome.status = WEXITSTATUS(state);
+  if (options.out_path.empty()) outcome.out = FileText(out);
+  outcome.err = FileText(folder.Path("err"));
+  return outcome;
+}
+
+}  // namespace test
