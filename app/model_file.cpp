@@ -21,8 +21,8 @@ namespace {
 
 using SatCommonUtils::RPCDataCoefficients;
 using SatCommonUtils::RPCDataFields;
-using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPBHeader;
+using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPCData;
 using SatCommonUtils::TRPCDataCoefficients;
 using SatCommonUtils::TRPCDataField;
@@ -94,7 +94,8 @@ std::optional<ModelFormat> Recognise(std::string_view bytes) {
 std::vector<std::string> SideCars(const std::string& image) {
   const std::string stem = SatCommonUtils::CutFileExt(image);
   std::vector<std::string> names;
-  for (const char* suffix : {".RPB", ".rpb", "_RPC.TXT", "_rpc.txt", "_RPC.txt", "_rpc.TXT", ".xml", ".XML"}) {
+  for (const char* suffix :
+       {".RPB", ".rpb", "_RPC.TXT", "_rpc.txt", "_RPC.txt", "_rpc.TXT", ".xml", ".XML"}) {
     names.push_back(stem + suffix);
   }
   return names;
@@ -289,7 +290,8 @@ std::vector<std::string> FindLosses(const ModelFile& file, ModelFormat format) {
   if (format == ModelFormat::Xml) return losses;
   const TRPBHeader& header = file.header;
   const auto lose = [&](const char* what) {
-    losses.push_back(std::string(what) + " has no place in the form " + FormatName(format) + " and is left out");
+    losses.push_back(std::string(what) + " has no place in the form " + FormatName(format) +
+                     " and is left out");
   };
   if (format == ModelFormat::Text) {
     if (header.ErrBias || header.ErrRand) lose("the error estimate (errBias, errRand)");
@@ -333,9 +335,10 @@ ModelFile ReadModelFile(const std::string& path) {
     if (const auto format = Recognise(bytes)) return ReadBytes(side_car, *format, bytes);
   }
   const std::string stem = SatCommonUtils::CutFileExt(path);
-  throw Problem(path + (exists ? ": is no RPC model: not XML (no '<' first), not RPB (no group IMAGE), not RPC "
-                                 "text (no line such as LINE_OFF:)"
-                               : ": No such file") +
+  throw Problem(path +
+                (exists ? ": is no RPC model: not XML (no '<' first), not RPB (no group IMAGE), not RPC "
+                          "text (no line such as LINE_OFF:)"
+                        : ": No such file") +
                 ", and there is no side-car " + stem + ".RPB, " + stem + "_RPC.TXT or " + stem + ".xml");
 }
 

@@ -30,9 +30,9 @@ struct ModelFile {
   SatCommonUtils::TRPCData data;
   SatCommonUtils::TRPBHeader header;  ///< error figures and names, where the file has them
   std::optional<std::array<double, std::size(RefinementKeys)>> refinement;
-  std::string defect;                         ///< why the numbers make no model that can project
+  std::string defect;                           ///< why the numbers make no model that can project
   std::unique_ptr<SatCommonUtils::TRPC> model;  ///< null when there is a defect
-  std::vector<std::string> remarks;           ///< what a person may want to know
+  std::vector<std::string> remarks;             ///< what a person may want to know
 };
 
 /// Reads a model, or the side-car of the image named. Throws `Problem` for a file that cannot be read or
@@ -45,7 +45,7 @@ const SatCommonUtils::TRPC& UsableModel(const ModelFile& file);
 /// What writing did to the numbers.
 struct WrittenModel {
   ModelFormat format = ModelFormat::Xml;
-  int rounded = 0;             ///< how many of the 90 numbers changed
+  int rounded = 0;              ///< how many of the 90 numbers changed
   double max_difference = 0.0;  ///< pixels, between the projections of what was read and what was written
   std::vector<std::string> remarks;  ///< what the form has no place for
 };

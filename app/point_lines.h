@@ -19,8 +19,8 @@ struct LineProblem {
 
 /// What a piece of text came to.
 struct PieceAnswer {
-  std::string text;                   ///< the output lines
-  std::size_t lines = 0;              ///< lines read, comments and empty ones included
+  std::string text;       ///< the output lines
+  std::size_t lines = 0;  ///< lines read, comments and empty ones included
   std::size_t points = 0;
   std::size_t failed = 0;             ///< points without an answer
   std::vector<LineProblem> problems;  ///< of the first `MaxReported` of them

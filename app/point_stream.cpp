@@ -113,9 +113,8 @@ class PointAnswerer {
         CutIntoPieces(text, text.size() < PieceSize ? 1 : static_cast<std::size_t>(options_.threads));
     std::vector<std::future<PieceAnswer>> others;
     for (std::size_t i = 1; i < pieces.size(); ++i) {
-      others.push_back(std::async(std::launch::async, [this, piece = pieces[i]] {
-        return AnswerPiece(piece, job_, options_);
-      }));
+      others.push_back(std::async(std::launch::async,
+                                  [this, piece = pieces[i]] { return AnswerPiece(piece, job_, options_); }));
     }
     if (!pieces.empty()) Write(AnswerPiece(pieces[0], job_, options_));
     for (std::future<PieceAnswer>& other : others) Write(other.get());

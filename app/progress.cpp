@@ -18,7 +18,8 @@ void Progress::Update(std::size_t bytes, std::size_t points) {
   if (now - last_ < Interval) return;
   last_ = now;
   const double seconds = std::chrono::duration<double>(now - start_).count();
-  if (total_ > 0) std::fprintf(stderr, "\r%3.0f %%  ", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
+  if (total_ > 0)
+    std::fprintf(stderr, "\r%3.0f %%  ", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
   std::fprintf(stderr, "%s%zu points, %.0f a second   ", total_ > 0 ? "" : "\r", points,
                static_cast<double>(points) / seconds);
   drawn_ = true;

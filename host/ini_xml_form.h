@@ -2,10 +2,10 @@
 /// The names of the configuration's XML form (internal); the form is described in docs/formats.md.
 #pragma once
 
-inline constexpr char kIniRoot[] = "configuration";
-inline constexpr char kIniSection[] = "section";
-inline constexpr char kIniValue[] = "value";
-inline constexpr char kIniPoint[] = "point";
-inline constexpr char kIniKey[] = "key";
-inline constexpr char kIniX[] = "x";
-inline constexpr char kIniY[] = "y";
+inline constexpr char IniRoot[] = "configuration";
+inline constexpr char IniSection[] = "section";
+inline constexpr char IniValue[] = "value";
+inline constexpr char IniPoint[] = "point";
+inline constexpr char IniKey[] = "key";
+inline constexpr char IniX[] = "x";
+inline constexpr char IniY[] = "y";

@@ -32,7 +32,7 @@ class TKeys {
   std::vector<TEntry> keys_;
 };
 
-std::string_view KeyOf(const pugi::xml_node& node) { return node.attribute(kIniKey).value(); }
+std::string_view KeyOf(const pugi::xml_node& node) { return node.attribute(IniKey).value(); }
 
 /// A section that is open: its items and sub-sections, in document order, and their keys.
 class TSection {
@@ -41,8 +41,8 @@ class TSection {
     for (const pugi::xml_node child : node.children()) {
       const std::string_view kind = child.name();
       if (KeyOf(child).empty()) continue;
-      if (kind == kIniValue || kind == kIniPoint) Add(child, &items_, &item_keys_);
-      if (kind == kIniSection) Add(child, &sections_, &section_names_);
+      if (kind == IniValue || kind == IniPoint) Add(child, &items_, &item_keys_);
+      if (kind == IniSection) Add(child, &sections_, &section_names_);
     }
     item_keys_.Sort();
     section_names_.Sort();
@@ -78,7 +78,7 @@ class TSection {
 
 /// The item's text; false when it is no value.
 bool TextOf(const pugi::xml_node& item, std::string* text) {
-  if (item.name() != std::string_view(kIniValue)) return false;
+  if (item.name() != std::string_view(IniValue)) return false;
   text->clear();
   for (const pugi::xml_node child : item.children()) {
     if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) *text += child.value();
@@ -132,9 +132,9 @@ TKaXIniStreamReader::TKaXIniStreamReader(const var_a<TKaStream*>& stream, bool f
   const std::string text = KaReadXmlText(stream.get(), from_start);
   KaParseXml(text, &document_->Xml);
   const pugi::xml_node root = document_->Xml.document_element();
-  if (root.name() != std::string_view(kIniRoot)) {
+  if (root.name() != std::string_view(IniRoot)) {
     throw TKaMessage(KaXmlReason(text, root.offset_debug(),
-                                 "the root element is <" + std::string(root.name()) + ">, not <" + kIniRoot +
+                                 "the root element is <" + std::string(root.name()) + ">, not <" + IniRoot +
                                      ">: this is no configuration"));
   }
   document_->Open.emplace_back(0, root);
@@ -180,9 +180,9 @@ int TKaXIniStreamReader::ReadPoint(unsigned long index, xy_d* point) const {
   const pugi::xml_node item = document_->Current().Item(index);
   if (!item) return 2;
   xy_d read;
-  const bool is_point = item.name() == std::string_view(kIniPoint) &&
-                        KaParseNumber(KaTrimmed(item.attribute(kIniX).value()), &read.x) &&
-                        KaParseNumber(KaTrimmed(item.attribute(kIniY).value()), &read.y);
+  const bool is_point = item.name() == std::string_view(IniPoint) &&
+                        KaParseNumber(KaTrimmed(item.attribute(IniX).value()), &read.x) &&
+                        KaParseNumber(KaTrimmed(item.attribute(IniY).value()), &read.y);
   if (!is_point) return 1;
   *point = read;
   return 0;

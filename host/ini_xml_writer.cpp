@@ -11,7 +11,7 @@
 namespace {
 
 /// Root and value lie around and inside the sections.
-constexpr std::size_t kMaxSectionDepth = KaMaxXmlDepth - 2;
+constexpr std::size_t MaxSectionDepth = KaMaxXmlDepth - 2;
 
 /// The shortest text that reads back as the same number.
 template <class T>
@@ -38,17 +38,17 @@ struct TKaXIniXmlWriter::TDocument {
     Indent();
     Body += '<';
     Body += element;
-    KaAppendXmlAttribute(kIniKey, key, &Body);
+    KaAppendXmlAttribute(IniKey, key, &Body);
   }
 
   void Indent() { Body.append(Open.size() + 1, '\t'); }
 
   bool PutValue(std::string_view key, std::string_view value) {
     if (!IsKey(key) || HasZeroByte(value)) return false;
-    BeginElement(kIniValue, key);
+    BeginElement(IniValue, key);
     Body += '>';
     KaAppendXmlContent(value, &Body);
-    ((Body += "</") += kIniValue) += ">\n";
+    ((Body += "</") += IniValue) += ">\n";
     return true;
   }
 
@@ -62,15 +62,15 @@ TKaXIniXmlWriter::~TKaXIniXmlWriter() = default;
 
 bool TKaXIniXmlWriter::Save(TKaStream* stream) const {
   if (stream == nullptr || !document_->Open.empty()) return false;
-  const std::string root(kIniRoot);
+  const std::string root(IniRoot);
   // No line end behind the last tag: whatever is cut off, the rest is seen to be incomplete.
   return WriteAll(stream, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<" + root + ">\n") &&
          WriteAll(stream, document_->Body) && WriteAll(stream, "</" + root + ">");
 }
 
 unsigned long TKaXIniXmlWriter::BeginSection(const std::string& name) {
-  if (!IsKey(name) || document_->Open.size() == kMaxSectionDepth) return 0;
-  document_->BeginElement(kIniSection, name);
+  if (!IsKey(name) || document_->Open.size() == MaxSectionDepth) return 0;
+  document_->BeginElement(IniSection, name);
   document_->Body += ">\n";
   document_->Open.push_back(document_->NextHandle);
   return document_->NextHandle++;
@@ -80,15 +80,15 @@ bool TKaXIniXmlWriter::EndSection(unsigned long handle) {
   if (document_->Open.empty() || document_->Open.back() != handle) return false;
   document_->Open.pop_back();
   document_->Indent();
-  ((document_->Body += "</") += kIniSection) += ">\n";
+  ((document_->Body += "</") += IniSection) += ">\n";
   return true;
 }
 
 bool TKaXIniXmlWriter::WritePoint(const std::string& name, const xy_d& point) {
   if (!IsKey(name)) return false;
-  document_->BeginElement(kIniPoint, name);
-  KaAppendXmlAttribute(kIniX, DoubleText(point.x), &document_->Body);
-  KaAppendXmlAttribute(kIniY, DoubleText(point.y), &document_->Body);
+  document_->BeginElement(IniPoint, name);
+  KaAppendXmlAttribute(IniX, DoubleText(point.x), &document_->Body);
+  KaAppendXmlAttribute(IniY, DoubleText(point.y), &document_->Body);
   document_->Body += "/>\n";
   return true;
 }

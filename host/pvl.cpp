@@ -12,7 +12,7 @@
 namespace {
 
 /// How many groups may lie inside one another.
-constexpr std::size_t kMaxGroupDepth = 32;
+constexpr std::size_t MaxGroupDepth = 32;
 
 enum class TKeyword { None, BeginGroup, BeginObject, EndGroup, EndObject, End };
 
@@ -92,7 +92,7 @@ class TPvlConverter {
 
   void BeginGroup(std::size_t place, bool is_object) {
     TGroup group{ReadGroupName(), is_object, place, 0};
-    if (groups_.size() == kMaxGroupDepth) scan_.Fail(place, "groups are nested too deeply");
+    if (groups_.size() == MaxGroupDepth) scan_.Fail(place, "groups are nested too deeply");
     group.Handle = ini_.BeginSection(group.Name);
     if (group.Handle == 0) scan_.Fail(place, Described(group) + " cannot be a section");
     groups_.push_back(std::move(group));

@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr std::string_view kPunctuation = ";,=<>(){}\"'";
-constexpr std::string_view kLineEnds = "\r\n";
+constexpr std::string_view Punctuation = ";,=<>(){}\"'";
+constexpr std::string_view LineEnds = "\r\n";
 
 bool IsOneOf(char c, std::string_view characters) { return characters.find(c) != std::string_view::npos; }
 
@@ -30,7 +30,7 @@ TPvlGap TPvlScanner::SkipGap() {
   TPvlGap gap;
   bool line_begins = place_ == 0;
   while (!AtEnd()) {
-    if (IsOneOf(Next(), kLineEnds)) {
+    if (IsOneOf(Next(), LineEnds)) {
       gap.LineEnd = line_begins = true;
       ++place_;
     } else if (IsOneOf(Next(), KaWhiteSpace)) {
@@ -47,7 +47,7 @@ TPvlGap TPvlScanner::SkipGap() {
   return gap;
 }
 
-void TPvlScanner::SkipToLineEnd() { place_ = std::min(text_.find_first_of(kLineEnds, place_), text_.size()); }
+void TPvlScanner::SkipToLineEnd() { place_ = std::min(text_.find_first_of(LineEnds, place_), text_.size()); }
 
 /// Passes over a comment; true when it goes over a line end.
 bool TPvlScanner::TakeComment() {
@@ -55,7 +55,7 @@ bool TPvlScanner::TakeComment() {
   if (end == std::string_view::npos) Fail(place_, "the comment that begins here is not closed");
   const std::string_view comment = text_.substr(place_, end - place_);
   place_ = end + 2;
-  return comment.find_first_of(kLineEnds) != std::string_view::npos;
+  return comment.find_first_of(LineEnds) != std::string_view::npos;
 }
 
 bool TPvlScanner::Take(char c) {
@@ -66,7 +66,7 @@ bool TPvlScanner::Take(char c) {
 
 std::string_view TPvlScanner::Word() const {
   std::size_t end = place_;
-  while (end < text_.size() && !IsOneOf(text_[end], KaWhiteSpace) && !IsOneOf(text_[end], kPunctuation) &&
+  while (end < text_.size() && !IsOneOf(text_[end], KaWhiteSpace) && !IsOneOf(text_[end], Punctuation) &&
          text_.compare(end, 2, "/*") != 0) {
     ++end;
   }

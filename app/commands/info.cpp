@@ -104,7 +104,8 @@ void PrintText(const ModelFile& file, const Derived& derived) {
   if (derived.footprint) {
     std::printf("corners of the image at %s m (latitude, longitude):\n",
                 ShortestNumber(file.data.HeightOffset).c_str());
-    for (const auto& corner : *derived.footprint) std::printf("  %.6f %.6f\n", corner.Latitude, corner.Longitude);
+    for (const auto& corner : *derived.footprint)
+      std::printf("  %.6f %.6f\n", corner.Latitude, corner.Longitude);
   }
   std::printf("\n  term");
   for (const auto& set : RPCDataCoefficients) std::printf(" %24s", set.Name);

@@ -24,9 +24,12 @@ double ReadHeight(const std::string& text) {
 
 void AddPointOptions(CLI::App* command, PointOptions* options) {
   options->threads = KaGetThreadsCount();
-  command->add_option("-p,--points", options->path, "Where points come from; without it, or with -, standard input")
+  command
+      ->add_option("-p,--points", options->path,
+                   "Where points come from; without it, or with -, standard input")
       ->type_name("FILE");
-  command->add_flag("--xy", options->xy, "Points as x first: lon lat h and sample line, on the way in and out");
+  command->add_flag("--xy", options->xy,
+                    "Points as x first: lon lat h and sample line, on the way in and out");
   command
       ->add_option_function<std::string>(
           "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
@@ -35,7 +38,8 @@ void AddPointOptions(CLI::App* command, PointOptions* options) {
   command
       ->add_option_function<std::string>(
           "--origin", [options](const std::string& origin) { options->corner_origin = origin == "corner"; },
-          "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 larger)")
+          "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 "
+          "larger)")
       ->check(CLI::IsMember({"center", "corner"}))
       ->type_name("center|corner");
   command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")

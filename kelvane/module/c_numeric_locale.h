@@ -2,7 +2,7 @@
 /// The decimal point, whatever the locale says (internal; header only, shared with the reference host).
 #pragma once
 
-#include <locale.h>
+#include <clocale>
 
 /// While it lives, the C library's number formatting and scanning in this thread use the C locale.
 /// Host applications run under locales with a decimal comma; the library's texts have a point.

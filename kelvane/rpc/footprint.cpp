@@ -22,9 +22,7 @@ struct TSolution {
   double LineBy[3] = {};
   double SampleBy[3] = {};
 
-  double SquaredResidual() const {
-    return LineResidual * LineResidual + SampleResidual * SampleResidual;
-  }
+  double SquaredResidual() const { return LineResidual * LineResidual + SampleResidual * SampleResidual; }
 };
 
 /// Evaluates the model at (P, L, 0) against the wanted image point, all normalised.

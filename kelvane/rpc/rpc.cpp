@@ -6,8 +6,6 @@
 #include <stdexcept>
 
 #include "kelvane/module/host/ini.h"
-#include "kelvane/rpc/rpc_data_keys.h"
-#include "kelvane/rpc/rpc_polynomials.h"
 #include "kelvane/rpc/rpc_terms.h"
 
 namespace SatCommonUtils {
@@ -31,6 +29,17 @@ constexpr const char* ApproximationKeys[] = {
 /// in one register, each in its own order.
 using TPair [[gnu::vector_size(16)]] = double;
 
+struct TLineSample {
+  double Line;
+  double Sample;
+};
+
+TLineSample Parts(TPair pair) {
+  TLineSample parts;
+  std::memcpy(&parts, &pair, sizeof parts);
+  return parts;
+}
+
 /// Coefficient k of two polynomials.
 class TPairs {
  public:
@@ -46,15 +55,13 @@ class TPairs {
 };
 
 /// Numerator over denominator at a normalised ground point: line beside sample.
-[[gnu::always_inline]] inline TPair Ratio(const double (*numerators)[2], const double (*denominators)[2], double P, double L,
-                   double H) {
+[[gnu::always_inline]] inline TPair Ratio(const double (*numerators)[2], const double (*denominators)[2],
+                                          double P, double L, double H) {
   const TRPCTerms<TPair> terms(TPair{P, P}, TPair{L, L}, TPair{H, H});
   return RPCValue(TPairs(numerators), terms) / RPCValue(TPairs(denominators), terms);
 }
 
-TRPCTerms<TPair> PairTerms(double P, double L, double H) {
-  return {TPair{P, P}, TPair{L, L}, TPair{H, H}};
-}
+TRPCTerms<TPair> PairTerms(double P, double L, double H) { return {TPair{P, P}, TPair{L, L}, TPair{H, H}}; }
 
 /// Derivative of numerator / denominator.
 TPair ByQuotientRule(TPair num, TPair denom, TPair dNum, TPair dDenom) {
@@ -63,10 +70,7 @@ TPair ByQuotientRule(TPair num, TPair denom, TPair dNum, TPair dDenom) {
 
 }  // namespace
 
-TRPC::TRPC() {
-  std::transform(std::begin(coefficients_), std::end(coefficients_), table_.begin(),
-                 [](const auto& coefficients) { return coefficients; });
-}
+TRPC::TRPC() = default;
 
 TRPC::TRPC(const TRPCData* data, const TPolygon* margin) : TRPC(*data, margin) {}
 
@@ -96,9 +100,9 @@ var_a<TRPC*> TRPC::CreateVCopy() const try {
 void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                          double* sample, double* dLine, double* dSample) const {
   if (dLine != nullptr || dSample != nullptr) CalculateDerivatives(P, L, H, dLine, dSample);
-  const TPair image = Ratio(numerators_, denominators_, P, L, H);
-  *line = image[0];
-  *sample = image[1];
+  const TLineSample image = Parts(Ratio(numerators_, denominators_, P, L, H));
+  *line = image.Line;
+  *sample = image.Sample;
 }
 
 // Apart from the projection: kept together, the registers that the derivatives need would slow it down.
@@ -116,8 +120,9 @@ void TRPC::CalculateDerivatives(double P, double L, double H, double* dLine, dou
       ByQuotientRule(n, d, RPCByHeight(num, terms, two, three), RPCByHeight(denom, terms, two, three)),
   };
   for (std::size_t x = 0; x < std::size(by_ground); ++x) {
-    if (dLine != nullptr) dLine[x] = by_ground[x][0];
-    if (dSample != nullptr) dSample[x] = by_ground[x][1];
+    const TLineSample derivative = Parts(by_ground[x]);
+    if (dLine != nullptr) dLine[x] = derivative.Line;
+    if (dSample != nullptr) dSample[x] = derivative.Sample;
   }
 }
 
@@ -132,9 +137,9 @@ void TRPC::CalculateLineSample(const double& lat, const double& lon, const doubl
     if (dLine != nullptr) ToPixels(dLine, n.Line.Scale());
     if (dSample != nullptr) ToPixels(dSample, n.Sample.Scale());
   }
-  const TPair image = Ratio(numerators_, denominators_, P, L, H);
-  *line = n.Line.Normalized2Initial(image[0]);
-  *sample = n.Sample.Normalized2Initial(image[1]);
+  const TLineSample image = Parts(Ratio(numerators_, denominators_, P, L, H));
+  *line = n.Line.Normalized2Initial(image.Line);
+  *sample = n.Sample.Normalized2Initial(image.Sample);
 }
 
 void TRPC::ToPixels(double* derivatives, double scale) const {
@@ -152,10 +157,6 @@ void TRPC::SetRPCData(const TRPCData& data) {
       TLinearNormalization(data.LongitudeOffset, data.LongitudeScale),
       TLinearNormalization(data.HeightOffset, data.HeightScale),
   };
-  for (std::size_t i = 0; i < PolynomialCount; ++i) {
-    const auto& values = data.*RPCDataCoefficients[i].Values;
-    std::copy(std::begin(values), std::end(values), std::begin(coefficients_[i]));
-  }
   for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
     numerators_[k][0] = data.LineNum[k];
     numerators_[k][1] = data.SampleNum[k];
@@ -169,9 +170,11 @@ void TRPC::GetRPCData(TRPCData* out) const {
     out->Invalidate();
     return;
   }
-  for (std::size_t i = 0; i < PolynomialCount; ++i) {
-    std::copy(std::begin(coefficients_[i]), std::end(coefficients_[i]),
-              std::begin(out->*RPCDataCoefficients[i].Values));
+  for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+    out->LineNum[k] = numerators_[k][0];
+    out->SampleNum[k] = numerators_[k][1];
+    out->LineDenom[k] = denominators_[k][0];
+    out->SampleDenom[k] = denominators_[k][1];
   }
   const TNormalizations& n = *normalizations_;
   out->LineOffset = n.Line.Offset();
@@ -219,8 +222,7 @@ void TRPC::ReadMargin(TKaXIniReader* reader) {
   const unsigned long section = reader->EnterSectionS(MarginSection);
   // A margin that cannot be read leaves the reader inside its section: the keys behind it are then looked
   // up there, and found absent.
-  const bool read =
-      section != 0 && margin_.InitializeFromXML(reader) && reader->LeaveSection(section);
+  const bool read = section != 0 && margin_.InitializeFromXML(reader) && reader->LeaveSection(section);
   if (!read) margin_.Clear();
 }
 

@@ -79,8 +79,6 @@ class KELVANE_API TRPC {
   void Reset();
 
  private:
-  /// Line numerator and denominator, sample numerator and denominator.
-  static constexpr std::size_t PolynomialCount = 4;
   static constexpr std::size_t ApproximationSize = 16;
 
   struct TNormalizations {
@@ -99,9 +97,7 @@ class KELVANE_API TRPC {
   bool SaveMargin(TKaXIniWriter* writer) const;
   bool SaveApproximation(TKaXIniWriter* writer) const;
 
-  double coefficients_[PolynomialCount][TRPCData::CoefficientCount] = {};
-  std::array<const double*, PolynomialCount> table_;
-  /// The same coefficients, line beside sample, as the projection reads them.
+  /// Coefficient k of the line beside that of the sample: the two are evaluated side by side.
   alignas(16) double numerators_[TRPCData::CoefficientCount][2] = {};
   alignas(16) double denominators_[TRPCData::CoefficientCount][2] = {};
   /// None while the model is empty.

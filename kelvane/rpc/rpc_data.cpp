@@ -65,10 +65,9 @@ bool TRPCData::InitializeFromXML(TKaXIniReader* reader, std::string* problem) tr
   for (const TRPCDataField& field : RPCDataFields) {
     this->*field.Value = reader->ReadE<double>(reader->FindFE(field.Name, 0));
   }
-  return std::all_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
-                     [&](const TRPCDataCoefficients& set) {
-                       return ReadCoefficients(reader, set, this, problem);
-                     });
+  return std::all_of(
+      std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
+      [&](const TRPCDataCoefficients& set) { return ReadCoefficients(reader, set, this, problem); });
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
 } catch (...) {
@@ -79,9 +78,8 @@ bool TRPCData::SaveToXML(TKaXIniWriter* writer) const try {
   for (const TRPCDataField& field : RPCDataFields) {
     if (!writer->WriteS<double>(field.Name, this->*field.Value)) return false;
   }
-  return std::all_of(
-      std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
-      [&](const TRPCDataCoefficients& set) { return WriteCoefficients(writer, set, *this); });
+  return std::all_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
+                     [&](const TRPCDataCoefficients& set) { return WriteCoefficients(writer, set, *this); });
 } catch (...) {
   return false;
 }

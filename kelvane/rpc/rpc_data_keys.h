@@ -40,8 +40,7 @@ inline constexpr TRPCDataField RPCDataFields[] = {
      &TRPCData::LongitudeScale},
     {"HeightOffset", "HEIGHT_OFF", "heightOffset", TE_RPCUnit::Length, true, 9, 3, 2,
      &TRPCData::HeightOffset},
-    {"HeightScale", "HEIGHT_SCALE", "heightScale", TE_RPCUnit::Length, true, 9, 3, 2,
-     &TRPCData::HeightScale},
+    {"HeightScale", "HEIGHT_SCALE", "heightScale", TE_RPCUnit::Length, true, 9, 3, 2, &TRPCData::HeightScale},
 };
 
 inline constexpr std::size_t RPCDataFieldCount = std::size(RPCDataFields);

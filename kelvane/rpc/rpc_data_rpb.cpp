@@ -23,8 +23,8 @@ std::optional<T> ReadOptional(const TKaXIniReader& reader, const char* key) {
 
 void ReadCoefficients(const TKaXIniReader& reader, const TRPCDataCoefficients& set, TRPCData* data) {
   const std::string text = reader.ReadE<std::string>(reader.FindFE(set.RPBKey, 0));
-  const unsigned count =
-      SplitStringIntoDoubles(text.c_str(), "();,", data->*set.Values, TRPCData::CoefficientCount, false, nullptr);
+  const unsigned count = SplitStringIntoDoubles(text.c_str(), "();,", data->*set.Values,
+                                                TRPCData::CoefficientCount, false, nullptr);
   if (count != TRPCData::CoefficientCount) {
     throw std::runtime_error(
         Tessarin::ssprintf("%s does not hold 20 numbers (numbers found: %u)", set.RPBKey, count));

@@ -39,10 +39,9 @@ struct TRPCTerms {
 
 template <class V, class C>
 inline auto RPCValue(const C& c, const TRPCTerms<V>& t) {
-  return c[0] + c[1] * t.L + c[2] * t.P + c[3] * t.H + c[4] * t.LP + c[5] * t.LH + c[6] * t.PH +
-         c[7] * t.LL + c[8] * t.PP + c[9] * t.HH + c[10] * t.PLH + c[11] * t.LLL + c[12] * t.LPP +
-         c[13] * t.LHH + c[14] * t.LLP + c[15] * t.PPP + c[16] * t.PHH + c[17] * t.LLH + c[18] * t.PPH +
-         c[19] * t.HHH;
+  return c[0] + c[1] * t.L + c[2] * t.P + c[3] * t.H + c[4] * t.LP + c[5] * t.LH + c[6] * t.PH + c[7] * t.LL +
+         c[8] * t.PP + c[9] * t.HH + c[10] * t.PLH + c[11] * t.LLL + c[12] * t.LPP + c[13] * t.LHH +
+         c[14] * t.LLP + c[15] * t.PPP + c[16] * t.PHH + c[17] * t.LLH + c[18] * t.PPH + c[19] * t.HHH;
 }
 
 /// Derivative by P.

@@ -11,7 +11,8 @@ std::string OutputOf(const std::string& command) {
   std::string text;
   FILE* const pipe = ::popen(command.c_str(), "r");
   char block[4096];
-  for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe)) > 0;) text.append(block, count);
+  for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe)) > 0;)
+    text.append(block, count);
   EXPECT_EQ(::pclose(pipe), 0) << command;
   return text;
 }

@@ -34,7 +34,8 @@ TEST(Info, TellsTheWholeRecord) {
   EXPECT_EQ(report["errRand"], 0.58);
   const SatCommonUtils::TRPCData data = test::SampleRecord("worldview3.RPB");
   for (const auto& field : SatCommonUtils::RPCDataFields) EXPECT_EQ(report[field.Name], data.*field.Value);
-  for (const auto& set : SatCommonUtils::RPCDataCoefficients) EXPECT_EQ(report[set.Name], json(data.*set.Values));
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients)
+    EXPECT_EQ(report[set.Name], json(data.*set.Values));
   ASSERT_EQ(report["footprint"].size(), 4U);
   EXPECT_NEAR(report["footprint"][0][0].get<double>(), 41.892, 1e-3);
   EXPECT_NEAR(report["groundSampleDistance"]["line"].get<double>(), 1.6, 0.01);
@@ -50,7 +51,7 @@ TEST(Info, RecognisesModelsByWhatTheyHold) {
   EXPECT_EQ(Info(folder.Write("a.xml", "\xEF\xBB\xBF\r\r\n" + rpb))["format"], "rpb");
   const std::string text = folder.Path("b.txt");
   ASSERT_EQ(RunKelvane({"convert", SamplePath("worldview3.RPB"), text}).status, 0);
-  EXPECT_EQ(Info(folder.Write("b.RPB", "\n\xEF\xBB\xBF" + test::FileText(text)))["format"], "text");
+  EXPECT_EQ(Info(folder.Write("b.RPB", "\xEF\xBB\xBF\n" + test::FileText(text)))["format"], "text");
   EXPECT_EQ(Info(folder.Write("c", test::FileText(SamplePath("pleiades_1.xml"))))["format"], "xml");
 
   // An image's name stands for the side-car beside it.
@@ -93,13 +94,16 @@ TEST(Info, SaysWhatIsMissing) {
   const Outcome twice = RunKelvane({"info", folder.Write("twice.txt", text + "LINE_OFF: 5\r\n"), "--json"});
   EXPECT_EQ(twice.status, 0);
   EXPECT_NE(twice.err.find("LINE_OFF stands more than once"), std::string::npos) << twice.err;
-  const Outcome twice_rpb = RunKelvane({"info", folder.Write("twice.RPB", Replaced(rpb, "\tlatScale", "\tlatOffset = 1;\n\tlatScale"))});
+  const Outcome twice_rpb = RunKelvane(
+      {"info", folder.Write("twice.RPB", Replaced(rpb, "\tlatScale", "\tlatOffset = 1;\n\tlatScale"))});
   EXPECT_NE(twice_rpb.err.find("latOffset stands more than once"), std::string::npos) << twice_rpb.err;
-  const Outcome cut = RunKelvane({"info", folder.Write("cut.txt", text.substr(0, text.size() - 3)), "--quiet"});
+  const Outcome cut =
+      RunKelvane({"info", folder.Write("cut.txt", text.substr(0, text.size() - 3)), "--quiet"});
   EXPECT_EQ(cut.status, 0);
   EXPECT_EQ(cut.err, "");
 
-  const Outcome zero = RunKelvane({"info", folder.Write("zero.RPB", Replaced(rpb, "\tlatScale = ", "\tlatScale = 0 #"))});
+  const Outcome zero =
+      RunKelvane({"info", folder.Write("zero.RPB", Replaced(rpb, "\tlatScale = ", "\tlatScale = 0 #"))});
   EXPECT_EQ(zero.status, 2);
   EXPECT_NE(zero.err.find("LatitudeScale is 0"), std::string::npos) << zero.err;
 }
@@ -155,7 +159,8 @@ TEST(Convert, AFailureLeavesTheTargetAlone) {
     EXPECT_NE(outcome.err.find(why), std::string::npos) << outcome.err;
     EXPECT_EQ(test::FileText(target), "precious");
     std::size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.Path(""))) files += !entry.path().empty();
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Path("")))
+      files += !entry.path().empty();
     EXPECT_EQ(files, 1U);
   };
   test::RunOptions full_disk;

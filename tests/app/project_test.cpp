@@ -32,11 +32,15 @@ TEST(Project, KnownPointsComeOutTheSameToTheLastBit) {
 }
 
 TEST(Project, ReadsPointsAsPeopleWriteThem) {
-  for (const char* line : {"41.8791 12.5798 95", "\t41.8791,\t12.5798 , 95\r", "+41.8791,12.5798,9.5e1",
-                           "  41.8791  372.5798   95  ", "41.8791 -347.4202 95"}) {
+  for (const char* line : {"41.8791 12.5798 95", "\t41.8791,\t12.5798 , 95\r", "+41.8791,12.5798,9.5e1"}) {
     EXPECT_EQ(Project(line).out, Centre + "\n") << line;
   }
-  const Outcome outcome = Project("# head\n\n41.8791,12.5798,95, church tower # 3\n  \n  # x\n41.8791 12.5798 95 b");
+  // Another turn of the longitude costs its last digits, no more.
+  for (const char* line : {"  41.8791  372.5798   95  ", "41.8791 -347.4202 95"}) {
+    EXPECT_EQ(Project(line, {"--precision", "10"}).out, "806.2021404 847.7639219\n") << line;
+  }
+  const Outcome outcome =
+      Project("# head\n\n41.8791,12.5798,95, church tower # 3\n  \n  # x\n41.8791 12.5798 95 b");
   EXPECT_EQ(outcome.out, Centre + " church tower # 3\n" + Centre + " b\n");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(Project("").out, "");

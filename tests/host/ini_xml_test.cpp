@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr unsigned long kNoItem = TKaXIniReader::NoItem;
+constexpr unsigned long NoItem = TKaXIniReader::NoItem;
 
 TKaXIniStreamReader ReaderOf(std::string text) { return {StreamOf(std::move(text)), true, nullptr}; }
 
@@ -86,7 +86,7 @@ TEST(IniXml, TypesConvertWholeTextsOnly) {
   EXPECT_EQ(reader.ReadE<double>(8), 1.5);
   for (unsigned long i = 9; i < 15; ++i) EXPECT_EQ(reader.Read<double>(i, 7.0), 7.0) << i;
   EXPECT_EQ(reader.Read<int>(15, 7), 7) << "behind the last item";
-  EXPECT_EQ(reader.Read<int>(kNoItem, 7), 7);
+  EXPECT_EQ(reader.Read<int>(NoItem, 7), 7);
 }
 
 TEST(IniXml, RepeatedKeysAndPointsAreWalkedInOrder) {
@@ -95,15 +95,15 @@ TEST(IniXml, RepeatedKeysAndPointsAreWalkedInOrder) {
       "<value key='a'>2<!-- -->3<![CDATA[4]]></value><point key='p' x='1'/><point key='a' x='1' y='z'/>"));
   unsigned long position = 0;
   for (const unsigned long index : {0UL, 2UL, 4UL}) EXPECT_EQ(reader.FindFP("a", &position), index);
-  EXPECT_EQ(reader.FindFP("a", &position), kNoItem);
+  EXPECT_EQ(reader.FindFP("a", &position), NoItem);
   EXPECT_EQ(position, 5UL);
   EXPECT_EQ(reader.ReadE<int>(2), 234);
-  EXPECT_EQ(reader.FindF("", 0), kNoItem);
-  EXPECT_EQ(reader.FindF(std::string("a\0", 2), 0), kNoItem);
+  EXPECT_EQ(reader.FindF("", 0), NoItem);
+  EXPECT_EQ(reader.FindF(std::string("a\0", 2), 0), NoItem);
   xy_d point{5.0, 6.0};
   for (const unsigned long index : {0UL, 3UL, 4UL}) EXPECT_EQ(reader.ReadPoint(index, &point), 1) << index;
   EXPECT_EQ(reader.ReadPoint(5, &point), 2);
-  EXPECT_EQ(reader.ReadPoint(kNoItem, &point), 2);
+  EXPECT_EQ(reader.ReadPoint(NoItem, &point), 2);
   EXPECT_EQ(point.x, 5.0);
   EXPECT_EQ(reader.ReadPoint(1, &point), 0);
   EXPECT_EQ(point.y, 2.0);
@@ -128,7 +128,7 @@ TEST(IniXml, SectionsAreEnteredAndLeftByHandle) {
   EXPECT_EQ(MessageOf([&] { reader.ReadE<double>(0); }),
             "value \"v\" in section /A/B cannot be read as the type asked for: \"abc\"");
   EXPECT_EQ(MessageOf([&] { reader.ReadE<double>(1); }), "item \"p\" in section /A/B is no value");
-  EXPECT_EQ(MessageOf([&] { reader.ReadE<double>(kNoItem); }), "no such value in section /A/B");
+  EXPECT_EQ(MessageOf([&] { reader.ReadE<double>(NoItem); }), "no such value in section /A/B");
   EXPECT_FALSE(reader.LeaveSection(0) || reader.LeaveSection(b + 1));
   EXPECT_EQ(reader.FindFE("v", 0), 0UL);
   EXPECT_TRUE(reader.LeaveSection(a)) << "with B inside it";

@@ -25,7 +25,7 @@ void ExpectError(const std::string& pvl, std::size_t line, const std::string& re
   EXPECT_EQ(out->Text(), "");
 }
 
-const char kModel[] =
+const char Model[] =
     "satId = \"XX01\";\n"
     "# a comment = 1\n"
     "BEGIN_GROUP = IMAGE\n\n"
@@ -46,7 +46,7 @@ const char kModel[] =
 TEST(Pvl, ModelFileUnderEveryLineEnd) {
   for (const std::string line_end : {"\n", "\r\n", "\r\r\n", "\r"}) {
     std::string pvl = "\xEF\xBB\xBF";
-    for (const char c : std::string(kModel)) pvl += c == '\n' ? line_end : std::string(1, c);
+    for (const char c : std::string(Model)) pvl += c == '\n' ? line_end : std::string(1, c);
     TKaXIniStreamReader ini = Converted(pvl);
     EXPECT_EQ(ini.ReadE<std::string>(ini.FindFE("satId", 0)), "XX01");
     const unsigned long image = ini.EnterSectionSE("IMAGE");

@@ -28,8 +28,8 @@ class TScratchFile {
   std::string folder_;
 };
 
-const std::string kMark = "\xEF\xBB\xBF";
-constexpr auto kOpenBoth = static_cast<kaOpenMode>(kaOpenForRead | kaOpenForWrite | kaOpenExisting);
+const std::string Mark = "\xEF\xBB\xBF";
+constexpr auto OpenBoth = static_cast<kaOpenMode>(kaOpenForRead | kaOpenForWrite | kaOpenExisting);
 
 std::vector<std::string> Lines(TKaStream& stream, std::size_t capacity) {
   std::vector<std::string> lines;
@@ -55,7 +55,7 @@ TEST(Streams, LinesEndInEveryWay) {
   ExpectLines("a\nb\r\nc\r\r\nd", 10, {"a", "b", "c", "d"});
   ExpectLines("\n\r\n\r\r\n\r\r\r\n", 10, {"", "", "", "\r"});
   ExpectLines("a\rb\n\rc\r\r", 10, {"a\rb", "\rc\r\r"});
-  ExpectLines(kMark + "a\n" + kMark + "\n", 10, {"a", kMark});
+  ExpectLines(Mark + "a\n" + Mark + "\n", 10, {"a", Mark});
   ExpectLines("\xEF\xBB", 10, {"\xEF\xBB"});
   ExpectLines(std::string("a\0b\n", 4), 10, {std::string("a\0b", 3)});
   ExpectLines("", 10, {});
@@ -73,7 +73,7 @@ TEST(Streams, LongLinesAreCutAndLinesAcrossTheBufferAreNot) {
 
 TEST(Streams, ReadingAndWritingHaveTheirOwnPositions) {
   const TScratchFile scratch("0123");
-  TKaFileStream file(scratch.Path(), kOpenBoth, kaShareNone);
+  TKaFileStream file(scratch.Path(), OpenBoth, kaShareNone);
   TKaStringStream memory("0123");
   for (TKaStream* stream : {static_cast<TKaStream*>(&file), static_cast<TKaStream*>(&memory)}) {
     char bytes[16] = {};
@@ -97,12 +97,12 @@ TEST(Streams, OpenModesDecideWhatHappensToTheFile) {
   const TKaPath missing(scratch.Name() + "-missing");
   TKaFileStream file;
   EXPECT_FALSE(file.Open(missing, kaOpenRead, kaShareAll));
-  EXPECT_FALSE(file.Open(missing, kOpenBoth, kaShareAll));
+  EXPECT_FALSE(file.Open(missing, OpenBoth, kaShareAll));
   EXPECT_FALSE(file.Open(scratch.Path(), kaOpenCreate, kaShareAll)) << "neither for reading nor for writing";
   EXPECT_FALSE(file.Open(scratch.Path(), static_cast<kaOpenMode>(kaOpenRead | kaOpenTruncate), kaShareAll));
   ASSERT_TRUE(file.Open(missing, kaOpenWrite, kaShareAll));
   EXPECT_TRUE(std::filesystem::exists(missing.Text()));
-  ASSERT_TRUE(file.Open(scratch.Path(), kOpenBoth, kaShareAll));
+  ASSERT_TRUE(file.Open(scratch.Path(), OpenBoth, kaShareAll));
   EXPECT_EQ(file.Write("+new", 4), 4U);
   EXPECT_EQ(Lines(file, 20), std::vector<std::string>{"old+new"});
   ASSERT_TRUE(file.Open(scratch.Path(), kaOpenRead, kaShareAll));
@@ -132,7 +132,7 @@ TEST(Streams, PipesAreReadInPiecesAndCannotGoBack) {
   ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
   std::thread writer([&] {
     TKaFileStream pipe(TKaPath(name), static_cast<kaOpenMode>(kaOpenForWrite), kaShareAll);
-    for (const char c : kMark + "ab\r\ncd") pipe.Write(&c, 1);
+    for (const char c : Mark + "ab\r\ncd") pipe.Write(&c, 1);
   });
   TKaFileStream pipe(TKaPath(name), kaOpenRead, kaShareAll);
   EXPECT_TRUE(pipe.Rewind()) << "nothing read yet";

@@ -34,7 +34,8 @@ TEST(LinearNormalization, RefusesAZeroScale) {
   EXPECT_EQ(MessageOf([] { TLinearNormalization(5.0, -0.0); }),
             "TLinearNormalization::TLinearNormalization(const double&,const double&)");
   const std::string four =
-      "TLinearNormalization::TLinearNormalization(const double&, const double&, const double&, const double&)";
+      "TLinearNormalization::TLinearNormalization(const double&, const double&, const double&, const "
+      "double&)";
   EXPECT_EQ(MessageOf([] { TLinearNormalization(1.0, 2.0, 3.0, 3.0); }), four);
   EXPECT_EQ(MessageOf([] { TLinearNormalization(2.0, 2.0, 3.0, 4.0); }), four);
 

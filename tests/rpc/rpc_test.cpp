@@ -16,8 +16,7 @@ namespace {
 
 using namespace SatCommonUtils;
 
-constexpr char ZeroScaleText[] =
-    "TLinearNormalization::TLinearNormalization(const double&,const double&)";
+constexpr char ZeroScaleText[] = "TLinearNormalization::TLinearNormalization(const double&,const double&)";
 
 std::string ModelXml(const TRPC& model) {
   return test::SavedXml([&](TKaXIniWriter* writer) { return model.SaveToXML(writer); });

@@ -97,8 +97,9 @@ TEST(RpcText, ComesBackFromAnyOrder) {
   std::vector<std::string> lines = Lines(TextOf(rounded));
   std::mt19937 random(7);
   std::shuffle(lines.begin(), lines.end(), random);
-  lines.insert(lines.begin(), {"\xEF\xBB\xBF\r\n", "ERR_BIAS: 1.0 meters\r\n", std::string(2000, 'x') + "\n", "\n"});
-  lines.push_back("LINE_OFF: 999\r\n");           // the first of two is taken
+  lines.insert(lines.begin(),
+               {"\xEF\xBB\xBF\r\n", "ERR_BIAS: 1.0 meters\r\n", std::string(2000, 'x') + "\n", "\n"});
+  lines.push_back("LINE_OFF: 999\r\n");            // the first of two is taken
   lines.push_back("LINE_NUM_COEFF_21: +1.0\r\n");  // of no use, and passed over
   TRPCData read;
   std::string problem;

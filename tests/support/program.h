@@ -49,9 +49,9 @@ struct Outcome {
 };
 
 struct RunOptions {
-  std::string input;          ///< what stands on standard input
+  std::string input;                    ///< what stands on standard input
   rlim_t largest_file = RLIM_INFINITY;  ///< bytes that the program may write to one file
-  std::string out_path;       ///< where standard output goes, when not to be kept
+  std::string out_path;                 ///< where standard output goes, when not to be kept
 };
 
 inline Outcome RunKelvane(const std::vector<std::string>& arguments, const RunOptions& options = {}) {

@@ -61,14 +61,16 @@ inline SatCommonUtils::TRPCData SampleRecord(const std::string& name) {
 }
 
 /// Powers of longitude, latitude and height of each term: the model as its standard tabulates it.
-inline constexpr int Powers[20][3] = {
-    {0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {1, 0, 1}, {0, 1, 1}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2},
-    {1, 1, 1}, {3, 0, 0}, {1, 2, 0}, {1, 0, 2}, {2, 1, 0}, {0, 3, 0}, {0, 1, 2}, {2, 0, 1}, {0, 2, 1}, {0, 0, 3}};
+inline constexpr int Powers[20][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0},
+                                      {1, 0, 1}, {0, 1, 1}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2},
+                                      {1, 1, 1}, {3, 0, 0}, {1, 2, 0}, {1, 0, 2}, {2, 1, 0},
+                                      {0, 3, 0}, {0, 1, 2}, {2, 0, 1}, {0, 2, 1}, {0, 0, 3}};
 
 inline long double Polynomial(const double* coefficients, long double P, long double L, long double H) {
   long double sum = 0.0L;
   for (std::size_t k = 0; k < 20; ++k) {
-    sum += coefficients[k] * std::pow(L, Powers[k][0]) * std::pow(P, Powers[k][1]) * std::pow(H, Powers[k][2]);
+    sum +=
+        coefficients[k] * std::pow(L, Powers[k][0]) * std::pow(P, Powers[k][1]) * std::pow(H, Powers[k][2]);
   }
   return sum;
 }
@@ -79,13 +81,14 @@ struct ImagePoint {
 };
 
 /// Ground to image in extended precision.
-inline ImagePoint Projected(const SatCommonUtils::TRPCData& d, long double lat, long double lon, long double h) {
+inline ImagePoint Projected(const SatCommonUtils::TRPCData& d, long double lat, long double lon,
+                            long double h) {
   const long double P = (lat - d.LatitudeOffset) / d.LatitudeScale;
   const long double L = (lon - d.LongitudeOffset) / d.LongitudeScale;
   const long double H = (h - d.HeightOffset) / d.HeightScale;
-  return {Polynomial(d.LineNum, P, L, H) / Polynomial(d.LineDenom, P, L, H) * d.LineScale + d.LineOffset,
-          Polynomial(d.SampleNum, P, L, H) / Polynomial(d.SampleDenom, P, L, H) * d.SampleScale +
-              d.SampleOffset};
+  return {
+      Polynomial(d.LineNum, P, L, H) / Polynomial(d.LineDenom, P, L, H) * d.LineScale + d.LineOffset,
+      Polynomial(d.SampleNum, P, L, H) / Polynomial(d.SampleDenom, P, L, H) * d.SampleScale + d.SampleOffset};
 }
 
 }  // namespace test

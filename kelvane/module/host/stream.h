@@ -56,13 +56,13 @@ class KELVANE_HOST_API TKaPath {
 
 /// How a file is opened: a set of bits.
 enum kaOpenMode : unsigned {
-  kaOpenCreate = 1,     ///< make the file when it is not there
+  kaOpenCreate = 1,  ///< make the file when it is not there
   kaOpenForRead = 2,
   kaOpenForWrite = 4,
-  kaOpenExisting = 8,   ///< fail when the file is not there
-  kaOpenTruncate = 16,  ///< drop what the file held
-  kaOpenRead = kaOpenForRead | kaOpenExisting,                     ///< an existing file, for reading
-  kaOpenWrite = kaOpenForWrite | kaOpenCreate | kaOpenTruncate     ///< a new or emptied file, for writing
+  kaOpenExisting = 8,                                           ///< fail when the file is not there
+  kaOpenTruncate = 16,                                          ///< drop what the file held
+  kaOpenRead = kaOpenForRead | kaOpenExisting,                  ///< an existing file, for reading
+  kaOpenWrite = kaOpenForWrite | kaOpenCreate | kaOpenTruncate  ///< a new or emptied file, for writing
 };
 
 /// What others may do with the file meanwhile: a set of bits, advisory. POSIX files are always shared.
