@@ -203,8 +203,8 @@ std::string FindDefect(const TRPCData& data) {
     const double value = data.*field.Value;
     if (value == TRPCData::Unset) return std::string(field.Name) + " is unset";
     if (!std::isfinite(value)) return std::string(field.Name) + " is no finite number";
-    const bool is_scale = std::string_view(field.Name).find("Scale") != std::string_view::npos;
-    if (is_scale && value == 0.0) return std::string(field.Name) + " is 0: nothing can be normalised with it";
+    if (field.IsScale && value == 0.0)
+      return std::string(field.Name) + " is 0: nothing can be normalised with it";
   }
   for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
     for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {

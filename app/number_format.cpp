@@ -16,7 +16,7 @@ void AppendNumber(std::string* text, double value, int precision) {
   std::to_chars_result result{};
   if (precision > 0) {
     result = std::to_chars(digits, end, value, std::chars_format::general, precision);
-  } else if (size == 0.0 || (size >= 1e-5 && size < 1e15)) {
+  } else if (size == 0.0 || (size >= 1e-4 && size < 1e15)) {
     // Left to itself, the shortest form writes 100000 as 1e+05.
     result = std::to_chars(digits, end, value, std::chars_format::fixed);
   } else {

@@ -18,6 +18,7 @@ struct TRPCDataField {
   const char* Name;     ///< of the field, and its key in XML
   const char* TextKey;  ///< in RPC text
   const char* RPBKey;   ///< in RPB
+  bool IsScale;         ///< a scale, which must not be zero; else an offset
   TE_RPCUnit Unit;
   bool TextZeroPadded;  ///< RPC text fills the width with zeros rather than blanks
   int TextWidth;
@@ -28,19 +29,25 @@ struct TRPCDataField {
 
 /// Offset and scale in turn, in the order of the record.
 inline constexpr TRPCDataField RPCDataFields[] = {
-    {"LineOffset", "LINE_OFF", "lineOffset", TE_RPCUnit::Pixels, true, 10, 2, 2, &TRPCData::LineOffset},
-    {"LineScale", "LINE_SCALE", "lineScale", TE_RPCUnit::Pixels, false, 10, 2, 2, &TRPCData::LineScale},
-    {"SampleOffset", "SAMP_OFF", "sampOffset", TE_RPCUnit::Pixels, true, 10, 2, 2, &TRPCData::SampleOffset},
-    {"SampleScale", "SAMP_SCALE", "sampScale", TE_RPCUnit::Pixels, false, 10, 2, 2, &TRPCData::SampleScale},
-    {"LatitudeOffset", "LAT_OFF", "latOffset", TE_RPCUnit::Angle, false, 12, 8, 8, &TRPCData::LatitudeOffset},
-    {"LatitudeScale", "LAT_SCALE", "latScale", TE_RPCUnit::Angle, true, 12, 8, 8, &TRPCData::LatitudeScale},
-    {"LongitudeOffset", "LONG_OFF", "longOffset", TE_RPCUnit::Angle, false, 13, 8, 8,
+    {"LineOffset", "LINE_OFF", "lineOffset", false, TE_RPCUnit::Pixels, true, 10, 2, 2,
+     &TRPCData::LineOffset},
+    {"LineScale", "LINE_SCALE", "lineScale", true, TE_RPCUnit::Pixels, false, 10, 2, 2, &TRPCData::LineScale},
+    {"SampleOffset", "SAMP_OFF", "sampOffset", false, TE_RPCUnit::Pixels, true, 10, 2, 2,
+     &TRPCData::SampleOffset},
+    {"SampleScale", "SAMP_SCALE", "sampScale", true, TE_RPCUnit::Pixels, false, 10, 2, 2,
+     &TRPCData::SampleScale},
+    {"LatitudeOffset", "LAT_OFF", "latOffset", false, TE_RPCUnit::Angle, false, 12, 8, 8,
+     &TRPCData::LatitudeOffset},
+    {"LatitudeScale", "LAT_SCALE", "latScale", true, TE_RPCUnit::Angle, true, 12, 8, 8,
+     &TRPCData::LatitudeScale},
+    {"LongitudeOffset", "LONG_OFF", "longOffset", false, TE_RPCUnit::Angle, false, 13, 8, 8,
      &TRPCData::LongitudeOffset},
-    {"LongitudeScale", "LONG_SCALE", "longScale", TE_RPCUnit::Angle, true, 13, 8, 8,
+    {"LongitudeScale", "LONG_SCALE", "longScale", true, TE_RPCUnit::Angle, true, 13, 8, 8,
      &TRPCData::LongitudeScale},
-    {"HeightOffset", "HEIGHT_OFF", "heightOffset", TE_RPCUnit::Length, true, 9, 3, 2,
+    {"HeightOffset", "HEIGHT_OFF", "heightOffset", false, TE_RPCUnit::Length, true, 9, 3, 2,
      &TRPCData::HeightOffset},
-    {"HeightScale", "HEIGHT_SCALE", "heightScale", TE_RPCUnit::Length, true, 9, 3, 2, &TRPCData::HeightScale},
+    {"HeightScale", "HEIGHT_SCALE", "heightScale", true, TE_RPCUnit::Length, true, 9, 3, 2,
+     &TRPCData::HeightScale},
 };
 
 inline constexpr std::size_t RPCDataFieldCount = std::size(RPCDataFields);

@@ -177,7 +177,7 @@ TEST(Rpc, IdentityAndZeroDenominator) {
 
 TEST(Rpc, AZeroScaleLeavesTheModelEmpty) {
   for (const auto& field : RPCDataFields) {
-    if (std::string(field.Name).find("Scale") == std::string::npos) continue;
+    if (!field.IsScale) continue;
     TRPCData data = test::IdentityRecord();
     data.*field.Value = 0.0;
     TRPC model = LoadedModel();

@@ -32,8 +32,7 @@ inline SatCommonUtils::TRPCData IdentityRecord() {
     for (double& value : data.*set.Values) value = 0.0;
   }
   for (const auto& field : SatCommonUtils::RPCDataFields) {
-    const bool is_scale = std::string(field.Name).find("Scale") != std::string::npos;
-    data.*field.Value = is_scale ? 1.0 : 0.0;
+    data.*field.Value = field.IsScale ? 1.0 : 0.0;
   }
   data.LineNum[2] = 1.0;
   data.SampleNum[1] = 1.0;
