@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -15,12 +17,14 @@ namespace app {
 
 namespace {
 
-/// Removes a file unless it has been renamed.
+/// A file in the folder of the target, removed unless it takes the target's place. Failures name the
+/// target as the caller knows it.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& target) : path_(target + ".XXXXXX") {
+  TemporaryFile(const std::string& target, const std::string& name)
+      : path_((std::filesystem::path(target).parent_path() / ".kelvane-XXXXXX").string()) {
     descriptor_ = FileDescriptor(::mkostemp(path_.data(), O_CLOEXEC));
-    if (descriptor_.Number() < 0) throw SystemProblem(target);
+    if (descriptor_.Number() < 0) throw SystemProblem(name);
   }
   ~TemporaryFile() {
     if (!path_.empty()) ::unlink(path_.c_str());
@@ -29,14 +33,31 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   FileDescriptor& Descriptor() { return descriptor_; }
-  void RenameTo(const std::string& target) {
-    if (::rename(path_.c_str(), target.c_str()) != 0) throw SystemProblem(target);
+  void RenameTo(const std::string& target, const std::string& name) {
+    if (::rename(path_.c_str(), target.c_str()) != 0) throw SystemProblem(name);
     path_.clear();
   }
 
  private:
   std::string path_;
   FileDescriptor descriptor_;
+};
+
+/// Lets an interrupt wait while it lives, so that none leaves a temporary file behind.
+class SignalsHeldBack {
+ public:
+  SignalsHeldBack() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals, signal);
+    ::pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  ~SignalsHeldBack() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeldBack(const SignalsHeldBack&) = delete;
+  SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+ private:
+  sigset_t before_{};
 };
 
 /// The rights that the new file gets: those of the one it replaces, else those of any new file.
@@ -52,7 +73,12 @@ mode_t RightsFor(const std::string& path) {
 std::string RealTarget(const std::string& path) {
   std::error_code failure;
   const std::filesystem::file_status status = std::filesystem::status(path, failure);
-  if (!std::filesystem::exists(status)) return path;
+  if (!std::filesystem::exists(status)) {
+    if (std::filesystem::is_symlink(std::filesystem::symlink_status(path, failure))) {
+      throw Problem(path + ": is a symbolic link to no file");
+    }
+    return path;
+  }
   if (std::filesystem::is_directory(status)) throw Problem(path + ": Is a directory");
   if (!std::filesystem::is_regular_file(status)) throw Problem(path + ": is no regular file");
   const std::filesystem::path target = std::filesystem::canonical(path, failure);
@@ -97,31 +123,29 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
   }
 }
 
-std::string ReadWholeFile(const std::string& path, std::size_t limit) {
+std::string ReadUpTo(const FileDescriptor& file, std::size_t most, const std::string& name) {
   constexpr std::size_t Block = 65536;
-  const FileDescriptor file = OpenForReading(path);
   std::string bytes;
-  for (;;) {
+  while (bytes.size() < most) {
     const std::size_t old_size = bytes.size();
-    bytes.resize(old_size + Block);
-    const std::size_t count = ReadSome(file.Number(), bytes.data() + old_size, Block, path);
+    bytes.resize(std::min(old_size + Block, most));
+    const std::size_t count = ReadSome(file.Number(), bytes.data() + old_size, bytes.size() - old_size, name);
     bytes.resize(old_size + count);
-    if (count == 0) return bytes;
-    if (bytes.size() > limit) {
-      throw Problem(path + ": is no RPC model: it holds more than " + std::to_string(limit >> 20) + " MiB");
-    }
+    if (count == 0) break;
   }
+  return bytes;
 }
 
 void ReplaceFile(const std::string& path, std::string_view bytes) {
   const std::string target = RealTarget(path);
-  TemporaryFile file(target);
+  const SignalsHeldBack held_back;
+  TemporaryFile file(target, path);
   WriteAll(file.Descriptor().Number(), bytes, path);
   if (::fchmod(file.Descriptor().Number(), RightsFor(target)) != 0 ||
       ::fsync(file.Descriptor().Number()) != 0 || !file.Descriptor().Close()) {
     throw SystemProblem(path);
   }
-  file.RenameTo(target);
+  file.RenameTo(target, path);
 }
 
 }  // namespace app

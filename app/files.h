@@ -37,8 +37,8 @@ std::size_t ReadSome(int descriptor, char* buffer, std::size_t size, const std::
 /// Writes all of `bytes`; throws `Problem`, naming `name`.
 void WriteAll(int descriptor, std::string_view bytes, const std::string& name);
 
-/// The whole of a file. Throws `Problem` when it cannot be read or holds more than `limit` bytes.
-std::string ReadWholeFile(const std::string& path, std::size_t limit);
+/// The next bytes of a file, as many as there are, up to `most`. Throws `Problem`, naming `name`.
+std::string ReadUpTo(const FileDescriptor& file, std::size_t most, const std::string& name);
 
 /// Puts a file with these bytes in place of whatever stands at `path`, or leaves that untouched and throws
 /// `Problem`: written beside the target, brought to the disk, then renamed.

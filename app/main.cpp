@@ -2,10 +2,13 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <new>
+#include <string>
 
 #include "app/commands/commands.h"
 #include "app/problem.h"
+#include "host/quoted_text.h"
 #include "kelvane/module/module.h"
 
 namespace {
@@ -20,7 +23,7 @@ class Module {
 };
 
 int Fail(const std::string& text) {
-  std::fprintf(stderr, "kelvane: %s\n", text.c_str());
+  std::fprintf(stderr, "kelvane: %s\n", KaPrintable(text).c_str());
   return app::Unusable;
 }
 
@@ -32,21 +35,38 @@ int Run(const app::Action& action) {
   return status;
 }
 
+/// Left to itself, the parser says of an unknown command only that one is required.
+void RefuseUnknownCommand(const CLI::App& program, int argc, char** argv) {
+  if (argc < 2 || argv[1][0] == '-') return;
+  std::string known;
+  for (const CLI::App* command : program.get_subcommands([](const CLI::App*) { return true; })) {
+    if (command->get_name() == argv[1]) return;
+    known += ' ' + command->get_name();
+  }
+  throw CLI::ParseError(KaQuoted(argv[1]) + " is no command; there are:" + known,
+                        CLI::ExitCodes::ExtrasError);
+}
+
 int Main(int argc, char** argv) {
   CLI::App program("Rational polynomial camera models of satellite images, from the shell.", "kelvane");
   program.set_version_flag("--version", "kelvane " KELVANE_VERSION);
   program.require_subcommand(1);
-  program.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return "kelvane: " + std::string(error.what()) + " (kelvane --help tells more)\n";
+  program.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+    const auto commands = failed->get_subcommands();
+    const std::string command = commands.empty() ? "" : commands.front()->get_name() + ' ';
+    return "kelvane: " + KaPrintable(error.what()) + " (kelvane " + command + "--help tells more)\n";
   });
   app::Action action;
   app::AddInfoCommand(&program, &action);
   app::AddProjectCommand(&program, &action);
   app::AddConvertCommand(&program, &action);
   try {
+    RefuseUnknownCommand(program, argc, argv);
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? app::AllComputed : app::Unusable;
+    if (program.exit(error) != 0) return app::Unusable;
+    if (!std::cout.flush()) throw app::SystemProblem("standard output");
+    return app::AllComputed;
   }
   return Run(action);
 }

@@ -1,28 +1,28 @@
 /// \file
-/// Models in files: recognised by what they hold, read, checked, written whole.
+/// Models in files: found, read, checked.
 #pragma once
 
 #include <array>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "kelvane/module/host/var_a.h"
+#include "app/model_recognition.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_data.h"
 
 namespace app {
 
-enum class ModelFormat { Rpb, Text, Xml, RefinedXml };
-
-/// "rpb", "text", "xml", "refined-xml".
-const char* FormatName(ModelFormat format);
-
 /// The correction that a refined model carries, by the names of its keys.
 inline constexpr const char* RefinementKeys[] = {"LineBias",   "LineDrift",   "LineTilt",
                                                  "SampleBias", "SampleDrift", "SampleTilt"};
+
+/// What the program's XML says beside the record.
+inline constexpr char ErrBiasKey[] = "errBias";
+inline constexpr char ErrRandKey[] = "errRand";
+inline constexpr char SatIdKey[] = "satId";
+inline constexpr char BandIdKey[] = "bandId";
 
 struct ModelFile {
   std::string path;  ///< the file that was read: the side-car, where an image was named
@@ -39,20 +39,10 @@ struct ModelFile {
 /// holds no model: it says which form was tried and what is missing.
 ModelFile ReadModelFile(const std::string& path);
 
+/// Reads a model from bytes in a known form; `path` is what messages call them.
+ModelFile ReadModelBytes(const std::string& path, ModelFormat format, const std::string& bytes);
+
 /// The model of a file; throws `Problem` with its defect when it has none.
 const SatCommonUtils::TRPC& UsableModel(const ModelFile& file);
-
-/// What writing did to the numbers.
-struct WrittenModel {
-  ModelFormat format = ModelFormat::Xml;
-  int rounded = 0;              ///< how many of the 90 numbers changed
-  double max_difference = 0.0;  ///< pixels, between the projections of what was read and what was written
-  std::vector<std::string> remarks;  ///< what the form has no place for
-};
-
-/// Writes a model in the form that the path's suffix names: ".rpb", ".txt", ".xml", in any letter case.
-/// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model
-/// does not survive the form's rounding, or when the file cannot be written.
-WrittenModel WriteModelFile(const ModelFile& file, const std::string& path);
 
 }  // namespace app

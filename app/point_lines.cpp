@@ -5,6 +5,7 @@
 
 #include "app/number_format.h"
 #include "host/number_text.h"
+#include "host/quoted_text.h"
 
 namespace app {
 
@@ -32,12 +33,6 @@ std::string_view TakeColumn(std::string_view* line) {
   return column;
 }
 
-std::string Quoted(std::string_view column) {
-  constexpr std::size_t LongestShown = 40;
-  if (column.size() > LongestShown) return '"' + std::string(column.substr(0, LongestShown)) + "...\"";
-  return '"' + std::string(column) + '"';
-}
-
 /// Reads the line's numbers; what stands behind them stays in `line`.
 bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
                  std::string* why) {
@@ -49,20 +44,21 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
     if (KaParseNumber(column, &numbers[i])) {
       *line = rest;
       if (good && !std::isfinite(numbers[i])) {
-        *why = Quoted(column) + " is no finite number";
+        *why = KaQuoted(column) + " is no finite number";
         good = false;
       }
       continue;
     }
     if (may_be_absent) {
       numbers[i] = *options.height;
+      if (column.empty()) *line = rest;
       continue;
     }
     if (good && line->empty()) {
       *why = "the line has " + std::to_string(i) + " of the " + std::to_string(job.columns) + " numbers";
       if (job.height_last && i + 1 == job.columns) *why += "; a height for all points: --height";
     } else if (good) {
-      *why = Quoted(column) + " is no number";
+      *why = KaQuoted(column) + " is no number";
     }
     good = false;
     *line = rest;

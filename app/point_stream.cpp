@@ -1,17 +1,16 @@
 #include "app/point_stream.h"
 
-#include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <future>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "app/files.h"
 #include "app/point_lines.h"
-#include "app/problem.h"
+#include "app/point_source.h"
 #include "app/progress.h"
 
 namespace app {
@@ -20,51 +19,6 @@ namespace {
 
 /// Large enough that starting threads does not show, small enough to stay in the cache.
 constexpr std::size_t PieceSize = 1U << 18;
-constexpr std::size_t LongestLine = 16U << 20;
-
-/// Where the points come from.
-class PointSource {
- public:
-  explicit PointSource(const std::string& path)
-      : file_(path == "-" ? FileDescriptor() : OpenForReading(path)),
-        descriptor_(path == "-" ? STDIN_FILENO : file_.Number()),
-        name_(path == "-" ? "stdin" : path) {}
-
-  const std::string& Name() const { return name_; }
-
-  /// How many bytes a regular file holds, else 0.
-  std::size_t Size() const {
-    struct stat status {};
-    const bool known = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-    return known ? static_cast<std::size_t>(status.st_size) : 0;
-  }
-
-  /// Appends what is there, up to `most` bytes, waiting for the first only: points that somebody types or
-  /// another program asks about are answered as they come. False at the end.
-  bool Append(std::string* text, std::size_t most) {
-    const std::size_t old_size = text->size();
-    std::size_t size = old_size;
-    text->resize(old_size + most);
-    bool open = true;
-    while (open && size < text->size() && (size == old_size || IsMoreWaiting())) {
-      const std::size_t count = ReadSome(descriptor_, text->data() + size, text->size() - size, name_);
-      open = count > 0;
-      size += count;
-    }
-    text->resize(size);
-    return open;
-  }
-
- private:
-  bool IsMoreWaiting() const {
-    pollfd state = {descriptor_, POLLIN, 0};
-    return ::poll(&state, 1, 0) == 1;
-  }
-
-  FileDescriptor file_;
-  int descriptor_;
-  std::string name_;
-};
 
 /// Cuts text, which ends at the end of a line, into pieces of about the same size that do so too.
 std::vector<std::string_view> CutIntoPieces(std::string_view text, std::size_t count) {
@@ -87,18 +41,7 @@ class PointAnswerer {
 
   std::size_t Run() {
     const std::size_t block = PieceSize * static_cast<std::size_t>(options_.threads);
-    std::string text;
-    bool open = true;
-    while (open) {
-      open = source_.Append(&text, block);
-      // The last line may have no end.
-      const std::size_t complete = open ? text.rfind('\n') + 1 : text.size();
-      if (complete == 0 && text.size() > LongestLine) {
-        throw Problem(source_.Name() + ":" + std::to_string(lines_ + 1) + ": the line is longer than 16 MiB");
-      }
-      Answer(std::string_view(text).substr(0, complete));
-      text.erase(0, complete);
-    }
+    while (const auto lines = source_.NextLines(block)) Answer(*lines);
     progress_.Wipe();
     if (failed_ > PieceAnswer::MaxReported) {
       std::fprintf(stderr, "%s: %zu points of %zu have no answer; the first %zu are listed\n",
@@ -112,14 +55,21 @@ class PointAnswerer {
     const std::vector<std::string_view> pieces =
         CutIntoPieces(text, text.size() < PieceSize ? 1 : static_cast<std::size_t>(options_.threads));
     std::vector<std::future<PieceAnswer>> others;
-    for (std::size_t i = 1; i < pieces.size(); ++i) {
-      others.push_back(std::async(std::launch::async,
-                                  [this, piece = pieces[i]] { return AnswerPiece(piece, job_, options_); }));
-    }
+    for (std::size_t i = 1; i < pieces.size(); ++i) others.push_back(Start(pieces[i]));
     if (!pieces.empty()) Write(AnswerPiece(pieces[0], job_, options_));
     for (std::future<PieceAnswer>& other : others) Write(other.get());
     bytes_ += text.size();
     progress_.Update(bytes_, points_);
+  }
+
+  /// Answers a piece in a thread of its own; when the system gives none, later in the calling one.
+  std::future<PieceAnswer> Start(std::string_view piece) const {
+    const auto answer = [this, piece] { return AnswerPiece(piece, job_, options_); };
+    try {
+      return std::async(std::launch::async, answer);
+    } catch (const std::system_error&) {
+      return std::async(std::launch::deferred, answer);
+    }
   }
 
   void Write(const PieceAnswer& piece) {

@@ -6,7 +6,7 @@ function(kelvane_compile_options target)
   target_compile_options(${target} PRIVATE -ffp-contract=off -fno-semantic-interposition)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                            -Wold-style-cast -Wnon-virtual-dtor -Wformat=2)
-  if(PROJECT_IS_TOP_LEVEL)
+  if(KELVANE_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
   if(KELVANE_SANITIZE)

@@ -1,6 +1,6 @@
 #include "kelvane/module/host/ini.h"
 
-#include "host/whole_text.h"
+#include "host/quoted_text.h"
 #include "kelvane/module/host/message.h"
 
 TKaXIniReader::~TKaXIniReader() = default;
@@ -42,12 +42,12 @@ unsigned long TKaXIniReader::EnterSectionSE(const char* name) {
 
 std::string TKaXIniReader::ItemKey(unsigned long) const { return {}; }
 
-void TKaXIniReader::ThrowUnreadable(unsigned long index) const {
+void TKaXIniReader::ThrowUnreadable(unsigned long index, const char* kind) const {
   if (index == NoItem) throw TKaMessage("no such value in section " + SectionPath());
   const std::string key = ItemKey(index);
   const std::string place =
       (key.empty() ? std::to_string(index) : KaQuoted(key)) + " in section " + SectionPath();
   std::string text;
   if (!GetValue(index, &text)) throw TKaMessage("item " + place + " is no value");
-  throw TKaMessage("value " + place + " cannot be read as the type asked for: " + KaQuoted(text));
+  throw TKaMessage("value " + place + " is no " + kind + ": " + KaQuoted(text));
 }

@@ -76,11 +76,12 @@ class TSection {
   TKeys section_names_;
 };
 
-/// The item's text; false when it is no value.
+/// The item's text; false when it is no value, or holds elements.
 bool TextOf(const pugi::xml_node& item, std::string* text) {
   if (item.name() != std::string_view(IniValue)) return false;
   text->clear();
   for (const pugi::xml_node child : item.children()) {
+    if (child.type() == pugi::node_element) return false;
     if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) *text += child.value();
   }
   return true;
@@ -138,7 +139,7 @@ TKaXIniStreamReader::TKaXIniStreamReader(const var_a<TKaStream*>& stream, bool f
                                      ">: this is no configuration"));
   }
   document_->Open.emplace_back(0, root);
-  KaReportProgress(progress, 1.0);
+  if (progress != nullptr) progress->OnProgress(1.0);
 }
 
 TKaXIniStreamReader::~TKaXIniStreamReader() = default;

@@ -5,6 +5,7 @@
 #include "host/ini_xml.h"
 #include "host/number_text.h"
 #include "host/pvl_scanner.h"
+#include "host/quoted_text.h"
 #include "host/whole_text.h"
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/text.h"
@@ -132,12 +133,23 @@ class TPvlConverter {
       Put(place, key, "");
       scan_.Take(';');
     } else {
-      const std::string value(scan_.TakeWord());
-      const std::string next(1, scan_.Next());
-      if (value.empty()) scan_.Fail(scan_.Place(), "no value begins with '" + next + "'");
-      Put(place, key, value);
-      EndValue(IsNumber(value), false);
+      ReadBareValue(place, key);
     }
+  }
+
+  /// A number, behind which a unit may stand, or a text, which may hold blanks and commas.
+  void ReadBareValue(std::size_t place, const std::string& key) {
+    const TPvlScanner before = scan_;
+    const std::string next(1, scan_.Next());
+    std::string value(scan_.TakeWord());
+    const bool is_number = IsNumber(value) && scan_.Next() != ',';
+    if (!is_number) {
+      scan_ = before;
+      value = scan_.TakeText();
+    }
+    if (value.empty()) scan_.Fail(scan_.Place(), "no value begins with '" + next + "'");
+    Put(place, key, value);
+    EndValue(is_number, false);
   }
 
   void Put(std::size_t place, const std::string& key, const std::string& value) {

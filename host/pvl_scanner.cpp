@@ -79,6 +79,15 @@ std::string_view TPvlScanner::TakeWord() {
   return word;
 }
 
+std::string_view TPvlScanner::TakeText() {
+  const std::size_t begin = place_;
+  while (!AtEnd() && !IsOneOf(Next(), LineEnds) && (Next() == ',' || !IsOneOf(Next(), Punctuation)) &&
+         text_.compare(place_, 2, "/*") != 0) {
+    ++place_;
+  }
+  return KaTrimmed(text_.substr(begin, place_ - begin));
+}
+
 std::string_view TPvlScanner::TakeQuoted() {
   const std::size_t end = text_.find(Next(), place_ + 1);
   if (end == std::string_view::npos) Fail(place_, "the quotes that open here are not closed");

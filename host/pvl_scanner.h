@@ -38,6 +38,8 @@ class TPvlScanner {
   bool Take(char c);
   /// The characters up to white space, punctuation or a comment: empty when none stands here.
   std::string_view TakeWord();
+  /// The text up to a line end, a comment or punctuation other than a comma, without blanks at its end.
+  std::string_view TakeText();
   /// The content of the quotes that open here.
   std::string_view TakeQuoted();
   /// The list that opens here, without white space, comments and units outside quotes.

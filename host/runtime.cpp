@@ -37,7 +37,7 @@ int ThreadsFromEnvironment() {
   int count = 0;
   const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), count);
   const bool whole = result.ec == std::errc() && result.ptr == text.data() + text.size();
-  return whole ? std::max(count, 0) : 0;
+  return whole ? std::clamp(count, 0, KaMostThreads) : 0;
 }
 
 /// Processors that this process may run on, which can be fewer than the machine has.
@@ -58,7 +58,7 @@ int KaGetThreadsCount() {
   return asked > 0 ? asked : ProcessorsCount();
 }
 
-void KaSetThreadsCount(int count) { g_threads_count = count; }
+void KaSetThreadsCount(int count) { g_threads_count = std::min(count, KaMostThreads); }
 
 void KaPrintDbgMsg(const std::string& text) {
   TDbgOutput& output = DbgOutput();
@@ -66,7 +66,8 @@ void KaPrintDbgMsg(const std::string& text) {
   if (output.Sink) {
     output.Sink(text);
   } else if (std::getenv("KELVANE_DEBUG") != nullptr) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
+    const bool has_line_end = !text.empty() && (text.front() == '\n' || text.back() == '\n');
+    std::fprintf(stderr, "%s%s", text.c_str(), has_line_end ? "" : "\n");
   }
 }
 

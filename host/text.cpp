@@ -68,12 +68,11 @@ unsigned SplitStringIntoDoubles(const char* text, const char* separators, double
   const std::string_view all(text);
   unsigned found = 0;
   std::size_t begin = all.find_first_not_of(dividers);
-  while (begin != std::string_view::npos) {
+  while (found < count && begin != std::string_view::npos) {
     const std::size_t end = std::min(all.find_first_of(dividers, begin), all.size());
     double value = 0.0;
     if (KaParseNumber(all.substr(begin, end - begin), &value)) {
-      if (found < count) out[found] = value;
-      ++found;
+      out[found++] = value;
     } else if (!skip_others) {
       return 0;
     }

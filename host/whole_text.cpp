@@ -18,6 +18,8 @@ std::string KaReadText(TKaStream& stream) {
   std::size_t length = 0;
   std::size_t taken = piece;
   while (taken == piece) {
+    if (length > KaLargestText)
+      throw TKaMessage("the stream holds more than 1 GiB: no text to be read whole");
     text.resize(length + piece);
     taken = stream.Read(&text[length], piece);
     length += taken;
@@ -43,12 +45,6 @@ std::size_t KaLineOf(std::string_view text, std::size_t offset) {
     if (rest[0] == '\n' || (rest[0] == '\r' && !ends_later)) ++line;
   }
   return line;
-}
-
-std::string KaQuoted(std::string_view text) {
-  constexpr std::size_t longest = 60;
-  const std::string shown(text.substr(0, longest));
-  return '"' + shown + (text.size() > longest ? "...\"" : "\"");
 }
 
 void KaReportProgress(TKaProgressHandler* progress, double done) {

@@ -155,7 +155,7 @@ var_a<TKaXmlTagItem*> KaReadXml(TKaStream* stream, bool from_start, TKaProgressH
   pugi::xml_document document;
   KaParseXml(KaReadXmlText(stream, from_start), &document);
   var_a<TKaXmlTagItem*> tag = MakeTag(document.document_element());
-  KaReportProgress(progress, 1.0);
+  if (progress != nullptr) progress->OnProgress(1.0);
   return tag;
 }
 

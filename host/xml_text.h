@@ -23,7 +23,7 @@ std::string KaReadXmlText(TKaStream* stream, bool from_start);
 void KaParseXml(const std::string& text, pugi::xml_document* document);
 
 /// "line 12: reason", for the place at `offset`, which is negative when it is not known.
-std::string KaXmlReason(const std::string& text, std::ptrdiff_t offset, const std::string& reason);
+std::string KaXmlReason(std::string_view text, std::ptrdiff_t offset, const std::string& reason);
 
 /// Appends content of an element. References stand for what a parser would change or drop: a carriage
 /// return, control characters, and blanks that are all of the text.

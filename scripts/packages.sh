@@ -6,7 +6,7 @@ need() {
   local missing=()
   local package
   for package in "$@"; do
-    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q ' ok installed$' || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return
   local as_root=()
@@ -17,12 +17,12 @@ need() {
     fi
     as_root=(sudo)
   fi
-  echo "Installing: ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  echo "Installing: ${missing[*]}" >&2
+  "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
 build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev locales)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin)
-lint_packages=(clang-format clang-tidy)
+lint_packages=(git clang-format clang-tidy)

@@ -22,7 +22,10 @@ void AddConvertCommand(CLI::App* program, Action* chosen);
 /// `--precision`, `--threads`, `--quiet`.
 void AddPointOptions(CLI::App* command, PointOptions* options);
 
-/// `--quiet`.
+/// The argument that names a model.
+void AddModelArgument(CLI::App* command, const char* name, std::string* path);
+
+/// `--quiet` of a command without progress.
 void AddQuietOption(CLI::App* command, bool* quiet);
 
 /// `--json`.

@@ -1,10 +1,11 @@
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "app/commands/commands.h"
-#include "app/model_file.h"
+#include "app/json_report.h"
+#include "app/model_writing.h"
 #include "app/problem.h"
+#include "host/quoted_text.h"
 
 namespace app {
 
@@ -19,8 +20,8 @@ struct ConvertOptions {
 
 int Convert(const ConvertOptions& options) {
   const ModelFile file = ReadModelFile(options.in);
-  PrintRemarks(file.remarks, options.quiet);
   const WrittenModel written = WriteModelFile(file, options.out);
+  PrintRemarks(file.remarks, options.quiet);
   PrintRemarks(written.remarks, options.quiet);
   if (options.json) {
     nlohmann::ordered_json report;
@@ -30,10 +31,10 @@ int Convert(const ConvertOptions& options) {
     report["format"] = FormatName(written.format);
     report["rounded"] = written.rounded;
     report["maxDifference"] = written.max_difference;
-    std::printf("%s\n", report.dump(2).c_str());
+    PrintJson(report);
   } else if (!options.quiet) {
-    std::printf("%s (%s) -> %s (%s)\n", file.path.c_str(), FormatName(file.format), options.out.c_str(),
-                FormatName(written.format));
+    std::printf("%s (%s) -> %s (%s)\n", KaPrintable(file.path).c_str(), FormatName(file.format),
+                KaPrintable(options.out).c_str(), FormatName(written.format));
     if (written.rounded == 0) {
       std::printf("all 90 numbers kept bit for bit\n");
     } else {
@@ -50,11 +51,18 @@ void AddConvertCommand(CLI::App* program, Action* chosen) {
   CLI::App* const command =
       program->add_subcommand("convert", "Between RPB, RPC text and XML, by the suffix of OUT");
   const auto options = std::make_shared<ConvertOptions>();
-  command->add_option("IN", options->in, "RPC file, or the image that it lies beside")->required();
-  command->add_option("OUT,-o,--output", options->out, "The model to write: .rpb, .txt or .xml")->required();
+  AddModelArgument(command, "IN", &options->in);
+  constexpr char OutText[] = "The model to write: .rpb, .txt or .xml";
+  const auto out = command->add_option("OUT", options->out, OutText)->type_name("FILE");
+  const auto output =
+      command->add_option("-o,--output", options->out, "The same, as an option")->type_name("FILE");
+  output->excludes(out);
+  command->callback([=] {
+    if (out->empty() && output->empty()) throw CLI::RequiredError("OUT");
+    *chosen = [=] { return Convert(*options); };
+  });
   AddJsonOption(command, &options->json);
   AddQuietOption(command, &options->quiet);
-  command->callback([=] { *chosen = [=] { return Convert(*options); }; });
 }
 
 }  // namespace app

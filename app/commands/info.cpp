@@ -1,13 +1,14 @@
 #include <array>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "app/commands/commands.h"
+#include "app/json_report.h"
 #include "app/model_file.h"
 #include "app/number_format.h"
 #include "app/problem.h"
+#include "host/quoted_text.h"
 #include "kelvane/rpc/footprint.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 
@@ -81,15 +82,15 @@ const char* UnitName(TE_RPCUnit unit) {
 }
 
 void PrintValue(const char* name, double value, const char* unit) {
-  std::printf("  %-16s %s %s\n", name, ShortestNumber(value).c_str(), unit);
+  std::printf("  %-16s %s%s%s\n", name, ShortestNumber(value).c_str(), *unit == '\0' ? "" : " ", unit);
 }
 
 void PrintText(const ModelFile& file, const Derived& derived) {
-  std::printf("%s: %s, %s\n", file.path.c_str(), FormatName(file.format),
+  std::printf("%s: %s, %s\n", KaPrintable(file.path).c_str(), FormatName(file.format),
               file.data ? "every field set" : "with unset fields");
   if (file.header.SatId || file.header.BandId) {
-    std::printf("satellite %s, band %s\n", file.header.SatId.value_or("?").c_str(),
-                file.header.BandId.value_or("?").c_str());
+    std::printf("satellite %s, band %s\n", KaPrintable(file.header.SatId.value_or("?")).c_str(),
+                KaPrintable(file.header.BandId.value_or("?")).c_str());
   }
   std::printf("\n");
   for (const auto& field : RPCDataFields) {
@@ -97,6 +98,12 @@ void PrintText(const ModelFile& file, const Derived& derived) {
   }
   if (file.header.ErrBias) PrintValue("errBias", *file.header.ErrBias, "metres");
   if (file.header.ErrRand) PrintValue("errRand", *file.header.ErrRand, "metres");
+  if (file.refinement) {
+    std::printf("\nrefinement of the image coordinates:\n");
+    for (std::size_t i = 0; i < std::size(RefinementKeys); ++i) {
+      PrintValue(RefinementKeys[i], (*file.refinement)[i], "");
+    }
+  }
   if (derived.distance) {
     std::printf("\npixel on the ground: %.3f m from line to line, %.3f m from sample to sample\n",
                 derived.distance->Line, derived.distance->Sample);
@@ -120,14 +127,14 @@ void PrintText(const ModelFile& file, const Derived& derived) {
 
 int Info(const InfoOptions& options) {
   const ModelFile file = ReadModelFile(options.model);
-  PrintRemarks(file.remarks, options.quiet);
   const Derived derived = Derive(file);
   if (options.json) {
-    std::printf("%s\n", ToJson(file, derived).dump(2).c_str());
+    PrintJson(ToJson(file, derived));
   } else {
     PrintText(file, derived);
   }
   if (!file.defect.empty() && !file.refinement) throw Problem(file.path + ": " + file.defect);
+  PrintRemarks(file.remarks, options.quiet);
   return AllComputed;
 }
 
@@ -136,7 +143,7 @@ int Info(const InfoOptions& options) {
 void AddInfoCommand(CLI::App* program, Action* chosen) {
   CLI::App* const command = program->add_subcommand("info", "What a model holds, and where its image lies");
   const auto options = std::make_shared<InfoOptions>();
-  command->add_option("MODEL", options->model, "RPC file, or the image that it lies beside")->required();
+  AddModelArgument(command, "MODEL", &options->model);
   AddJsonOption(command, &options->json);
   AddQuietOption(command, &options->quiet);
   command->callback([=] { *chosen = [=] { return Info(*options); }; });

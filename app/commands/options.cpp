@@ -3,13 +3,14 @@
 
 #include "app/commands/commands.h"
 #include "host/number_text.h"
+#include "host/quoted_text.h"
+#include "host/runtime.h"
 #include "kelvane/module/host/runtime.h"
 
 namespace app {
 
 namespace {
 
-constexpr int MostThreads = 1024;
 constexpr int MostDigits = 50;
 
 double ReadHeight(const std::string& text) {
@@ -19,6 +20,9 @@ double ReadHeight(const std::string& text) {
   }
   return height;
 }
+
+/// Help shows the type's name, which tells the choices; the validator need not repeat them.
+CLI::Validator Undescribed(CLI::Validator validator) { return validator.description(""); }
 
 }  // namespace
 
@@ -40,19 +44,25 @@ void AddPointOptions(CLI::App* command, PointOptions* options) {
           "--origin", [options](const std::string& origin) { options->corner_origin = origin == "corner"; },
           "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 "
           "larger)")
-      ->check(CLI::IsMember({"center", "corner"}))
+      ->check(Undescribed(CLI::IsMember({"center", "corner"})))
       ->type_name("center|corner");
   command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
-      ->check(CLI::Range(1, MostDigits))
+      ->check(Undescribed(CLI::Range(1, MostDigits)))
       ->type_name("N");
-  command->add_option("--threads", options->threads, "Worker threads; default all processors")
-      ->check(CLI::Range(1, MostThreads))
+  command
+      ->add_option("--threads", options->threads,
+                   "Worker threads; default KELVANE_THREADS, or all processors")
+      ->check(Undescribed(CLI::Range(1, KaMostThreads)))
       ->type_name("N");
-  AddQuietOption(command, &options->quiet);
+  command->add_flag("--quiet", options->quiet, "No progress bar, no remarks");
 }
 
-void AddQuietOption(CLI::App* command, bool* quiet) {
-  command->add_flag("--quiet", *quiet, "No progress bar, no remarks");
+void AddQuietOption(CLI::App* command, bool* quiet) { command->add_flag("--quiet", *quiet, "No remarks"); }
+
+void AddModelArgument(CLI::App* command, const char* name, std::string* path) {
+  command->add_option(name, *path, "RPC file, or the image that it lies beside")
+      ->required()
+      ->type_name("FILE");
 }
 
 void AddJsonOption(CLI::App* command, bool* json) {
@@ -61,7 +71,7 @@ void AddJsonOption(CLI::App* command, bool* json) {
 
 void PrintRemarks(const std::vector<std::string>& remarks, bool quiet) {
   if (quiet) return;
-  for (const std::string& remark : remarks) std::fprintf(stderr, "%s\n", remark.c_str());
+  for (const std::string& remark : remarks) std::fprintf(stderr, "%s\n", KaPrintable(remark).c_str());
 }
 
 }  // namespace app

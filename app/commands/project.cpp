@@ -33,8 +33,8 @@ bool IsInReach(double value, double offset, double scale) {
 
 int Project(const ProjectOptions& options) {
   const ModelFile file = ReadModelFile(options.model);
-  PrintRemarks(file.remarks, options.points.quiet);
   const SatCommonUtils::TRPC& model = UsableModel(file);
+  PrintRemarks(file.remarks, options.points.quiet);
   const SatCommonUtils::TRPCData& data = file.data;
   const bool xy = options.points.xy;
   const double shift = options.points.PixelShift();
@@ -70,7 +70,7 @@ void AddProjectCommand(CLI::App* program, Action* chosen) {
   CLI::App* const command =
       program->add_subcommand("project", "Ground to image: lat lon h -> line sample, one point a line");
   const auto options = std::make_shared<ProjectOptions>();
-  command->add_option("MODEL", options->model, "RPC file, or the image that it lies beside")->required();
+  AddModelArgument(command, "MODEL", &options->model);
   AddPointOptions(command, &options->points);
   command->callback([=] { *chosen = [=] { return Project(*options); }; });
 }

@@ -53,12 +53,14 @@ class KELVANE_API KaModule_Initializer {
   /// The module's own file; empty, with the extension "so", until the first start.
   const TKaModuleFile& File() const { return file_; }
 
+  /// The library's own part of a first start and of a last stop; `init` and `deinit` call them.
+  void local_init();
+  void local_deinit();
+
  private:
   class TLocalData;
 
   KaModule_Initializer() = default;
-  void local_init();
-  void local_deinit();
 
   std::uint64_t reference_count_ = 0;
   std::string name_ = "Kelvane";

@@ -1,8 +1,6 @@
 #include "kelvane/rpc/footprint.h"
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 #include <optional>
 
 namespace SatCommonUtils {
@@ -65,28 +63,37 @@ std::optional<TSolution> FindGround(const TRPC& model, double line, double sampl
   return std::nullopt;
 }
 
+/// The same meridian in (-180, 180].
+double WithinHalfTurn(double longitude) {
+  constexpr double Turn = 360.0;
+  const double within = std::remainder(longitude, Turn);
+  return within == -Turn / 2.0 ? -within : within;
+}
+
 }  // namespace
 
 bool CalculateFootprint(const TRPC& model, std::array<TGroundPosition, 4>* corners) {
   constexpr double Corners[4][2] = {{-1.0, -1.0}, {-1.0, 1.0}, {1.0, 1.0}, {1.0, -1.0}};
   TRPCData data;
   model.GetRPCData(&data);
+  if (!data) return false;
   std::array<TGroundPosition, 4> found;
   for (std::size_t i = 0; i < found.size(); ++i) {
     const std::optional<TSolution> ground = FindGround(model, Corners[i][0], Corners[i][1]);
     if (!ground) return false;
     found[i].Latitude = ground->P * data.LatitudeScale + data.LatitudeOffset;
-    found[i].Longitude = ground->L * data.LongitudeScale + data.LongitudeOffset;
+    found[i].Longitude = WithinHalfTurn(ground->L * data.LongitudeScale + data.LongitudeOffset);
   }
   *corners = found;
   return true;
 }
 
 bool CalculateGroundSampleDistance(const TRPC& model, TGroundSampleDistance* distance) {
-  const std::optional<TSolution> centre = FindGround(model, 0.0, 0.0);
-  if (!centre) return false;
   TRPCData data;
   model.GetRPCData(&data);
+  if (!data) return false;
+  const std::optional<TSolution> centre = FindGround(model, 0.0, 0.0);
+  if (!centre) return false;
   const double latitude = (centre->P * data.LatitudeScale + data.LatitudeOffset) * RadiansPerDegree;
   const double sine = std::sin(latitude);
   const double w = std::sqrt(1.0 - Wgs84EccentricitySquared * sine * sine);
@@ -105,38 +112,6 @@ bool CalculateGroundSampleDistance(const TRPC& model, TGroundSampleDistance* dis
   if (!std::isfinite(found.Line) || !std::isfinite(found.Sample)) return false;
   *distance = found;
   return true;
-}
-
-double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
-  constexpr int Steps = 10;
-  TRPCData data;
-  a.GetRPCData(&data);
-  double in_image = -1.0;
-  double anywhere = -1.0;
-  const auto node = [](int i) { return 2.0 * i / Steps - 1.0; };
-  for (int i = 0; i <= Steps; ++i) {
-    for (int j = 0; j <= Steps; ++j) {
-      for (int k = 0; k <= Steps; ++k) {
-        const double lat = node(i) * data.LatitudeScale + data.LatitudeOffset;
-        const double lon = node(j) * data.LongitudeScale + data.LongitudeOffset;
-        const double h = node(k) * data.HeightScale + data.HeightOffset;
-        double line_a = 0.0;
-        double sample_a = 0.0;
-        double line_b = 0.0;
-        double sample_b = 0.0;
-        a.CalculateLineSample(lat, lon, h, &line_a, &sample_a, nullptr, nullptr);
-        b.CalculateLineSample(lat, lon, h, &line_b, &sample_b, nullptr, nullptr);
-        const double difference = std::hypot(line_a - line_b, sample_a - sample_b);
-        if (std::isnan(difference)) return difference;
-        anywhere = std::max(anywhere, difference);
-        if (std::fabs(line_a - data.LineOffset) <= std::fabs(data.LineScale) &&
-            std::fabs(sample_a - data.SampleOffset) <= std::fabs(data.SampleScale)) {
-          in_image = std::max(in_image, difference);
-        }
-      }
-    }
-  }
-  return in_image >= 0.0 ? in_image : anywhere;
 }
 
 }  // namespace SatCommonUtils

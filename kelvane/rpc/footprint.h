@@ -1,6 +1,6 @@
 /// \file
-/// Where a model's image lies on the ground, how large its pixels are there, and how far two models
-/// differ over it: what a person asks first of a model.
+/// Where a model's image lies on the ground, and how large its pixels are there: what a person asks first
+/// of a model.
 #pragma once
 
 #include <array>
@@ -24,17 +24,12 @@ struct TGroundSampleDistance {
 
 /// The corners of the normalised image (line and sample offset minus and plus scale) on the ground at the
 /// model's height offset, in the order first line and first sample, first line and last sample, last line
-/// and last sample, last line and first sample. False, `*corners` unchanged, when the model has no ground
-/// point for one of them.
+/// and last sample, last line and first sample. Longitudes are in (-180, 180].
+/// False, `*corners` unchanged, when the model is empty or has no ground point for one of them.
 KELVANE_API bool CalculateFootprint(const TRPC& model, std::array<TGroundPosition, 4>* corners);
 
 /// The pixel's size at the image's centre (line and sample offset) and the height offset, on the WGS 84
-/// ellipsoid. False, `*distance` unchanged, when there is no ground point for the centre.
+/// ellipsoid. False, `*distance` unchanged, when the model is empty or has no ground point for the centre.
 KELVANE_API bool CalculateGroundSampleDistance(const TRPC& model, TGroundSampleDistance* distance);
-
-/// The largest distance in pixels between the projections of one ground point by two models, over a grid
-/// of 11 nodes an axis that fills the normalised ground cube of `a`. Only nodes that `a` sees within its
-/// image count, where it sees any; elsewhere a model promises nothing. NaN when a projection is NaN.
-KELVANE_API double CalculateMaxImageDifference(const TRPC& a, const TRPC& b);
 
 }  // namespace SatCommonUtils

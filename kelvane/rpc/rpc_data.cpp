@@ -1,7 +1,9 @@
 #include "kelvane/rpc/rpc_data.h"
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
+#include <functional>
 #include <iterator>
 
 #include "kelvane/module/host/ini.h"
@@ -19,7 +21,7 @@ std::string CoefficientKey(std::size_t k) { return Tessarin::ssprintf("%02d", st
 bool ReadCoefficients(TKaXIniReader* reader, const TRPCDataCoefficients& set, TRPCData* data,
                       std::string* problem) {
   unsigned long section = reader->EnterSectionS(set.Name);
-  if (section == 0 && set.FormerName != nullptr) section = reader->EnterSectionS(set.FormerName);
+  if (section == 0 && set.OtherName != nullptr) section = reader->EnterSectionS(set.OtherName);
   if (section == 0) return Fail(problem, std::string("no section \"") + set.Name + "\"");
   double* const values = data->*set.Values;
   for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
@@ -43,20 +45,14 @@ bool WriteCoefficients(TKaXIniWriter* writer, const TRPCDataCoefficients& set, c
 }  // namespace
 
 void TRPCData::Invalidate() {
-  for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
-    std::fill(std::begin(this->*set.Values), std::end(this->*set.Values), Unset);
-  }
-  for (const TRPCDataField& field : RPCDataFields) this->*field.Value = Unset;
+  TRPCValues values;
+  values.fill(Unset);
+  std::memcpy(static_cast<void*>(this), values.data(), sizeof values);
 }
 
 TRPCData::operator bool() const {
-  for (std::size_t k = 0; k < CoefficientCount; ++k) {
-    for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
-      if ((this->*set.Values)[k] == Unset) return false;
-    }
-  }
-  return std::none_of(std::begin(RPCDataFields), std::end(RPCDataFields),
-                      [this](const TRPCDataField& field) { return this->*field.Value == Unset; });
+  const TRPCValues values = RPCValues(*this);
+  return std::find(values.begin(), values.end(), Unset) == values.end();
 }
 
 bool TRPCData::InitializeFromXML(TKaXIniReader* reader) { return InitializeFromXML(reader, nullptr); }
@@ -85,26 +81,18 @@ bool TRPCData::SaveToXML(TKaXIniWriter* writer) const try {
 }
 
 void DebugEstimateRPCDataDifference(const TRPCData& a, const TRPCData& b, TRPCData* diff) {
-  for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
-    for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
-      (diff->*set.Values)[k] = (a.*set.Values)[k] - (b.*set.Values)[k];
-    }
-  }
-  for (const TRPCDataField& field : RPCDataFields) {
-    diff->*field.Value = a.*field.Value - b.*field.Value;
-  }
+  const TRPCValues minuend = RPCValues(a);
+  const TRPCValues subtrahend = RPCValues(b);
+  TRPCValues difference;
+  std::transform(minuend.begin(), minuend.end(), subtrahend.begin(), difference.begin(), std::minus<>());
+  std::memcpy(static_cast<void*>(diff), difference.data(), sizeof difference);
 }
 
 bool DebugRPCDataAreIdentical(const TRPCData& a, const TRPCData& b) {
   TRPCData diff;
   DebugEstimateRPCDataDifference(a, b, &diff);
-  const auto is_zero = [](double value) { return value == 0.0; };
-  return std::all_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
-                     [&](const TRPCDataCoefficients& set) {
-                       return std::all_of(std::begin(diff.*set.Values), std::end(diff.*set.Values), is_zero);
-                     }) &&
-         std::all_of(std::begin(RPCDataFields), std::end(RPCDataFields),
-                     [&](const TRPCDataField& field) { return is_zero(diff.*field.Value); });
+  const TRPCValues differences = RPCValues(diff);
+  return std::all_of(differences.begin(), differences.end(), [](double value) { return value == 0.0; });
 }
 
 }  // namespace SatCommonUtils

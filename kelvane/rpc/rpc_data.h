@@ -22,8 +22,8 @@ struct TRPBHeader {
   bool HasImage = false;  ///< the group IMAGE was found; without it the rest is unset
   std::optional<std::string> SatId;
   std::optional<std::string> BandId;
-  std::optional<double> ErrBias;  ///< metres
-  std::optional<double> ErrRand;  ///< metres
+  std::optional<double> ErrBias;  ///< metres; unset, too, when what stands there is no number
+  std::optional<double> ErrRand;  ///< likewise
 };
 
 /// The 90 numbers of an RPC model. Coefficient k of each set belongs to the k-th of the 20 terms that
@@ -83,10 +83,10 @@ struct KELVANE_API TRPCData {
 
   /// Reads an RPB file. Where `errBias` is not null it receives "errBias", or 0 when the file has none.
   /// `errRand` must not be null: when the value it points to is not zero it receives "errRand" likewise,
-  /// otherwise it is left at zero. A failed read leaves the record unset (and the two as far as they came).
+  /// otherwise it is left at zero. A failed read leaves the record invalid (and the two as far as they came).
   bool InitializeFromRPBFile(const std::string& path, double* errBias, double* errRand);
   /// Reads the RPB form from where the stream stands, and what it says beside the record into `header`
-  /// (may be null). A failed read leaves the record unset.
+  /// (may be null). A failed read leaves the record invalid.
   bool InitializeFromRPB(const var_a<TKaStream*>& stream, TRPBHeader* header, std::string* problem);
   /// Writes the RPB form with one write. The form rounds: pixels and metres to 0.01, degrees to 1e-8,
   /// coefficients to 9 digits. An unset record writes nothing and yields false.

@@ -3,8 +3,12 @@
 /// them.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstring>
 #include <iterator>
+#include <string>
+#include <type_traits>
 
 #include "kelvane/rpc/rpc_data.h"
 
@@ -61,7 +65,7 @@ inline constexpr const TRPCDataField& RPCDataFieldOffsetsFirst(std::size_t i) {
 /// A set of 20 coefficients.
 struct TRPCDataCoefficients {
   const char* Name;        ///< of the array, and its section in XML
-  const char* FormerName;  ///< another section name accepted on reading, or null
+  const char* OtherName;   ///< another spelling of the section, accepted on reading, or null
   const char* TextPrefix;  ///< in RPC text, before the number of the coefficient, which counts from 1
   const char* RPBKey;      ///< in RPB
   double (TRPCData::*Values)[TRPCData::CoefficientCount];
@@ -74,5 +78,28 @@ inline constexpr TRPCDataCoefficients RPCDataCoefficients[] = {
     {"SampleNum", "SampleNom", "SAMP_NUM_COEFF_", "sampNumCoef", &TRPCData::SampleNum},
     {"SampleDenom", nullptr, "SAMP_DEN_COEFF_", "sampDenCoef", &TRPCData::SampleDenom},
 };
+
+/// All values of a record side by side, in its order: coefficients, then offsets and scales.
+using TRPCValues = std::array<double, 4 * TRPCData::CoefficientCount + RPCDataFieldCount>;
+
+static_assert(std::is_standard_layout_v<TRPCData> && std::is_trivially_copyable_v<TRPCData> &&
+                  sizeof(TRPCData) == sizeof(TRPCValues),
+              "the record is its values and nothing else");
+
+inline TRPCValues RPCValues(const TRPCData& data) {
+  TRPCValues values;
+  std::memcpy(values.data(), &data, sizeof values);
+  return values;
+}
+
+/// What value i of `TRPCValues` is called, such as "LineNum[3]" or "HeightScale".
+inline std::string RPCValueName(std::size_t i) {
+  constexpr std::size_t count = TRPCData::CoefficientCount;
+  const std::size_t set = i / count;
+  if (set >= std::size(RPCDataCoefficients)) {
+    return RPCDataFields[i - count * std::size(RPCDataCoefficients)].Name;
+  }
+  return RPCDataCoefficients[set].Name + ("[" + std::to_string(i % count) + "]");
+}
 
 }  // namespace SatCommonUtils

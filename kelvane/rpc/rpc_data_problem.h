@@ -3,12 +3,18 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace SatCommonUtils {
 
-/// Notes the problem for a caller that wants it; always false, so that a reader can return it.
-inline bool Fail(std::string* problem, const std::string& text) {
-  if (problem != nullptr) *problem = text;
+/// Notes the problem for a caller that wants it; always false, so that a reader can return it. Throws
+/// nothing: a reader fails the same when there is no memory left to say why.
+inline bool Fail(std::string* problem, std::string_view text) noexcept {
+  try {
+    if (problem != nullptr) *problem = text;
+  } catch (...) {
+    problem->clear();
+  }
   return false;
 }
 

@@ -1,7 +1,10 @@
 /// The RPB form: a PVL text with a group IMAGE.
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/stream.h"
@@ -14,33 +17,44 @@ namespace SatCommonUtils {
 
 namespace {
 
-template <class T>
-std::optional<T> ReadOptional(const TKaXIniReader& reader, const char* key) {
+std::optional<std::string> ReadName(const TKaXIniReader& reader, const char* key) {
   const unsigned long item = reader.FindF(key, 0);
   if (item == TKaXIniReader::NoItem) return std::nullopt;
-  return reader.Read<T>(item, T{});
+  return reader.Read<std::string>(item, "");
+}
+
+/// Absent, too, when what stands there is no number.
+std::optional<double> ReadErrorFigure(const TKaXIniReader& reader, const char* key) {
+  const unsigned long item = reader.FindF(key, 0);
+  const double value = reader.Read<double>(item, TRPCData::Unset);
+  if (value == TRPCData::Unset) return std::nullopt;
+  return value;
 }
 
 void ReadCoefficients(const TKaXIniReader& reader, const TRPCDataCoefficients& set, TRPCData* data) {
   const std::string text = reader.ReadE<std::string>(reader.FindFE(set.RPBKey, 0));
-  const unsigned count = SplitStringIntoDoubles(text.c_str(), "();,", data->*set.Values,
-                                                TRPCData::CoefficientCount, false, nullptr);
+  // One more than there may be, so that a surplus is seen.
+  double values[TRPCData::CoefficientCount + 1];
+  const unsigned count =
+      SplitStringIntoDoubles(text.c_str(), "();,", values, std::size(values), false, nullptr);
   if (count != TRPCData::CoefficientCount) {
-    throw std::runtime_error(
-        Tessarin::ssprintf("%s does not hold 20 numbers (numbers found: %u)", set.RPBKey, count));
+    const std::string found = count > TRPCData::CoefficientCount ? "more" : std::to_string(count);
+    throw std::runtime_error(std::string(set.RPBKey) + " does not hold 20 numbers (numbers found: " + found +
+                             ")");
   }
+  std::copy_n(values, TRPCData::CoefficientCount, data->*set.Values);
 }
 
 void Read(const var_a<TKaStream*>& stream, TRPCData* data, TRPBHeader* header) {
   const var_a<TKaStream*> xml = new_a<TKaStringStream>();
   PVLtoXML(stream, xml);
   TKaXIniStreamReader reader(xml, true, nullptr);
-  header->SatId = ReadOptional<std::string>(reader, "satId");
-  header->BandId = ReadOptional<std::string>(reader, "bandId");
-  reader.EnterSectionSE("IMAGE");
+  header->SatId = ReadName(reader, "satId");
+  header->BandId = ReadName(reader, "bandId");
+  if (reader.EnterSectionS("IMAGE") == 0) throw std::runtime_error("no group IMAGE");
   header->HasImage = true;
-  header->ErrBias = ReadOptional<double>(reader, "errBias");
-  header->ErrRand = ReadOptional<double>(reader, "errRand");
+  header->ErrBias = ReadErrorFigure(reader, "errBias");
+  header->ErrRand = ReadErrorFigure(reader, "errRand");
   for (const TRPCDataField& field : RPCDataFields) {
     data->*field.Value = reader.ReadE<double>(reader.FindFE(field.RPBKey, 0));
   }
@@ -71,7 +85,7 @@ bool TRPCData::InitializeFromRPB(const var_a<TKaStream*>& stream, TRPBHeader* he
     Fail(problem, "the host cannot read it");
   }
   if (!complete) Invalidate();
-  if (header != nullptr) *header = read;
+  if (header != nullptr) *header = std::move(read);
   if (complete && !*this) return Fail(problem, "a value is the mark of an unset field");
   return complete;
 }

@@ -71,8 +71,11 @@ bool TRPCData::InitializeFromText(TKaStream* stream, std::string* problem) try {
   std::map<std::string, double*> missing = Destinations(this);
   char line[LineCapacity];
   while (!stream->AtEnd()) {
-    if (stream->ReadLine(line, sizeof line) == 0) continue;
+    const std::size_t length = stream->ReadLine(line, sizeof line);
+    if (length == 0) continue;
     const std::string text = line;
+    // Otherwise a device that gives zeros for ever would be read for ever.
+    if (text.size() < length) return Fail(problem, "it holds zero bytes: this is no text");
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) continue;
     const auto entry = missing.find(text.substr(0, colon));

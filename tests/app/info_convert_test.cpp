@@ -11,6 +11,7 @@ namespace {
 
 using nlohmann::json;
 using test::Outcome;
+using test::Replaced;
 using test::RunKelvane;
 using test::SamplePath;
 
@@ -18,12 +19,6 @@ json Info(const std::string& path) {
   const Outcome outcome = RunKelvane({"info", path, "--json"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   return json::parse(outcome.out);
-}
-
-std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  const std::size_t at = text.find(from);
-  EXPECT_NE(at, std::string::npos) << from;
-  return text.replace(at, from.size(), to);
 }
 
 TEST(Info, TellsTheWholeRecord) {
@@ -54,13 +49,20 @@ TEST(Info, RecognisesModelsByWhatTheyHold) {
   EXPECT_EQ(Info(folder.Write("b.RPB", "\xEF\xBB\xBF\n" + test::FileText(text)))["format"], "text");
   EXPECT_EQ(Info(folder.Write("c", test::FileText(SamplePath("pleiades_1.xml"))))["format"], "xml");
 
-  // An image's name stands for the side-car beside it.
-  folder.Write("scene.tif", std::string("II*\0\1\2\3", 7));
+  // An image's name stands for the side-car beside it, however large it is and whatever lies in it.
+  folder.Write("scene.tif", std::string("II*\0\1\2\3\n", 8) + text + std::string(std::size_t{5} << 20, '\0'));
   EXPECT_NE(RunKelvane({"info", folder.Path("scene.tif")}).err.find("scene_RPC.TXT"), std::string::npos);
   folder.Write("scene_rpc.txt", test::FileText(text));
   EXPECT_EQ(Info(folder.Path("scene.tif"))["format"], "text");
   folder.Write("scene.RPB", rpb);
   EXPECT_EQ(Info(folder.Path("scene.tif"))["format"], "rpb");
+  EXPECT_NE(
+      RunKelvane({"info", folder.Path("scene.tif")}).err.find("is taken from " + folder.Path("scene.RPB")),
+      std::string::npos);
+  folder.Write("scene.RPB", "");
+  folder.Write("scene_rpc.txt", "x");
+  const std::string both = RunKelvane({"info", folder.Path("scene.tif")}).err;
+  EXPECT_NE(both.find("scene.RPB is no RPC model: the file is empty"), std::string::npos) << both;
   folder.Write("gone.xml", test::FileText(SamplePath("pleiades_1.xml")));
   EXPECT_EQ(Info(folder.Path("gone.tif"))["format"], "xml");
 }
@@ -77,7 +79,11 @@ TEST(Info, SaysWhatIsMissing) {
   } cases[] = {
       {"", "the file is empty"},
       {"hello\n", "not XML"},
-      {"<?xml version=\"1.0\"?><html/>", "read as xml"},
+      {"<?xml version=\"1.0\"?><!-- <configuration/> --><html/>", "not XML (no root configuration)"},
+      {std::string("\0\1\n", 3) + text, "not RPC text"},
+      {Replaced(text, "E-03", "D-03"), "LINE_NUM_COEFF_1: \"-6.181087000000000D-03\" is no number"},
+      {Replaced(text, "+000812.00", "1,812.00"), "LINE_OFF: \"1,812.00\" is no number"},
+      {text + std::string(std::size_t{4} << 20, '\n'), "larger than 4 MiB"},
       {xml.substr(0, xml.size() / 2), "read as xml"},
       {Replaced(xml, "\"LatitudeScale\"", "\"x\""), "LatitudeScale"},
       {rpb.substr(0, rpb.size() / 2), "read as rpb"},
@@ -96,30 +102,55 @@ TEST(Info, SaysWhatIsMissing) {
   EXPECT_NE(twice.err.find("LINE_OFF stands more than once"), std::string::npos) << twice.err;
   const Outcome twice_rpb = RunKelvane(
       {"info", folder.Write("twice.RPB", Replaced(rpb, "\tlatScale", "\tlatOffset = 1;\n\tlatScale"))});
-  EXPECT_NE(twice_rpb.err.find("latOffset stands more than once"), std::string::npos) << twice_rpb.err;
+  EXPECT_NE(twice_rpb.err.find("\"latOffset\" stands more than once"), std::string::npos) << twice_rpb.err;
   const Outcome cut =
       RunKelvane({"info", folder.Write("cut.txt", text.substr(0, text.size() - 3)), "--quiet"});
   EXPECT_EQ(cut.status, 0);
   EXPECT_EQ(cut.err, "");
+  EXPECT_NE(RunKelvane({"info", folder.Path("cut.txt")}).err.find("the last line has no end"),
+            std::string::npos);
+  const Outcome words =
+      RunKelvane({"info", folder.Write("words.RPB", Replaced(rpb, "errBias =    1.49", "errBias = high"))});
+  EXPECT_NE(words.err.find("errBias is no number"), std::string::npos) << words.err;
+  EXPECT_EQ(words.out.find("errBias"), std::string::npos);
 
+  // What cannot be projected is shown, and then refused in one line, whatever else there is to remark.
   const Outcome zero =
-      RunKelvane({"info", folder.Write("zero.RPB", Replaced(rpb, "\tlatScale = ", "\tlatScale = 0 #"))});
+      RunKelvane({"info", folder.Write("zero\n.RPB",
+                                       Replaced(rpb, "\tlatScale = ", "\tlatOffset = 1\n\tlatScale = 0 #"))});
   EXPECT_EQ(zero.status, 2);
-  EXPECT_NE(zero.err.find("LatitudeScale is 0"), std::string::npos) << zero.err;
+  EXPECT_NE(zero.out.find("LatitudeScale    0 degrees"), std::string::npos) << zero.out;
+  EXPECT_EQ(zero.err, "kelvane: " + folder.Path("zero\\x0A.RPB") +
+                          ": LatitudeScale is 0: nothing can be normalised with it\n");
+  const Outcome infinite = RunKelvane(
+      {"info",
+       folder.Write("inf.xml", Replaced(xml, "key=\"07\">", "key=\"07\">-inf</value><value key=\"x\">"))});
+  EXPECT_NE(infinite.err.find("LineNum[7] is no finite number"), std::string::npos) << infinite.err;
+  const Outcome unset = RunKelvane(
+      {"info",
+       folder.Write("unset.xml", Replaced(xml, "key=\"07\">",
+                                          "key=\"07\">1.7976931348623157e308</value><value key=\"x\">")),
+       "--json"});
+  EXPECT_NE(unset.err.find("LineNum[7] is unset"), std::string::npos) << unset.err;
+  EXPECT_EQ(json::parse(unset.out)["valid"], false);
 }
 
 TEST(Info, ARefinedModelIsShownButNotProjectedWithoutItsRefinement) {
   const test::ScratchFolder folder;
-  std::string section = "<section key=\"Refinement\">";
+  std::string section = "<section key=\"Refinement\"><section key=\"RawToRefined\">";
   for (const char* key : {"LineBias", "LineDrift", "LineTilt", "SampleBias", "SampleDrift", "SampleTilt"}) {
     section += std::string("<value key=\"") + key + "\">0.5</value>";
   }
-  section += "</section></configuration>";
+  section += "</section></section></configuration>";
   const std::string path = folder.Write(
       "refined.xml", Replaced(test::FileText(SamplePath("pleiades_1.xml")), "</configuration>", section));
   const json report = Info(path);
   EXPECT_EQ(report["format"], "refined-xml");
   EXPECT_EQ(report["Refinement"]["SampleTilt"], 0.5);
+  EXPECT_NE(RunKelvane({"info", path}).out.find("SampleTilt       0.5\n"), std::string::npos);
+  const std::string broken = folder.Write("broken.xml", Replaced(test::FileText(path), "LineTilt", "Tilt"));
+  EXPECT_EQ(Info(broken)["format"], "xml");
+  EXPECT_NE(RunKelvane({"info", broken}).err.find("no value \"LineTilt\""), std::string::npos);
   EXPECT_EQ(RunKelvane({"project", path}).status, 2);
   EXPECT_EQ(RunKelvane({"convert", path, folder.Path("plain.xml")}).status, 2);
 }
@@ -132,6 +163,14 @@ TEST(Convert, XmlKeepsEveryBitAndTheOthersTellHowMuchTheyRound) {
     return json::parse(outcome.out);
   };
   EXPECT_EQ(convert(SamplePath("worldview3.RPB"), "a.xml")["maxDifference"], 0.0);
+  const std::string margin =
+      "<section key=\"Margin\"><point key=\"Vertex\" x=\"0\" y=\"1\"/><point key=\"Vertex\" x=\"5\" y=\"1\"/>"
+      "<point key=\"Vertex\" x=\"5\" y=\"9\"/></section><value key=\"RasterWidth\">70</value>"
+      "<value key=\"RasterHeight\">80</value></configuration>";
+  folder.Write("m.xml", Replaced(test::FileText(folder.Path("a.xml")), "</configuration>", margin));
+  convert(folder.Path("m.xml"), "n.xml");
+  for (const char* kept : {"x=\"5\" y=\"9\"", "RasterWidth\">70", "RasterHeight\">80"})
+    EXPECT_NE(test::FileText(folder.Path("n.xml")).find(kept), std::string::npos) << kept;
   EXPECT_EQ(convert(folder.Path("a.xml"), "b.XML")["rounded"], 0);
   json original = Info(SamplePath("worldview3.RPB"));
   EXPECT_EQ(Info(folder.Path("b.XML"))["errBias"], 1.49);
@@ -146,8 +185,14 @@ TEST(Convert, XmlKeepsEveryBitAndTheOthersTellHowMuchTheyRound) {
     EXPECT_GT(report["maxDifference"], 1e-6) << out;
     EXPECT_LT(report["maxDifference"], 0.01) << out;
   }
-  const Outcome lossy = RunKelvane({"convert", SamplePath("worldview3.RPB"), folder.Path("e.txt")});
-  EXPECT_NE(lossy.err.find("errBias"), std::string::npos) << lossy.err;
+  const Outcome lossy = RunKelvane({"convert", folder.Path("n.xml"), folder.Path("e.txt")});
+  for (const char* lost : {"errBias", "satellite", "margin", "raster size"})
+    EXPECT_NE(lossy.err.find(lost), std::string::npos) << lossy.err;
+  folder.Write("e.txt", test::FileText(folder.Path("e.txt")) + "ERR_BIAS: 1.234 meters\r\n");
+  const Outcome more = RunKelvane({"convert", folder.Path("e.txt"), "-o", folder.Path("f.RPB")});
+  for (const char* added : {"errRand", "satId", "rounds errBias"})
+    EXPECT_NE(more.err.find(added), std::string::npos) << more.err;
+  EXPECT_EQ(Info(folder.Path("f.RPB"))["errBias"], 1.23);
 }
 
 TEST(Convert, AFailureLeavesTheTargetAlone) {
@@ -168,14 +213,20 @@ TEST(Convert, AFailureLeavesTheTargetAlone) {
   expect_untouched(RunKelvane({"convert", model, target}, full_disk), "File too large");
   expect_untouched(RunKelvane({"convert", model, folder.Path("target.tif")}), ".rpb, .txt or .xml");
   expect_untouched(RunKelvane({"convert", folder.Path("none"), target}), "No such file");
+  expect_untouched(RunKelvane({"convert", model}), "OUT is required");
   expect_untouched(RunKelvane({"convert", model, folder.Path("no/folder.rpb")}), "No such file or directory");
   // A scale that the form's two decimals turn into zero.
   const std::string xml = test::FileText(model);
   const std::string scale = "\"HeightScale\">130<";
-  const std::string tiny = testing::TempDir() + "tiny.xml";
-  std::ofstream(tiny) << Replaced(xml, scale, "\"HeightScale\">0.001<");
-  expect_untouched(RunKelvane({"convert", tiny, target}), "HeightScale is 0");
-  std::remove(tiny.c_str());
+  const test::ScratchFolder other;
+  ASSERT_EQ(::symlink("/dev/null", other.Path("null.rpb").c_str()), 0);
+  expect_untouched(RunKelvane({"convert", model, other.Path("null.rpb")}), "is no regular file");
+  const auto convert = [&](const std::string& text) {
+    return RunKelvane({"convert", other.Write("a.xml", text), target});
+  };
+  expect_untouched(convert(Replaced(xml, scale, "\"HeightScale\">0.001<")), "HeightScale is 0");
+  expect_untouched(convert(Replaced(xml, scale, "\"satId\">a\"b</value><value key=" + scale)),
+                   "double quote");
 }
 
 TEST(Convert, ReplacesAFileAndKeepsItsRights) {
@@ -188,6 +239,16 @@ TEST(Convert, ReplacesAFileAndKeepsItsRights) {
   EXPECT_EQ(test::FileText(target), test::FileText(SamplePath("worldview3.RPB")));
   struct stat status {};
   ASSERT_EQ(::stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+  ASSERT_EQ(::symlink("nothing", folder.Path("dangling.rpb").c_str()), 0);
+  EXPECT_EQ(RunKelvane({"convert", SamplePath("worldview3.RPB"), folder.Path("dangling.rpb")}).status, 2);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("dangling.rpb")));
+  const mode_t mask = ::umask(027);
+  EXPECT_EQ(RunKelvane({"convert", SamplePath("worldview3.RPB"), folder.Path(std::string(250, 'n') + ".rpb")})
+                .status,
+            0);
+  ::umask(mask);
+  ASSERT_EQ(::stat(folder.Path(std::string(250, 'n') + ".rpb").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640U);
 }
 

@@ -44,6 +44,10 @@ TEST(Project, ReadsPointsAsPeopleWriteThem) {
   EXPECT_EQ(outcome.out, Centre + " church tower # 3\n" + Centre + " b\n");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(Project("").out, "");
+  EXPECT_EQ(Project("\xEF\xBB\xBF"
+                    "41.8791 12.5798 95")
+                .out,
+            Centre + "\n");
 }
 
 TEST(Project, OptionsDoWhatTheySay) {
@@ -52,6 +56,7 @@ TEST(Project, OptionsDoWhatTheySay) {
   EXPECT_EQ(Project("41.8791 12.5798 95", {"--precision", "5"}).out, "806.2 847.76\n");
   EXPECT_EQ(Project("41.8791 12.5798\n41.8791 12.5798 95\n41.8791 12.5798 a 1", {"--height", "95"}).out,
             Centre + "\n" + Centre + "\n" + Centre + " a 1\n");
+  EXPECT_EQ(Project("41.8791,12.5798,,roof", {"--height", "95"}).out, Centre + " roof\n");
   const std::string at_zero = Project("41.8791 12.5798 0").out;
   EXPECT_EQ(Project("41.8791 12.5798", {"--height", "0"}).out, at_zero);
   EXPECT_EQ(Project("41.8791 12.5798 -5").out, Project("41.8791 12.5798", {"--height", "-5"}).out);
@@ -82,7 +87,8 @@ TEST(Project, ABadPointSpoilsOnlyItsOwnLine) {
 
 TEST(Project, TenReasonsAndACountWhateverTheThreads) {
   std::string points;
-  for (int i = 0; i < 40000; ++i) points += i % 1000 == 999 ? "bad\n" : "41.8791 12.5798 95\n";
+  for (int i = 0; i < 40000; ++i)
+    points += i % 1000 == 999 ? "bad\n" : "41.8791 12.5798 " + std::to_string(i) + "\n";
   const Outcome one = Project(points, {"--threads", "1"});
   EXPECT_EQ(one.status, 1);
   EXPECT_EQ(one.err.rfind("stdin:1000: \"bad\" is no number\n", 0), 0U);
@@ -111,6 +117,7 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   expect_unusable(RunKelvane({"project", Model, "--threads", "0"}), "--threads");
   expect_unusable(RunKelvane({"project"}), "MODEL");
   expect_unusable(RunKelvane({}), "subcommand");
+  expect_unusable(RunKelvane({"rotate", Model}), "\"rotate\" is no command; there are: info project convert");
   std::string xml = test::FileText(test::SamplePath("pleiades_1.xml"));
   const std::string scale = "\"SampleScale\">";
   const std::size_t at = xml.find(scale) + scale.size();
@@ -122,6 +129,13 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   full.input = "41.8791 12.5798 95\n";
   full.out_path = "/dev/full";
   expect_unusable(RunKelvane({"project", Model}, full), "No space left on device");
+  expect_unusable(RunKelvane({"info", Model}, full), "No space left on device");
+  expect_unusable(RunKelvane({"--help"}, full), "No space left on device");
+  test::RunOptions endless;
+  endless.input = std::string(std::size_t{17} << 20, ' ');
+  for (const char* threads : {"1", "100"})
+    expect_unusable(RunKelvane({"project", Model, "--threads", threads}, endless),
+                    "a line is longer than 16 MiB");
 }
 
 }  // namespace

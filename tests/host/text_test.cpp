@@ -42,7 +42,7 @@ TEST(Text, ListsAreSplitIntoNumbers) {
   double out[4] = {9, 9, 9, 9};
   EXPECT_EQ(SplitStringIntoDoubles("(1, -2.5e3,\n+3)", "(),", out, 4, false, nullptr), 3U);
   EXPECT_EQ(std::vector<double>(out, out + 4), (std::vector<double>{1, -2500, 3, 9}));
-  EXPECT_EQ(SplitStringIntoDoubles("4;5;6", ";", out, 2, false, nullptr), 3U);
+  EXPECT_EQ(SplitStringIntoDoubles("4;5;6", ";", out, 2, false, nullptr), 2U);
   EXPECT_EQ(std::vector<double>(out, out + 4), (std::vector<double>{4, 5, 3, 9}));
   EXPECT_EQ(SplitStringIntoDoubles("7 m 1,5 8", ";", out, 4, true, nullptr), 2U);
   EXPECT_EQ(out[1], 8.0);

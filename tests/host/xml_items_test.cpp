@@ -39,10 +39,10 @@ bool Writes(TItem item) {
 
 TEST(XmlItems, ReadingKeepsItemsInOrder) {
   const auto root = Parsed(
-      "\xEF\xBB\xBF<?xml version='1.0'?><!DOCTYPE a><!-- outside -->\n<a x='1&lt;' y=\"2\" x='3'>\n"
+      "\xEF\xBB\xBF<?xml version='1.0'?><!DOCTYPE a><!-- outside -->\n<a x='1&lt;' y=\"2\">\n"
       "  <b/> one &#65;<![CDATA[<two>]]>&amp;<?go now?><!-- c --><c>  </c><b>t</b>\n</a>\n");
   EXPECT_EQ(Shape(*root),
-            "tag a(x=[1<]y=[2]x=[3])[tag b()[]text[ one A<two>&]pi[go|now]comment[ c ]"
+            "tag a(x=[1<]y=[2])[tag b()[]text[ one A<two>&]pi[go|now]comment[ c ]"
             "tag c()[text[  ]]tag b()[text[t]]]");
   EXPECT_EQ(root->Attributes.get_value("x", ""), "1<");
   EXPECT_EQ(root->Attributes.get_value("z", "none"), "none");
@@ -102,9 +102,8 @@ TEST(XmlItems, ErrorsAndCancelling) {
     EXPECT_TRUE(Contains(ParsingError(text), "line 1: ")) << text;
   }
   TKaStringStream stream("<a/>");
-  TStopAt at_end(1.0);
-  EXPECT_THROW(KaReadXml(&stream, true, &at_end), TKaMessage);
-  EXPECT_EQ(at_end.Told, (std::vector<double>{0.0, 1.0}));
+  TStopAt at_once(0.0);
+  EXPECT_THROW(KaReadXml(&stream, true, &at_once), TKaMessage);
   EXPECT_THROW(KaReadXml(nullptr, true, nullptr), TKaMessage);
   EXPECT_FALSE(WriteXml(&stream, nullptr));
 }

@@ -1,4 +1,5 @@
 #include "kelvane/rpc/footprint.h"
+#include "kelvane/rpc/model_difference.h"
 
 #include <gtest/gtest.h>
 

@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "kelvane/rpc/rpc_data.h"
+#include "tests/support/files.h"
 #include "tests/support/records.h"
 
 namespace {
 
 using namespace SatCommonUtils;
 using test::NumberedRecord;
+using test::Replaced;
 
 std::string RpbOf(const TRPCData& data) {
   TKaStringStream stream;
@@ -22,25 +22,6 @@ bool ReadRpb(const std::string& text, TRPCData* data, TRPBHeader* header = nullp
              std::string* problem = nullptr) {
   return data->InitializeFromRPB(new_a<TKaStringStream>(text), header, problem);
 }
-
-std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  const std::size_t at = text.find(from);
-  EXPECT_NE(at, std::string::npos) << from;
-  return text.replace(at, from.size(), to);
-}
-
-/// A file of this text, removed at the end.
-class TextFile {
- public:
-  explicit TextFile(const std::string& text) : path_(testing::TempDir() + "rpc_rpb_test.rpb") {
-    std::ofstream(path_, std::ios::binary) << text;
-  }
-  ~TextFile() { std::remove(path_.c_str()); }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 TEST(Rpb, IsWrittenByteForByte) {
   TRPCData data = test::IdentityRecord();
@@ -78,19 +59,21 @@ TEST(Rpb, ComesBackWithItsHeader) {
 }
 
 TEST(Rpb, ErrorFiguresFollowTheirRules) {
-  const TextFile file(RpbOf(NumberedRecord()));
+  const test::ScratchFolder folder;
+  const std::string file = folder.Write("with.rpb", RpbOf(NumberedRecord()));
   TRPCData data;
   double bias = 7.0;
   double rand = 0.0;
-  ASSERT_TRUE(data.InitializeFromRPBFile(file.Path(), &bias, &rand));
+  ASSERT_TRUE(data.InitializeFromRPBFile(file, &bias, &rand));
   EXPECT_EQ(bias, 1.49);
   EXPECT_EQ(rand, 0.0);  // not asked for
   rand = 1.0;
-  ASSERT_TRUE(data.InitializeFromRPBFile(file.Path(), nullptr, &rand));
+  ASSERT_TRUE(data.InitializeFromRPBFile(file, nullptr, &rand));
   EXPECT_EQ(rand, 12.0);
 
-  const TextFile without(Replaced(Replaced(RpbOf(NumberedRecord()), "errBias", "x"), "errRand", "y"));
-  ASSERT_TRUE(data.InitializeFromRPBFile(without.Path(), &bias, &rand));
+  const std::string without = folder.Write(
+      "without.rpb", Replaced(Replaced(RpbOf(NumberedRecord()), "errBias", "x"), "errRand", "y"));
+  ASSERT_TRUE(data.InitializeFromRPBFile(without, &bias, &rand));
   EXPECT_EQ(bias, 0.0);
   EXPECT_EQ(rand, 0.0);
 }

@@ -8,39 +8,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
 #include "tests/support/records.h"
 
 namespace test {
-
-/// A folder of its own, removed at the end.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern = testing::TempDir() + "kelvane.XXXXXX";
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  std::string Path(const std::string& name) const { return path_ + "/" + name; }
-  /// Writes a file and returns its path.
-  std::string Write(const std::string& name, const std::string& text) const {
-    std::ofstream(Path(name), std::ios::binary) << text;
-    return Path(name);
-  }
-
- private:
-  std::string path_;
-};
 
 struct Outcome {
   int status = -1;  ///< exit status; -1 when the program was ended by a signal

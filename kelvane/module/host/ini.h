@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "kelvane/module/export.h"
 #include "kelvane/module/host/stream.h"
@@ -48,7 +49,7 @@ class KELVANE_HOST_API TKaXIniReader {
   template <class T>
   T ReadE(unsigned long index) const {
     T value{};
-    if (!GetValue(index, &value)) ThrowUnreadable(index);
+    if (!GetValue(index, &value)) ThrowUnreadable(index, std::is_same_v<T, bool> ? "truth value" : "number");
     return value;
   }
 
@@ -93,7 +94,7 @@ class KELVANE_HOST_API TKaXIniReader {
   virtual bool GetValue(unsigned long index, std::string* value) const = 0;
 
  private:
-  [[noreturn]] void ThrowUnreadable(unsigned long index) const;
+  [[noreturn]] void ThrowUnreadable(unsigned long index, const char* kind) const;
 };
 
 /// Writes a configuration. Every operation reports failure by its result; a writer that has failed once

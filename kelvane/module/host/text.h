@@ -33,9 +33,9 @@ KELVANE_HOST_API std::string CutFileExt(std::string path);
 KELVANE_HOST_API double StringToDoubleDef(const std::string& text, const double& fallback);
 
 /// Reads the numbers of a list such as "(1, 2, 3)". Characters of `separators` and white space divide
-/// tokens. The first `count` numbers are stored in `out`. Returns how many numbers the text holds, which
-/// may be more than `count`. A token that is no number is passed over when `skip_others` is true; when it
-/// is false such a text yields 0, with `out` partly written. `progress` may be null and is not needed.
+/// tokens. The first `count` numbers are stored in `out`; what stands behind them is not looked at. Returns
+/// how many were stored. A token that is no number is passed over when `skip_others` is true; when it is
+/// false such a text yields 0, with `out` partly written. `progress` may be null and is not needed.
 KELVANE_HOST_API unsigned SplitStringIntoDoubles(const char* text, const char* separators, double* out,
                                                  unsigned count, bool skip_others,
                                                  TKaProgressHandler* progress);

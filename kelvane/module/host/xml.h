@@ -85,7 +85,9 @@ class KELVANE_HOST_API TKaXmlTagItems : public std::vector<var_a<TKaXmlItem*>> {
   std::string get_text() const;
 };
 
-/// A tag with its attributes and children.
+/// A tag with its attributes and children. A tree is released from the top, each tag inside the release of
+/// its parent: one of more than some ten thousand levels, which no reader here makes, is more than a stack
+/// holds.
 class KELVANE_HOST_API TKaXmlTagItem : public TKaXmlItem {
  public:
   explicit TKaXmlTagItem(std::string name) : Name(std::move(name)) {}

@@ -1,0 +1,98 @@
+#include "app/model_recognition.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "app/text_start.h"
+#include "kelvane/module/host/text.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+
+namespace app {
+
+namespace {
+
+using SatCommonUtils::RPCDataCoefficients;
+using SatCommonUtils::RPCDataFields;
+
+constexpr std::string_view WhiteSpace = " \t\r\n\v\f";
+
+bool StartsWith(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+std::string_view TrimmedStart(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(WhiteSpace), text.size()));
+}
+
+/// What stands before the mark, without blanks around it; empty without the mark.
+std::string_view KeyBefore(std::string_view line, char mark) {
+  const std::size_t end = line.find(mark);
+  if (end == std::string_view::npos) return {};
+  line = TrimmedStart(line.substr(0, end));
+  return line.substr(0, line.find_last_not_of(WhiteSpace) + 1);
+}
+
+bool IsRpbKey(std::string_view key) {
+  const std::string upper = toupper(std::string(key));
+  return upper == "BEGIN_GROUP" || upper == "GROUP" || key == "SpecId" ||
+         std::any_of(std::begin(RPCDataFields), std::end(RPCDataFields),
+                     [key](const auto& field) { return key == field.RPBKey; });
+}
+
+bool IsBinary(std::string_view line) {
+  return std::any_of(line.begin(), line.end(), [](char c) {
+    return static_cast<unsigned char>(c) < ' ' && WhiteSpace.find(c) == std::string_view::npos;
+  });
+}
+
+/// True when the first element, behind declarations and comments, is the root of a configuration.
+bool HasConfigurationRoot(std::string_view text) {
+  for (text = TrimmedStart(text); StartsWith(text, "<?") || StartsWith(text, "<!");) {
+    const std::string_view end = StartsWith(text, "<!--") ? "-->" : ">";
+    const std::size_t at = text.find(end);
+    if (at == std::string_view::npos) return false;
+    text = TrimmedStart(text.substr(at + end.size()));
+  }
+  constexpr std::string_view root = "<configuration";
+  return StartsWith(text, root) && text.find_first_of(" \t\r\n/>", root.size()) == root.size();
+}
+
+}  // namespace
+
+const char* FormatName(ModelFormat format) {
+  constexpr const char* Names[] = {"rpb", "text", "xml", "refined-xml"};
+  return Names[static_cast<int>(format)];
+}
+
+bool IsTextKey(std::string_view key) {
+  return std::any_of(std::begin(RPCDataFields), std::end(RPCDataFields),
+                     [key](const auto& field) { return key == field.TextKey; }) ||
+         std::any_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
+                     [key](const auto& set) { return StartsWith(key, set.TextPrefix); });
+}
+
+std::optional<ModelFormat> Recognise(std::string_view head) {
+  std::string_view text = WithoutByteOrderMark(head);
+  if (HasConfigurationRoot(text)) return ModelFormat::Xml;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    const std::string_view line = text.substr(0, end);
+    if (IsBinary(line)) return std::nullopt;
+    if (IsTextKey(KeyBefore(line, ':'))) return ModelFormat::Text;
+    if (IsRpbKey(KeyBefore(line, '='))) return ModelFormat::Rpb;
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> SideCars(const std::string& image) {
+  const std::string stem = SatCommonUtils::CutFileExt(image);
+  std::vector<std::string> names;
+  for (const char* suffix :
+       {".RPB", ".rpb", "_RPC.TXT", "_rpc.txt", "_RPC.txt", "_rpc.TXT", ".xml", ".XML"}) {
+    names.push_back(stem + suffix);
+  }
+  return names;
+}
+
+}  // namespace app

@@ -1,0 +1,25 @@
+/// \file
+/// Models into files, and what that does to their numbers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/model_file.h"
+
+namespace app {
+
+/// What writing did to the numbers.
+struct WrittenModel {
+  ModelFormat format = ModelFormat::Xml;
+  int rounded = 0;              ///< how many of the 90 numbers changed
+  double max_difference = 0.0;  ///< pixels, between the projections of what was read and what was written
+  std::vector<std::string> remarks;  ///< what the form has no place for, and what it asks for besides
+};
+
+/// Writes a model in the form that the path's suffix names: ".rpb", ".txt", ".xml", in any letter case.
+/// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model
+/// does not survive the form's rounding, or when the file cannot be written.
+WrittenModel WriteModelFile(const ModelFile& file, const std::string& path);
+
+}  // namespace app

@@ -1,0 +1,73 @@
+#include "app/point_source.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "app/problem.h"
+#include "app/text_start.h"
+#include "host/quoted_text.h"
+
+namespace app {
+
+PointSource::PointSource(const std::string& path)
+    : file_(path == "-" ? FileDescriptor() : OpenForReading(path)),
+      descriptor_(path == "-" ? STDIN_FILENO : file_.Number()),
+      name_(path == "-" ? "stdin" : KaPrintable(path)) {}
+
+std::size_t PointSource::Size() const {
+  struct stat status {};
+  const bool known = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+  return known ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+bool PointSource::IsMoreWaiting() const {
+  pollfd state = {descriptor_, POLLIN, 0};
+  return ::poll(&state, 1, 0) == 1;
+}
+
+void PointSource::DropGiven() {
+  held_ -= given_;
+  if (held_ > 0) std::memmove(text_.get(), text_.get() + given_, held_);
+  given_ = 0;
+}
+
+void PointSource::Grow() {
+  constexpr std::size_t First = 65536;
+  capacity_ = std::min(std::max(2 * capacity_, First), LongestLine);
+  std::unique_ptr<char[]> larger(new char[capacity_]);
+  if (held_ > 0) std::memcpy(larger.get(), text_.get(), held_);
+  text_ = std::move(larger);
+}
+
+void PointSource::ReadUntil(std::size_t goal) {
+  const std::size_t before = held_;
+  while (open_ && held_ < goal && (held_ == before || IsMoreWaiting())) {
+    if (held_ == capacity_) Grow();
+    const std::size_t count = ReadSome(descriptor_, text_.get() + held_, capacity_ - held_, name_);
+    open_ = count > 0;
+    held_ += count;
+  }
+}
+
+std::optional<std::string_view> PointSource::NextLines(std::size_t wanted) {
+  DropGiven();
+  while (open_ && given_ == 0) {
+    if (held_ == LongestLine) throw Problem(name_ + ": a line is longer than 16 MiB");
+    const std::size_t before = held_;
+    ReadUntil(std::min(std::max(wanted, held_ + 1), LongestLine));
+    // What was held before is the beginning of a line.
+    const std::size_t end = std::string_view(text_.get() + before, held_ - before).rfind('\n');
+    if (end != std::string_view::npos) given_ = before + end + 1;
+  }
+  if (!open_) given_ = held_;
+  if (given_ == 0) return std::nullopt;
+  const std::string_view lines(text_.get(), given_);
+  return std::exchange(at_start_, false) ? WithoutByteOrderMark(lines) : lines;
+}
+
+}  // namespace app

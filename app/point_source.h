@@ -1,0 +1,53 @@
+/// \file
+/// Where points come from: complete lines of a file or of standard input.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "app/files.h"
+
+namespace app {
+
+class PointSource {
+ public:
+  /// A line with its end; also the most that is held at once.
+  static constexpr std::size_t LongestLine = std::size_t{16} << 20;
+
+  /// "-" is standard input. Throws `Problem` when the file cannot be read.
+  explicit PointSource(const std::string& path);
+
+  /// What messages call it.
+  const std::string& Name() const { return name_; }
+  /// How many bytes a regular file holds, else 0.
+  std::size_t Size() const;
+
+  /// The next lines, about `wanted` bytes of them when so many are there, else as many as there are:
+  /// points that somebody types, or that another program asks about, are answered as they come. The last
+  /// line may have no end; nothing behind it. Valid until the next call. Throws `Problem` when a line is
+  /// longer than `LongestLine`, whatever is wanted, or when reading fails.
+  std::optional<std::string_view> NextLines(std::size_t wanted);
+
+ private:
+  void DropGiven();
+  void Grow();
+  bool IsMoreWaiting() const;
+  /// Reads until `goal` bytes are held or nothing more is waiting, at least one byte unless at the end.
+  void ReadUntil(std::size_t goal);
+
+  FileDescriptor file_;
+  int descriptor_;
+  std::string name_;
+  // No string: what a read will fill must not be zeroed before each.
+  std::unique_ptr<char[]> text_;
+  std::size_t capacity_ = 0;
+  std::size_t held_ = 0;
+  std::size_t given_ = 0;
+  bool open_ = true;
+  bool at_start_ = true;
+};
+
+}  // namespace app
