@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <new>
 #include <utility>
+#include <vector>
+
+#include "kelvane/numeric/matrix_rows.h"
+#include "kelvane/numeric/row_product.h"
 
 namespace SatCommonUtils {
 
@@ -29,15 +34,6 @@ TMatrix Changed(const TMatrix& m, TChange change) {
   TMatrix result(m);
   std::for_each(result.rows, result.rows + result.height, change);
   return result;
-}
-
-/// Throws the index error when a row has no column `col`.
-void RequireColumn(const TMatrix& m, std::size_t col) {
-  for (std::size_t r = 0; r < m.height; ++r) static_cast<void>(m.rows[r][col]);
-}
-
-void RequireFullRows(const TMatrix& m) {
-  if (m.width != 0) RequireColumn(m, m.width - 1);
 }
 
 }  // namespace
@@ -177,13 +173,14 @@ bool TMatrix::Clip(std::size_t columns, std::size_t lines) try {
 TMatrix operator*(const TMatrix& a, const TMatrix& b) {
   if (a.height != 0) RequireFullRows(b);
   TMatrix result(b.width, a.height);
-  for (std::size_t i = 0; i < a.height; ++i) {
-    const TVector& row = a.rows[i];
-    double* const sums = result.rows[i].data;
-    for (std::size_t k = 0; k < row.size; ++k) {
-      const double* const factors = b.rows[k].data;
-      for (std::size_t j = 0; j < b.width; ++j) sums[j] += row.data[k] * factors[j];
-    }
+  const std::vector<double*> left = RowPointers(a);
+  const std::vector<double*> right = RowPointers(b);
+  const std::vector<double*> sums = RowPointers(result);
+  // Neighbouring rows of one length are multiplied together.
+  for (std::size_t i = 0, next = 0; i < a.height; i = next) {
+    const std::size_t depth = a.rows[i].size;
+    while (next < a.height && a.rows[next].size == depth) ++next;
+    MultiplyRows(left.data() + i, next - i, depth, right.data(), b.width, sums.data() + i);
   }
   return result;
 }
