@@ -39,8 +39,8 @@ inline void FactorColumns(const double* a_row, const Factor& u, double* squares,
 /// the matrix is not positive definite or `proceed` says so; the rows before are then finished and the others
 /// of U untouched. `a` and `u` may be the same matrix.
 template <class Rows, class Factor, class Size, class Proceed>
-bool DecomposeCholesky(const Rows& a, const Factor& u, double* squares, Size n, Proceed proceed) {
-  for (std::size_t i = 0; i < n; ++i) {
+inline bool DecomposeCholesky(const Rows& a, const Factor& u, double* squares, Size n, Proceed proceed) {
+  return ForEach(n, [&](std::size_t i) {
     const double* const a_row = a[i];
     const double rest = a_row[i] - squares[i];
     if (!(rest > CholeskyThreshold)) return false;
@@ -56,17 +56,17 @@ bool DecomposeCholesky(const Rows& a, const Factor& u, double* squares, Size n, 
       j += 2;
     }
     if (j < n) FactorColumns<1>(a_row, u, squares, i, j);
-    if (!proceed(i)) return false;
-  }
-  return true;
+    return proceed(i);
+  });
 }
 
 /// Solves Uᵀ·y = b and U·x = y for `Width` right-hand sides side by side: element i of side c is
 /// x[i * Width + c], which holds b before and x after. `sums` are n * Width zeros to work in. `proceed()` is
 /// called after each row of y and of x; false when it says so.
 template <std::size_t Width, class Factor, class Size, class Proceed>
-bool SolveFactored(const Factor& u, double* __restrict x, double* __restrict sums, Size n, Proceed proceed) {
-  for (std::size_t k = 0; k < n; ++k) {
+inline bool SolveFactored(const Factor& u, double* __restrict x, double* __restrict sums, Size n,
+                          Proceed proceed) {
+  const auto forward = [&](std::size_t k) {
     const double* const row = u[k];
     double y[Width];
     for (std::size_t c = 0; c < Width; ++c) {
@@ -76,18 +76,19 @@ bool SolveFactored(const Factor& u, double* __restrict x, double* __restrict sum
     for (std::size_t i = k + 1; i < n; ++i) {
       for (std::size_t c = 0; c < Width; ++c) sums[i * Width + c] += row[i] * y[c];
     }
-    if (!proceed()) return false;
-  }
-  for (std::size_t i = n; i-- > 0;) {
+    return proceed();
+  };
+  const auto back = [&](std::size_t done) {
+    const std::size_t i = n - 1 - done;
     const double* const row = u[i];
     double sum[Width] = {};
     for (std::size_t k = i + 1; k < n; ++k) {
       for (std::size_t c = 0; c < Width; ++c) sum[c] += row[k] * x[k * Width + c];
     }
     for (std::size_t c = 0; c < Width; ++c) x[i * Width + c] = (x[i * Width + c] - sum[c]) / row[i];
-    if (!proceed()) return false;
-  }
-  return true;
+    return proceed();
+  };
+  return ForEach(n, forward) && ForEach(n, back);
 }
 
 }  // namespace SatCommonUtils

@@ -16,6 +16,24 @@ namespace SatCommonUtils {
 template <std::size_t N>
 using TFixedSize = std::integral_constant<std::size_t, N>;
 
+/// Calls `step(i)` for i from 0 to n - 1, as long as it says true; true when all did.
+template <class Step>
+bool ForEach(std::size_t n, Step step) {
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!step(i)) return false;
+  }
+  return true;
+}
+/// Unrolled: each i is a constant.
+template <class Step, std::size_t... I>
+bool ForEachOf(Step step, std::index_sequence<I...>) {
+  return (step(TFixedSize<I>()) && ...);
+}
+template <std::size_t N, class Step>
+bool ForEach(TFixedSize<N>, Step step) {
+  return ForEachOf(step, std::make_index_sequence<N>());
+}
+
 /// Rows reached through pointers; the pointers are what is exchanged.
 struct TPointedRows {
   double** Rows;

@@ -8,7 +8,7 @@
 /// Accuracy, for finite systems without overflow or underflow (N. J. Higham, Accuracy and Stability of
 /// Numerical Algorithms, 2nd ed., SIAM 2002, doi:10.1137/1.9780898718027, theorems 9.4 and 10.4):
 /// - Gauss: |A·x - b| is at most `GaussResidualBound(n)` · g · sum|x(j)| in every row, with g the largest
-///   absolute value of an element that occurs in the elimination (in practice a small multiple of A's);
+///   absolute value of an element of the triangular matrix (in practice a small multiple of A's);
 /// - Cholesky: |A·x - b| is at most `CholeskyResidualBound(n)` · √A(i,i) · sum(√A(j,j)·|x(j)|) in row i. The
 ///   same holds for each column of an inverse, with the column of the identity as b.
 #pragma once
