@@ -26,8 +26,8 @@ TEST(Split, ReadsWhatBeginsAsANumber) {
 }
 
 TEST(Split, BlankAndEmptyTokensAreNoNumbers) {
-  for (const char* text : {"", "()", "( )", " ; \n", ";;;", "abc;-;.", "(1"}) {
-    EXPECT_EQ(Split(text, "();", nullptr, 0, false), text[1] == '1' ? 1U : 0U) << text;
+  for (const char* text : {"", "()", "( )", " ; \n", ";;;", "abc;-;."}) {
+    EXPECT_EQ(Split(text, "();", nullptr, 0, false), 0U) << text;
   }
   EXPECT_EQ(Numbers("(1; ;2)\r\n", "();"), (std::vector<double>{1.0, 2.0}));
 }
