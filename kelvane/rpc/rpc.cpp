@@ -1,12 +1,11 @@
 #include "kelvane/rpc/rpc.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <stdexcept>
 
 #include "kelvane/module/host/ini.h"
-#include "kelvane/rpc/rpc_terms.h"
+#include "kelvane/rpc/rpc_pairs.h"
 
 namespace SatCommonUtils {
 
@@ -24,49 +23,6 @@ constexpr const char* ApproximationKeys[] = {
     "SampleNumLatCoef",   "SampleNumLonCoef",   "SampleNumHCoef",   "SampleNumFreeTerm",
     "SampleDenomLatCoef", "SampleDenomLonCoef", "SampleDenomHCoef", "SampleDenomFreeTerm",
 };
-
-/// A number of the line polynomials beside the same of the sample polynomials: two sums run side by side
-/// in one register, each in its own order.
-using TPair [[gnu::vector_size(16)]] = double;
-
-struct TLineSample {
-  double Line;
-  double Sample;
-};
-
-TLineSample Parts(TPair pair) {
-  TLineSample parts;
-  std::memcpy(&parts, &pair, sizeof parts);
-  return parts;
-}
-
-/// Coefficient k of two polynomials.
-class TPairs {
- public:
-  explicit TPairs(const double (*pairs)[2]) : pairs_(pairs) {}
-  TPair operator[](std::size_t k) const {
-    TPair pair;
-    std::memcpy(&pair, __builtin_assume_aligned(pairs_[k], sizeof pair), sizeof pair);
-    return pair;
-  }
-
- private:
-  const double (*pairs_)[2];
-};
-
-/// Numerator over denominator at a normalised ground point: line beside sample.
-[[gnu::always_inline]] inline TPair Ratio(const double (*numerators)[2], const double (*denominators)[2],
-                                          double P, double L, double H) {
-  const TRPCTerms<TPair> terms(TPair{P, P}, TPair{L, L}, TPair{H, H});
-  return RPCValue(TPairs(numerators), terms) / RPCValue(TPairs(denominators), terms);
-}
-
-TRPCTerms<TPair> PairTerms(double P, double L, double H) { return {TPair{P, P}, TPair{L, L}, TPair{H, H}}; }
-
-/// Derivative of numerator / denominator.
-TPair ByQuotientRule(TPair num, TPair denom, TPair dNum, TPair dDenom) {
-  return (denom * dNum - num * dDenom) / (denom * denom);
-}
 
 }  // namespace
 
@@ -97,33 +53,33 @@ var_a<TRPC*> TRPC::CreateVCopy() const try {
   return nullptr;
 }
 
+TPairRatio TRPC::Ratio() const { return {TPairs(numerators_), TPairs(denominators_)}; }
+
 void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                          double* sample, double* dLine, double* dSample) const {
-  if (dLine != nullptr || dSample != nullptr) CalculateDerivatives(P, L, H, dLine, dSample);
-  const TLineSample image = Parts(Ratio(numerators_, denominators_, P, L, H));
+  const bool plain = dLine == nullptr && dSample == nullptr;
+  const TLineSample image = plain ? Project(P, L, H) : ProjectWithDerivatives(P, L, H, dLine, dSample);
   *line = image.Line;
   *sample = image.Sample;
 }
 
+inline TLineSample TRPC::Project(double P, double L, double H) const {
+  return Parts(Ratio().Value(TPairRatio::Terms(P, L, H)));
+}
+
 // Apart from the projection: kept together, the registers that the derivatives need would slow it down.
-void TRPC::CalculateDerivatives(double P, double L, double H, double* dLine, double* dSample) const {
-  constexpr TPair two = {2.0, 2.0};
-  constexpr TPair three = {3.0, 3.0};
-  const TRPCTerms<TPair> terms = PairTerms(P, L, H);
-  const TPairs num(numerators_);
-  const TPairs denom(denominators_);
-  const TPair n = RPCValue(num, terms);
-  const TPair d = RPCValue(denom, terms);
-  const TPair by_ground[] = {
-      ByQuotientRule(n, d, RPCByLatitude(num, terms, two, three), RPCByLatitude(denom, terms, two, three)),
-      ByQuotientRule(n, d, RPCByLongitude(num, terms, two, three), RPCByLongitude(denom, terms, two, three)),
-      ByQuotientRule(n, d, RPCByHeight(num, terms, two, three), RPCByHeight(denom, terms, two, three)),
-  };
+[[gnu::noinline]] TLineSample TRPC::ProjectWithDerivatives(double P, double L, double H, double* dLine,
+                                                           double* dSample) const {
+  const TPairRatio ratio = Ratio();
+  const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
+  const TPairDerivatives at(ratio, terms);
+  const TPair by_ground[] = {at.ByLatitude(), at.ByLongitude(), at.ByHeight()};
   for (std::size_t x = 0; x < std::size(by_ground); ++x) {
     const TLineSample derivative = Parts(by_ground[x]);
     if (dLine != nullptr) dLine[x] = derivative.Line;
     if (dSample != nullptr) dSample[x] = derivative.Sample;
   }
+  return Parts(at.Value());
 }
 
 void TRPC::CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
@@ -132,12 +88,10 @@ void TRPC::CalculateLineSample(const double& lat, const double& lon, const doubl
   const double P = n.Latitude.Initial2Normalized(lat);
   const double L = n.Longitude.Initial2Normalized(lon);
   const double H = n.Height.Initial2Normalized(h);
-  if (dLine != nullptr || dSample != nullptr) {
-    CalculateDerivatives(P, L, H, dLine, dSample);
-    if (dLine != nullptr) ToPixels(dLine, n.Line.Scale());
-    if (dSample != nullptr) ToPixels(dSample, n.Sample.Scale());
-  }
-  const TLineSample image = Parts(Ratio(numerators_, denominators_, P, L, H));
+  const bool plain = dLine == nullptr && dSample == nullptr;
+  const TLineSample image = plain ? Project(P, L, H) : ProjectWithDerivatives(P, L, H, dLine, dSample);
+  if (dLine != nullptr) ToPixels(dLine, n.Line.Scale());
+  if (dSample != nullptr) ToPixels(dSample, n.Sample.Scale());
   *line = n.Line.Normalized2Initial(image.Line);
   *sample = n.Sample.Normalized2Initial(image.Sample);
 }

@@ -18,6 +18,28 @@
 
 namespace SatCommonUtils {
 
+struct TLineSample;
+struct TPairRatio;
+
+/// How an inverse projection ended, and what inverse projections promise. The bounds hold for image points
+/// whose ground lies in the model's normalised cube (P, L and H from -1 to 1), where the model can be
+/// inverted at all.
+struct TRPCInverse {
+  static constexpr int MaxIterations = 10;
+  /// The iteration ends at a correction of at most this Euclidean norm, in normalised units.
+  static constexpr double StepTolerance = 1e-10;
+  /// Pixels by which the image of what `TRPC::CalculateLatLon` gives may miss the given point, by line and
+  /// by sample.
+  static constexpr double RoundTripBound = 5e-6;
+  /// The same of `TRPC::SolveLatLon`.
+  static constexpr double SolvedRoundTripBound = 1e-6;
+
+  bool Converged = false;  ///< a correction came within the tolerance
+  int Iterations = 0;      ///< systems solved, 1 to 10
+  double LastStep = 0.0;   ///< norm of the last correction, normalised; NaN when there was none
+  double Residual = 0.0;  ///< pixels between the given image point and that of the answer; NaN if it has none
+};
+
 /// A model is empty (after the default constructor, `Reset`, or a `SetRPCData` that threw) or loaded. An
 /// empty model must not project. A loaded one may be read from several threads at once.
 class KELVANE_API TRPC {
@@ -46,6 +68,17 @@ class KELVANE_API TRPC {
   virtual void CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
                                    double* sample, double* dLine, double* dSample) const;
 
+  /// Image and height (metres) to ground (degrees), by Gauss-Newton iteration on the rational polynomials
+  /// from where the approximation sees the point (J. Grodecki, G. Dial, "Block adjustment of
+  /// high-resolution satellite images described by rational polynomials", PERS 69(1), 2003, has the model;
+  /// the iteration is that of least squares). The outputs are written in every case. False when a step had
+  /// no solution: they hold the last iterate then. True says that the last step had one, not that the
+  /// iteration converged: it ends after `TRPCInverse::MaxIterations` too. The correction that meets
+  /// `TRPCInverse::StepTolerance` is not applied; the round trip stays within `TRPCInverse::RoundTripBound`.
+  /// A caller that wants to know uses `SolveLatLon`. Longitudes come in the turn of the model's offset.
+  virtual bool CalculateLatLon(const double& line, const double& sample, const double& h, double* lat,
+                               double* lon) const;
+
   /// Reads the model from the current section: the record; section "Margin"; "RasterWidth" and
   /// "RasterHeight"; section "Approximation". All but the record may be absent. False when the record
   /// cannot be read, the model then as it was, or when a section cannot be left. The only exception let
@@ -66,6 +99,35 @@ class KELVANE_API TRPC {
   /// receive the derivatives by P, L and H.
   void CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                      double* sample, double* dLine, double* dSample) const;
+
+  /// The same iteration as `CalculateLatLon`, on this class's polynomials, with the last correction applied;
+  /// tells how it ended. The outputs are written in every case, with the last iterate where it did not
+  /// converge: the residual decides whether that is an answer. A model that several threads share must have
+  /// its approximation first.
+  TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const;
+  /// `CalculateLatLon` with all five values normalised. False also, with the outputs untouched, when there
+  /// is no approximation and none can be made.
+  bool CalculateLatLonNormalized(const double& line, const double& sample, const double& h, double* lat,
+                                 double* lon) const;
+
+  /// The approximation: line and sample as linear-fractional functions of latitude, longitude (degrees) and
+  /// height (metres). It is made at most once for a record, by whichever of these functions, or of the
+  /// inverse ones, needs it first; that call writes to the model and must not run beside another on it. All
+  /// of them need a loaded model.
+  ///
+  /// Makes it anew from a grid of n nodes an axis, at -1, -1 + 2/n, ... in normalised coordinates, through
+  /// the virtual `CalculateLineSample`. Where it misses a node by 1000 pixels or more, affine functions take
+  /// its place. Throws the C string of `TOverdefinedLinearSystem` for n < 2, the model then without one.
+  bool CreateApproximation(int n) const;
+  /// Makes it, with n = 5, unless there is one.
+  bool EnsureApproximation() const;
+  /// Copies four coefficients each (latitude, longitude, height, free term).
+  bool GetApproximation(double* lineNum, double* lineDenom, double* sampleNum, double* sampleDenom) const;
+  void CalculateLineSampleApproximately(const double& lat, const double& lon, const double& h, double* line,
+                                        double* sample) const;
+  /// Solves the two fractions for latitude and longitude; both are 0 when that system is singular.
+  void CalculateLatLonApproximately(const double& line, const double& sample, const double& h, double* lat,
+                                    double* lon) const;
 
   /// Sets the size of the raster, in pixels; false, unchanged, unless both are at least 1.
   bool SetRasterDims(int width, int height);
@@ -89,7 +151,16 @@ class KELVANE_API TRPC {
     TLinearNormalization Height;
   };
 
-  void CalculateDerivatives(double P, double L, double H, double* dLine, double* dSample) const;
+  struct TNormalizedPosition {
+    double P;
+    double L;
+  };
+
+  TPairRatio Ratio() const;
+  /// Where the approximation sees a normalised image point at a normalised height.
+  TNormalizedPosition StartLatLon(double line, double sample, double h) const;
+  TLineSample Project(double P, double L, double H) const;
+  TLineSample ProjectWithDerivatives(double P, double L, double H, double* dLine, double* dSample) const;
   /// Derivatives by normalised ground coordinates of a normalised image coordinate, made real.
   void ToPixels(double* derivatives, double scale) const;
   void ReadMargin(TKaXIniReader* reader);

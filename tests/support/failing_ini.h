@@ -49,6 +49,12 @@ class FailingReader : public TKaXIniStreamReader {
   bool GetValue(unsigned long index, int* value) const override {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
+  bool GetValue(unsigned long index, unsigned long* value) const override {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
+  bool GetValue(unsigned long index, std::string* value) const override {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
 
  private:
   mutable Countdown countdown_;
@@ -75,6 +81,12 @@ class FailingWriter : public TKaXIniXmlWriter {
     return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
   }
   bool PutValue(const std::string& key, const int& value) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
+  bool PutValue(const std::string& key, const unsigned long& value) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
+  bool PutValue(const std::string& key, const std::string& value) override {
     return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
   }
 

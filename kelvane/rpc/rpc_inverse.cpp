@@ -1,0 +1,259 @@
+/// Image to ground: the linear-fractional approximation, and the iteration that it starts.
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <vector>
+
+#include "kelvane/numeric/linear_solvers.h"
+#include "kelvane/numeric/small_systems.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_pairs.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+constexpr int ApproximationNodes = 5;
+/// Pixels; a ratio that misses a node of its grid by so much is given up for an affine map.
+constexpr double LargestApproximationError = 1000.0;
+
+/// A ground point of the grid and where the model sees it.
+struct TNode {
+  double Latitude;
+  double Longitude;
+  double Height;
+  double Line;
+  double Sample;
+};
+
+/// One linear-fractional function: numerator and denominator by latitude, longitude, height, free term.
+using TFraction = std::array<double, 8>;
+
+double Evaluate(const double* fraction, double lat, double lon, double h) {
+  const auto linear = [=](const double* c) { return c[0] * lat + c[1] * lon + c[2] * h + c[3]; };
+  return linear(fraction) / linear(fraction + 4);
+}
+
+TVector LeastSquares(const std::vector<TNode>& nodes, double TNode::*image, bool with_denominator) {
+  TMatrix design(with_denominator ? 7 : 4, nodes.size());
+  TVector free(nodes.size());
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const TNode& node = nodes[i];
+    const double value = node.*image;
+    const double row[] = {node.Latitude,          node.Longitude,          node.Height,         1.0,
+                          -node.Latitude * value, -node.Longitude * value, -node.Height * value};
+    for (std::size_t column = 0; column < design.width; ++column) {
+      design.SetElement(column, i, row[column]);
+    }
+    free[i] = value;
+  }
+  TVector solution;
+  TOverdefinedLinearSystem(design, free).Solution(solution);
+  return solution;
+}
+
+/// Fits numerator and denominator, whose free term is 1; or the numerator alone, over 1.
+TFraction Fit(const std::vector<TNode>& nodes, double TNode::*image, bool with_denominator) {
+  const TVector solution = LeastSquares(nodes, image, with_denominator);
+  TFraction fraction = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 1.0};
+  std::copy_n(solution.data, solution.size, fraction.begin());
+  return fraction;
+}
+
+bool IsNear(const TFraction& fraction, const std::vector<TNode>& nodes, double TNode::*image) {
+  double largest = 0.0;
+  for (const TNode& node : nodes) {
+    const double seen = Evaluate(fraction.data(), node.Latitude, node.Longitude, node.Height);
+    largest = std::max(largest, std::fabs(seen - node.*image));
+  }
+  return largest < LargestApproximationError;
+}
+
+/// Whether the Euclidean norm of a vector is at most the tolerance, by the sum of its squares. The root is
+/// taken, in extended precision as vectors take it, only where it decides.
+bool IsWithinTolerance(double squares) {
+  constexpr double tolerance = TRPCInverse::StepTolerance;
+  constexpr double around = tolerance * tolerance;
+  if (squares > around * 1.0001) return false;
+  if (squares < around * 0.9999) return true;
+  return static_cast<double>(std::sqrt(static_cast<long double>(squares))) <= tolerance;
+}
+
+/// Where an iteration ended.
+struct TIterationEnd {
+  bool Solved = false;     ///< the last system had a solution
+  bool Converged = false;  ///< and that was small enough; it is not applied
+  int Iterations = 0;
+  double Step[2] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()};
+};
+
+/// The Gauss-Newton correction of (P, L), for an image point and a height, all normalised; false when the
+/// normal equations are not positive definite.
+bool FindStep(const TPairRatio& ratio, const TLineSample& image, double P, double L, double H,
+              double (&step)[2]) {
+  const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
+  const TPairDerivatives at(ratio, terms);
+  const TLineSample value = Parts(at.Value());
+  const TLineSample by_latitude = Parts(at.ByLatitude());
+  const TLineSample by_longitude = Parts(at.ByLongitude());
+  const double jacobian[2][2] = {{by_latitude.Sample, by_longitude.Sample},
+                                 {by_latitude.Line, by_longitude.Line}};
+  const double residual[2] = {image.Sample - value.Sample, image.Line - value.Line};
+  double normal[2][2];
+  double free[2];
+  SmallNormalEquations<2>(jacobian, residual, nullptr, 2, normal, free);
+  return SmallCholesky(normal, free, step);
+}
+
+TIterationEnd Iterate(const TPairRatio& ratio, const TLineSample& image, double H, double* P, double* L) {
+  TIterationEnd end;
+  while (end.Iterations < TRPCInverse::MaxIterations) {
+    ++end.Iterations;
+    end.Solved = FindStep(ratio, image, *P, *L, H, end.Step);
+    if (!end.Solved) break;
+    end.Converged = IsWithinTolerance(0.0 + end.Step[0] * end.Step[0] + end.Step[1] * end.Step[1]);
+    if (end.Converged) break;
+    *P += end.Step[0];
+    *L += end.Step[1];
+  }
+  return end;
+}
+
+}  // namespace
+
+bool TRPC::CreateApproximation(int n) const {
+  approximation_valid_ = false;
+  const TNormalizations& normalizations = *normalizations_;
+  const double step = 2.0 / n;
+  const auto node = [=](int i) { return -1.0 + step * i; };
+  std::vector<TNode> nodes;
+  for (int i = 0; i < n; ++i) {
+    for (int j = 0; j < n; ++j) {
+      for (int k = 0; k < n; ++k) {
+        TNode at{};
+        at.Latitude = normalizations.Latitude.Normalized2Initial(node(i));
+        at.Longitude = normalizations.Longitude.Normalized2Initial(node(j));
+        at.Height = normalizations.Height.Normalized2Initial(node(k));
+        CalculateLineSample(at.Latitude, at.Longitude, at.Height, &at.Line, &at.Sample, nullptr, nullptr);
+        nodes.push_back(at);
+      }
+    }
+  }
+  TFraction sample = Fit(nodes, &TNode::Sample, true);
+  TFraction line = Fit(nodes, &TNode::Line, true);
+  if (!IsNear(sample, nodes, &TNode::Sample) || !IsNear(line, nodes, &TNode::Line)) {
+    sample = Fit(nodes, &TNode::Sample, false);
+    line = Fit(nodes, &TNode::Line, false);
+  }
+  std::copy(line.begin(), line.end(), approximation_.begin());
+  std::copy(sample.begin(), sample.end(), approximation_.begin() + line.size());
+  approximation_valid_ = true;
+  return approximation_valid_;
+}
+
+bool TRPC::EnsureApproximation() const {
+  return approximation_valid_ || CreateApproximation(ApproximationNodes);
+}
+
+bool TRPC::GetApproximation(double* lineNum, double* lineDenom, double* sampleNum,
+                            double* sampleDenom) const {
+  if (!EnsureApproximation()) return false;
+  const double* group = approximation_.data();
+  for (double* const out : {lineNum, lineDenom, sampleNum, sampleDenom}) {
+    std::copy_n(group, 4, out);
+    group += 4;
+  }
+  return true;
+}
+
+void TRPC::CalculateLineSampleApproximately(const double& lat, const double& lon, const double& h,
+                                            double* line, double* sample) const {
+  EnsureApproximation();
+  const double* const fractions = approximation_.data();
+  const double found_line = Evaluate(fractions, lat, lon, h);
+  const double found_sample = Evaluate(fractions + std::tuple_size_v<TFraction>, lat, lon, h);
+  *line = found_line;
+  *sample = found_sample;
+}
+
+void TRPC::CalculateLatLonApproximately(const double& line, const double& sample, const double& h,
+                                        double* lat, double* lon) const {
+  EnsureApproximation();
+  double coef[2][2];
+  double free[2];
+  const double* fraction = approximation_.data();
+  const double image[2] = {line, sample};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const double* const num = fraction;
+    const double* const denom = fraction + 4;
+    coef[i][0] = num[0] - image[i] * denom[0];
+    coef[i][1] = num[1] - image[i] * denom[1];
+    free[i] = -(num[2] * h + num[3] - (denom[2] * h + denom[3]) * image[i]);
+    fraction += std::tuple_size_v<TFraction>;
+  }
+  double solution[2] = {0.0, 0.0};
+  SmallGauss(coef, free, solution);
+  *lat = solution[0];
+  *lon = solution[1];
+}
+
+TRPC::TNormalizedPosition TRPC::StartLatLon(double line, double sample, double h) const {
+  const TNormalizations& n = *normalizations_;
+  double lat = 0.0;
+  double lon = 0.0;
+  CalculateLatLonApproximately(n.Line.Normalized2Initial(line), n.Sample.Normalized2Initial(sample),
+                               n.Height.Normalized2Initial(h), &lat, &lon);
+  return {n.Latitude.Initial2Normalized(lat), n.Longitude.Initial2Normalized(lon)};
+}
+
+bool TRPC::CalculateLatLonNormalized(const double& line, const double& sample, const double& h, double* lat,
+                                     double* lon) const {
+  if (!EnsureApproximation()) return false;
+  const TLineSample image = {line, sample};
+  const double H = h;
+  TNormalizedPosition at = StartLatLon(line, sample, h);
+  const TIterationEnd end = Iterate(Ratio(), image, H, &at.P, &at.L);
+  *lat = at.P;
+  *lon = at.L;
+  return end.Solved;
+}
+
+bool TRPC::CalculateLatLon(const double& line, const double& sample, const double& h, double* lat,
+                           double* lon) const {
+  const bool prepared = EnsureApproximation();
+  const TNormalizations& n = *normalizations_;
+  double P = 0.0;
+  double L = 0.0;
+  const bool solved = prepared && CalculateLatLonNormalized(n.Line.Initial2Normalized(line),
+                                                            n.Sample.Initial2Normalized(sample),
+                                                            n.Height.Initial2Normalized(h), &P, &L);
+  *lat = n.Latitude.Normalized2Initial(P);
+  *lon = n.Longitude.Normalized2Initial(L);
+  return solved;
+}
+
+TRPCInverse TRPC::SolveLatLon(double line, double sample, double h, double* lat, double* lon) const {
+  EnsureApproximation();
+  const TNormalizations& n = *normalizations_;
+  const TLineSample image = {n.Line.Initial2Normalized(line), n.Sample.Initial2Normalized(sample)};
+  const double H = n.Height.Initial2Normalized(h);
+  TNormalizedPosition at = StartLatLon(image.Line, image.Sample, H);
+  const TIterationEnd end = Iterate(Ratio(), image, H, &at.P, &at.L);
+  if (end.Converged) {
+    at.P += end.Step[0];
+    at.L += end.Step[1];
+  }
+  *lat = n.Latitude.Normalized2Initial(at.P);
+  *lon = n.Longitude.Normalized2Initial(at.L);
+  const TLineSample seen = Parts(Ratio().Value(TPairRatio::Terms(at.P, at.L, H)));
+  TRPCInverse result;
+  result.Converged = end.Converged;
+  result.Iterations = end.Iterations;
+  result.LastStep = std::hypot(end.Step[0], end.Step[1]);
+  result.Residual =
+      std::hypot((image.Line - seen.Line) * n.Line.Scale(), (image.Sample - seen.Sample) * n.Sample.Scale());
+  return result;
+}
+
+}  // namespace SatCommonUtils

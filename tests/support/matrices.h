@@ -1,0 +1,81 @@
+/// \file
+/// Vectors and matrices to test with, and a look at their bits.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/runtime.h"
+#include "kelvane/numeric/matrix.h"
+#include "kelvane/numeric/vector.h"
+
+namespace test {
+
+constexpr char IndexError[] = "double& TVector::operator[] (size_t index)";
+
+using Values = std::vector<double>;
+
+inline Values ValuesOf(const SatCommonUtils::TVector& v) { return Values(v.data, v.data + v.size); }
+
+/// Row after row, each in its own length.
+inline Values ValuesOf(const SatCommonUtils::TMatrix& m) {
+  Values all;
+  for (std::size_t r = 0; r < m.height; ++r) {
+    all.insert(all.end(), m.rows[r].data, m.rows[r].data + m.rows[r].size);
+  }
+  return all;
+}
+
+/// What tells 0 from -0 and one NaN from another.
+template <class T>
+std::vector<std::uint64_t> BitsOf(const T& numbers) {
+  const Values values = ValuesOf(numbers);
+  std::vector<std::uint64_t> bits(values.size());
+  if (!values.empty()) std::memcpy(bits.data(), values.data(), values.size() * sizeof(double));
+  return bits;
+}
+
+inline SatCommonUtils::TVector Vector(Values values) {
+  return SatCommonUtils::TVector(values.size(), values.data());
+}
+
+/// The matrix whose elements, row after row, come from `next()`.
+template <class Next>
+SatCommonUtils::TMatrix Filled(std::size_t width, std::size_t height, Next next) {
+  SatCommonUtils::TMatrix m(width, height);
+  for (std::size_t r = 0; r < height; ++r) {
+    for (std::size_t c = 0; c < width; ++c) m.SetElement(c, r, next());
+  }
+  return m;
+}
+
+inline SatCommonUtils::TMatrix Matrix(std::size_t width, const Values& values) {
+  const double* next = values.data();
+  return Filled(width, values.size() / width, [&next] { return *next++; });
+}
+
+/// The text of the `std::runtime_error` that the action throws.
+template <class Action>
+std::string RuntimeErrorOf(Action action) {
+  try {
+    action();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "no runtime error";
+}
+
+/// The messages that the action prints for debugging, each ended by "#".
+template <class Action>
+std::string DebugTextOf(Action action) {
+  std::string text;
+  KaSetDbgMsgSink([&text](const std::string& message) { text += message + '#'; });
+  action();
+  KaSetDbgMsgSink(nullptr);
+  return text;
+}
+
+}  // namespace test
