@@ -59,6 +59,7 @@ int Main(int argc, char** argv) {
   app::Action action;
   app::AddInfoCommand(&program, &action);
   app::AddProjectCommand(&program, &action);
+  app::AddLocateCommand(&program, &action);
   app::AddConvertCommand(&program, &action);
   try {
     RefuseUnknownCommand(program, argc, argv);

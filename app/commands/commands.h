@@ -16,6 +16,7 @@ using Action = std::function<int()>;
 
 void AddInfoCommand(CLI::App* program, Action* chosen);
 void AddProjectCommand(CLI::App* program, Action* chosen);
+void AddLocateCommand(CLI::App* program, Action* chosen);
 void AddConvertCommand(CLI::App* program, Action* chosen);
 
 /// The options of every command that answers points: `--points`, `--xy`, `--height`, `--origin`,

@@ -1,8 +1,7 @@
-#include <cmath>
 #include <memory>
-#include <utility>
 
 #include "app/commands/commands.h"
+#include "app/ground_points.h"
 #include "app/model_file.h"
 #include "app/problem.h"
 #include "kelvane/rpc/rpc.h"
@@ -16,26 +15,10 @@ struct ProjectOptions {
   PointOptions points;
 };
 
-/// How far from the model's offsets, in its scales, a latitude or longitude may lie. Beyond a few scales
-/// the cubic terms outweigh what was fitted; ten is past any use, and catches swapped columns.
-constexpr double Reach = 10.0;
-
-/// Brings a longitude given in another turn within 180 degrees of the model's.
-double InModelsTurn(double longitude, double offset) {
-  constexpr double Turn = 360.0;
-  const double turns = std::round((longitude - offset) / Turn);
-  return turns == 0.0 ? longitude : longitude - turns * Turn;
-}
-
-bool IsInReach(double value, double offset, double scale) {
-  return std::fabs(value - offset) <= Reach * std::fabs(scale);
-}
-
 int Project(const ProjectOptions& options) {
   const ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
   PrintRemarks(file.remarks, options.points.quiet);
-  const SatCommonUtils::TRPCData& data = file.data;
   const bool xy = options.points.xy;
   const double shift = options.points.PixelShift();
 
@@ -45,13 +28,9 @@ int Project(const ProjectOptions& options) {
   job.answers = 2;
   job.compute = [&](const double* numbers, double* answer, std::string* why) {
     const double lat = numbers[xy ? 1 : 0];
-    const double lon = InModelsTurn(numbers[xy ? 0 : 1], data.LongitudeOffset);
-    if (!IsInReach(lat, data.LatitudeOffset, data.LatitudeScale)) {
-      *why = "the latitude is out of the model's reach";
-      return false;
-    }
-    if (!IsInReach(lon, data.LongitudeOffset, data.LongitudeScale)) {
-      *why = "the longitude is out of the model's reach";
+    const double lon = InModelsTurn(numbers[xy ? 0 : 1], file.data);
+    if (const char* const reason = OutOfReach(lat, lon, file.data)) {
+      *why = reason;
       return false;
     }
     double line = 0.0;

@@ -10,6 +10,8 @@
 
 namespace SatCommonUtils {
 
+// Both make the model's approximation when it has none.
+
 /// A ground point at a known height, in degrees.
 struct TGroundPosition {
   double Latitude = 0.0;
