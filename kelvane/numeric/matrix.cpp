@@ -36,6 +36,16 @@ TMatrix Changed(const TMatrix& m, TChange change) {
   return result;
 }
 
+/// Over the columns of `m`, as far as its rows have them.
+template <class TOperation>
+void Combine(TMatrix* m, const TMatrix& other, TOperation operation) {
+  for (std::size_t r = 0; r < m->height; ++r) {
+    double* const row = m->rows[r].data;
+    const std::size_t length = std::min(m->width, m->rows[r].size);
+    std::transform(row, row + length, other.rows[r].data, row, operation);
+  }
+}
+
 }  // namespace
 
 TMatrix::TMatrix(const std::string& text) : rows(nullptr), width(0), height(0), name(text) {}
@@ -114,12 +124,12 @@ void TMatrix::SubtractFromDiag(const TVector& d) {
 }
 
 TMatrix& TMatrix::operator+=(const TMatrix& other) {
-  for (std::size_t r = 0; r < height; ++r) rows[r] += other.rows[r];
+  Combine(this, other, [](double a, double b) { return a + b; });
   return *this;
 }
 
 TMatrix& TMatrix::operator-=(const TMatrix& other) {
-  for (std::size_t r = 0; r < height; ++r) rows[r] -= other.rows[r];
+  Combine(this, other, [](double a, double b) { return a - b; });
   return *this;
 }
 

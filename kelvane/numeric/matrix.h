@@ -20,8 +20,8 @@ namespace SatCommonUtils {
 /// (`SetRow`, `Clip`, a text read from XML). What must find an element that its row does not hold throws
 /// the index error, `std::runtime_error` "double& TVector::operator[] (size_t index)", where a member says
 /// so. Where nothing is said, rows, positions and sizes are not checked. Parameters may be, or belong to,
-/// the matrix itself. What the allocator throws passes through unless a member says otherwise; the matrix
-/// is then as it was.
+/// the matrix itself, but in `SetColomn`. What the allocator throws passes through unless a member says
+/// otherwise; the matrix is then as it was.
 class KELVANE_API TMatrix {
  public:
   /// `height` rows, from array new; null only in a matrix made from a name or moved from.
@@ -72,7 +72,8 @@ class KELVANE_API TMatrix {
   void AddToRow(std::size_t row, const TVector& v);
   void SubtractFromRow(std::size_t row, const TVector& v);
   /// Element (k, k) is increased by `d[k]` for k from 0 to `width` - 1. Throws the index error at the first
-  /// k without such an element or without `d[k]`; the elements before it are then changed.
+  /// k whose row is too short or that `d` has no element for; the elements before it are then changed. The
+  /// matrix has at least `width` rows.
   void AddToDiag(const TVector& d);
   void SubtractFromDiag(const TVector& d);
 

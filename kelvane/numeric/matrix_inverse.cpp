@@ -23,30 +23,35 @@ namespace {
 class TBlockSystem {
  public:
   /// `elements` are the n*n numbers of A, row after row.
-  TBlockSystem(const std::vector<double>& elements, std::size_t n) : n_(n), values_(n * n * n), rows_(n * n) {
-    for (std::size_t r = 0; r < rows_.size(); ++r) {
-      const std::size_t i = r / n;
-      const std::size_t j = r % n;
-      rows_[r] = {j, values_.data() + r * n, i == j ? 1.0 : 0.0};
-      std::copy_n(elements.data() + i * n, n, rows_[r].Elements);
+  TBlockSystem(const std::vector<double>& elements, std::size_t n)
+      : n_(n), values_(n * n * n), rows_(n * n), places_(n * n) {
+    for (std::size_t i = 0, r = 0; i < n; ++i) {
+      for (std::size_t j = 0; j < n; ++j, ++r) {
+        rows_[r] = {j, values_.data() + r * n, i == j ? 1.0 : 0.0};
+        std::copy_n(elements.data() + i * n, n, rows_[r].Elements);
+        places_[j * n + i] = r;
+      }
     }
-    candidates_.reserve(n);
   }
 
   /// Returns the determinant, 0.0 when a column has no pivot.
   double Triangulate() {
     double determinant = 1.0;
-    for (std::size_t k = 0; k + 1 < rows_.size(); ++k) {
-      const std::size_t p = FindPivot(k);
-      if (p == k && rows_[k].Block != k / n_) return 0.0;
-      if (rows_[p].Elements[k % n_] == 0.0) return 0.0;
-      if (p != k) {
-        std::swap(rows_[k], rows_[p]);
-        determinant = -determinant;
+    for (std::size_t k = 0, block = 0; block < n_; ++block) {
+      for (std::size_t column = 0; column < n_ && k + 1 < rows_.size(); ++column, ++k) {
+        std::size_t* const places = &places_[block * n_];
+        std::size_t* const pivot = FindPivot(places, column);
+        if (rows_[*pivot].Elements[column] == 0.0) return 0.0;
+        if (*pivot != k) {
+          Exchange(k, places + column, pivot);
+          determinant = -determinant;
+        }
+        EliminateBelow(rows_[k], places, column);
       }
-      EliminateBelow(k);
     }
-    for (std::size_t k = 0; k < rows_.size(); ++k) determinant *= rows_[k].Elements[k % n_];
+    for (std::size_t k = 0, block = 0; block < n_; ++block) {
+      for (std::size_t i = 0; i < n_; ++i, ++k) determinant *= rows_[k].Elements[i];
+    }
     return determinant;
   }
 
@@ -72,32 +77,37 @@ class TBlockSystem {
     double Free;
   };
 
-  /// Collects the rows of k's block from position k on and returns the first whose element is largest.
-  std::size_t FindPivot(std::size_t k) {
-    const std::size_t block = k / n_;
-    const std::size_t column = k % n_;
-    std::size_t pivot = k;
-    double largest = 0.0;
-    candidates_.clear();
-    for (std::size_t r = k; candidates_.size() < n_ - column; ++r) {
-      if (rows_[r].Block != block) continue;
-      candidates_.push_back(r);
-      const double size = std::fabs(rows_[r].Elements[column]);
+  /// Where the first of the largest elements in the column stands, among the block's rows that are left.
+  std::size_t* FindPivot(std::size_t* places, std::size_t column) const {
+    std::size_t* pivot = places + column;
+    double largest = std::fabs(rows_[*pivot].Elements[column]);
+    for (std::size_t* place = pivot + 1; place != places + n_; ++place) {
+      const double size = std::fabs(rows_[*place].Elements[column]);
       if (size > largest) {
         largest = size;
-        pivot = r;
+        pivot = place;
       }
     }
     return pivot;
   }
 
-  /// The pivot row stands at k; where it stood there may now be a row of another block.
-  void EliminateBelow(std::size_t k) {
-    const TRow& pivot = rows_[k];
-    const std::size_t column = k % n_;
-    for (const std::size_t r : candidates_) {
-      TRow& row = rows_[r];
-      if (r == k || row.Block != pivot.Block) continue;
+  /// Exchanges row k with the pivot row and keeps the places of both blocks in order. `first` is the first
+  /// place that is left to the pivot's block.
+  void Exchange(std::size_t k, std::size_t* first, std::size_t* pivot) {
+    const std::size_t p = *pivot;
+    std::swap(rows_[k], rows_[p]);
+    if (*first == k) return;  // both are of the pivot's block
+    std::rotate(first, pivot, pivot + 1);
+    // A block that has lost no row yet, and k is its first place.
+    std::size_t* const others = &places_[rows_[p].Block * n_];
+    std::size_t* const behind = std::lower_bound(others + 1, others + n_, p);
+    std::copy(others + 1, behind, others);
+    behind[-1] = p;
+  }
+
+  void EliminateBelow(const TRow& pivot, const std::size_t* places, std::size_t column) {
+    for (std::size_t m = column + 1; m < n_; ++m) {
+      TRow& row = rows_[places[m]];
       const double factor = row.Elements[column] / pivot.Elements[column];
       for (std::size_t j = column + 1; j < n_; ++j) row.Elements[j] -= factor * pivot.Elements[j];
       row.Free -= factor * pivot.Free;
@@ -107,7 +117,8 @@ class TBlockSystem {
   std::size_t n_;
   std::vector<double> values_;
   std::vector<TRow> rows_;
-  std::vector<std::size_t> candidates_;
+  /// For each block, where its rows stand, in order; those that have been pivots come first.
+  std::vector<std::size_t> places_;
 };
 
 /// The n x n numbers of the matrix, row after row.

@@ -26,7 +26,7 @@ bool HasDifferent(const double* x, std::size_t n, std::size_t count) {
 TInterpolation::~TInterpolation() = default;
 
 bool TLeastSquaresPolynomialApproximation::Build(std::size_t n, double* x, double* y) {
-  const std::size_t count = static_cast<std::size_t>(Order() + 1);
+  const std::size_t count = static_cast<std::size_t>(Order()) + 1;  // 0 for the order -1
   if (count == 0 || !HasDifferent(x, n, count)) return false;
 
   std::vector<double> power_sums(2 * count - 1);

@@ -4,8 +4,6 @@
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
-#include <initializer_list>
-#include <limits>
 #include <random>
 
 #include "kelvane/numeric/linear_solvers.h"
@@ -36,51 +34,39 @@ TMatrix InverseByWholeSystem(const TMatrix& a) {
   return inverse;
 }
 
-/// Numbers of one kind after the other: dense, few different ones (equal pivots, zeros of both signs,
-/// singular matrices), determinants that under- and overflow, elements that overflow or are not finite.
-class AwkwardNumbers {
- public:
-  static constexpr int Kinds = 8;
-
-  double Next(int kind) {
-    const double uniform = std::uniform_real_distribution<double>(-1.0, 1.0)(random_);
-    const auto one_of = [this](std::initializer_list<double> numbers) {
-      return numbers.begin()[random_() % numbers.size()];
-    };
-    switch (kind) {
-      case 0:
-        return uniform;
-      case 1:
-        return one_of({0.0, -0.0, 1.0, -1.0, -0.0});
-      case 2:
-        return one_of({0.0, -0.0, 3.0, -3.0, 0.1, -7.0, uniform});
-      case 3:
-        return uniform * one_of({1e-20, 1e-40, 1e-80});
-      case 4:
-        return uniform * one_of({1e20, 1e80, 1.0, 0.0});
-      case 5:
-        return uniform * one_of({DBL_MAX, DBL_MAX, DBL_MIN, 0.0});
-      case 6:
-        return uniform * one_of({1.0, 5e-324, 1e-310, -0.0});
-      default:
-        return one_of({uniform, uniform, -0.0, 1.0, -2.0, NAN, std::numeric_limits<double>::infinity()});
-    }
-  }
-
- private:
-  std::mt19937_64 random_{20240607};
+/// Numbers to choose from, each multiplied by a random one of -1 to 1 when `Scaled`.
+struct TKind {
+  bool Scaled;
+  test::Values Numbers;
 };
 
+/// Dense; few different numbers, for equal pivots, zeros of both signs and singular matrices; determinants
+/// that under- and overflow; elements that overflow, are subnormal, or are not finite.
+const TKind Kinds[] = {{true, {1.0}},
+                       {false, {0.0, -0.0, 1.0, -1.0, -0.0}},
+                       {false, {0.0, -0.0, 3.0, -3.0, 0.1, -7.0}},
+                       {true, {1e-20, 1e-40, 1e-80}},
+                       {true, {1e20, 1e80, 1.0, 0.0}},
+                       {true, {DBL_MAX, DBL_MAX, DBL_MIN, 0.0}},
+                       {true, {1.0, 5e-324, 1e-310, -0.0}},
+                       {false, {0.3, 0.7, -0.0, 1.0, -2.0, NAN, INFINITY}}};
+
 TEST(MatrixInverse, HasTheBitsOfTheWholeSystem) {
-  AwkwardNumbers numbers;
+  std::mt19937_64 random(20240607);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
   int singular = 0;
   int regular = 0;
   for (std::size_t n = 1; n <= 6; ++n) {
-    for (int kind = 0; kind < AwkwardNumbers::Kinds; ++kind) {
+    for (const TKind& kind : Kinds) {
+      const auto next = [&] {
+        const double number = kind.Numbers[random() % kind.Numbers.size()];
+        return kind.Scaled ? number * uniform(random) : number;
+      };
       for (int round = 0; round < (n < 5 ? 200 : 20); ++round) {
-        const TMatrix a = test::Filled(n, n, [&] { return numbers.Next(kind); });
+        const TMatrix a = test::Filled(n, n, next);
         const TMatrix inverse = ~a;
-        ASSERT_EQ(BitsOf(inverse), BitsOf(InverseByWholeSystem(a))) << "kind " << kind << '\n' << a.Output();
+        ASSERT_EQ(BitsOf(inverse), BitsOf(InverseByWholeSystem(a))) << "kind " << &kind - Kinds << '\n'
+                                                                    << a.Output();
         ++(inverse.Norma1() == 0.0 ? singular : regular);
       }
     }
