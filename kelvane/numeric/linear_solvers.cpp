@@ -6,6 +6,7 @@
 
 #include "kelvane/numeric/elimination.h"
 #include "kelvane/numeric/row_solvers.h"
+#include "kelvane/numeric/small_systems.h"
 
 namespace SatCommonUtils {
 
@@ -94,14 +95,7 @@ bool CholeskyMatrixInversion(const TMatrix& A, TMatrix* Ainv, int (*callback)())
 
 bool SolveEquationsSet(const double& a, const double& b, const double& c, const double& d, const double& e,
                        const double& f, double* x, double* y) {
-  const double determinant = b * c - a * d;
-  if (determinant == 0.0) return false;
-  // Both before either is stored: the coefficients may be the results' own places.
-  const double first = (b * f - d * e) / determinant;
-  const double second = (e * c - f * a) / determinant;
-  *x = first;
-  *y = second;
-  return true;
+  return SmallEquationsSet(a, b, c, d, e, f, x, y);
 }
 
 namespace {

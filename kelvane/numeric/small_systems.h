@@ -12,6 +12,17 @@
 
 namespace SatCommonUtils {
 
+/// Solves a·x + b·y = e, c·x + d·y = f in closed form; false, `*x` and `*y` untouched, when the determinant
+/// is 0.0. The results' places may be those of the coefficients, hence the copies.
+inline bool SmallEquationsSet(double a, double b, double c, double d, double e, double f, double* x,
+                              double* y) {
+  const double determinant = b * c - a * d;
+  if (determinant == 0.0) return false;
+  *x = (b * f - d * e) / determinant;
+  *y = (e * c - f * a) / determinant;
+  return true;
+}
+
 /// Solves A·x = b; overwrites `A` and `b`. Returns the determinant; 0.0, `x` untouched, when singular.
 template <std::size_t N>
 inline double SmallGauss(double (&A)[N][N], double (&b)[N], double (&x)[N]) {

@@ -63,7 +63,7 @@ void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const
   *sample = image.Sample;
 }
 
-inline TLineSample TRPC::Project(double P, double L, double H) const {
+TLineSample TRPC::Project(double P, double L, double H) const {
   return Parts(Ratio().Value(TPairRatio::Terms(P, L, H)));
 }
 

@@ -35,6 +35,25 @@ double Evaluate(const double* fraction, double lat, double lon, double h) {
   return linear(fraction) / linear(fraction + 4);
 }
 
+/// The latitude and longitude at which two fractions have these values; 0 and 0 when the system is singular.
+inline void SolveFractions(const double* fractions, double line, double sample, double h, double* lat,
+                           double* lon) {
+  double coef[2][2];
+  double free[2];
+  const double image[2] = {line, sample};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const double* const num = fractions + i * std::tuple_size_v<TFraction>;
+    const double* const denom = num + 4;
+    coef[i][0] = num[0] - image[i] * denom[0];
+    coef[i][1] = num[1] - image[i] * denom[1];
+    free[i] = -(num[2] * h + num[3] - (denom[2] * h + denom[3]) * image[i]);
+  }
+  double solution[2] = {0.0, 0.0};
+  SmallGauss(coef, free, solution);
+  *lat = solution[0];
+  *lon = solution[1];
+}
+
 TVector LeastSquares(const std::vector<TNode>& nodes, double TNode::*image, bool with_denominator) {
   TMatrix design(with_denominator ? 7 : 4, nodes.size());
   TVector free(nodes.size());
@@ -80,42 +99,77 @@ bool IsWithinTolerance(double squares) {
   return static_cast<double>(std::sqrt(static_cast<long double>(squares))) <= tolerance;
 }
 
+double Norm(double x, double y) { return std::sqrt(x * x + y * y); }
+
+/// The linear system of one step, and its solution: all normalised, the sample's row first.
+struct TStep {
+  double Jacobian[2][2];
+  double Residual[2];
+  double Correction[2];
+};
+
+/// Solves a step through its normal equations; false when they are not positive definite.
+struct TLeastSquaresSolution {
+  static bool Solve(TStep* step) {
+    double normal[2][2];
+    double free[2];
+    SmallNormalEquations<2>(step->Jacobian, step->Residual, nullptr, 2, normal, free);
+    return SmallCholesky(normal, free, step->Correction);
+  }
+};
+
+/// Solves a step as the square system that it is, which takes neither roots nor so many divisions one behind
+/// the other.
+struct TDirectSolution {
+  static bool Solve(TStep* step) {
+    const auto& [sample, line] = step->Jacobian;
+    double* const correction = step->Correction;
+    return SmallEquationsSet(sample[0], sample[1], line[0], line[1], step->Residual[0], step->Residual[1],
+                             &correction[0], &correction[1]) &&
+           std::isfinite(correction[0] + correction[1]);
+  }
+};
+
 /// Where an iteration ended.
 struct TIterationEnd {
   bool Solved = false;     ///< the last system had a solution
   bool Converged = false;  ///< and that was small enough; it is not applied
   int Iterations = 0;
-  double Step[2] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()};
+  TStep Step;
 };
 
-/// The Gauss-Newton correction of (P, L), for an image point and a height, all normalised; false when the
-/// normal equations are not positive definite.
-bool FindStep(const TPairRatio& ratio, const TLineSample& image, double P, double L, double H,
-              double (&step)[2]) {
+/// The model about (P, L): what a correction must bring to zero, and how it moves it.
+inline void Linearise(const TPairRatio& ratio, const TLineSample& image, double P, double L, double H,
+                      TStep* step) {
   const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
   const TPairDerivatives at(ratio, terms);
   const TLineSample value = Parts(at.Value());
   const TLineSample by_latitude = Parts(at.ByLatitude());
   const TLineSample by_longitude = Parts(at.ByLongitude());
-  const double jacobian[2][2] = {{by_latitude.Sample, by_longitude.Sample},
-                                 {by_latitude.Line, by_longitude.Line}};
-  const double residual[2] = {image.Sample - value.Sample, image.Line - value.Line};
-  double normal[2][2];
-  double free[2];
-  SmallNormalEquations<2>(jacobian, residual, nullptr, 2, normal, free);
-  return SmallCholesky(normal, free, step);
+  step->Jacobian[0][0] = by_latitude.Sample;
+  step->Jacobian[0][1] = by_longitude.Sample;
+  step->Jacobian[1][0] = by_latitude.Line;
+  step->Jacobian[1][1] = by_longitude.Line;
+  step->Residual[0] = image.Sample - value.Sample;
+  step->Residual[1] = image.Line - value.Line;
 }
 
-TIterationEnd Iterate(const TPairRatio& ratio, const TLineSample& image, double H, double* P, double* L) {
+/// Improves (P, L) for an image point and a height, all normalised.
+// In one piece: the small systems are worked in registers.
+template <class Solution>
+[[gnu::flatten]] TIterationEnd Iterate(const TPairRatio& ratio, const TLineSample& image, double H, double* P,
+                                       double* L) {
   TIterationEnd end;
   while (end.Iterations < TRPCInverse::MaxIterations) {
     ++end.Iterations;
-    end.Solved = FindStep(ratio, image, *P, *L, H, end.Step);
+    Linearise(ratio, image, *P, *L, H, &end.Step);
+    end.Solved = Solution::Solve(&end.Step);
     if (!end.Solved) break;
-    end.Converged = IsWithinTolerance(0.0 + end.Step[0] * end.Step[0] + end.Step[1] * end.Step[1]);
+    const double* const step = end.Step.Correction;
+    end.Converged = IsWithinTolerance(0.0 + step[0] * step[0] + step[1] * step[1]);
     if (end.Converged) break;
-    *P += end.Step[0];
-    *L += end.Step[1];
+    *P += step[0];
+    *L += step[1];
   }
   return end;
 }
@@ -180,30 +234,15 @@ void TRPC::CalculateLineSampleApproximately(const double& lat, const double& lon
 void TRPC::CalculateLatLonApproximately(const double& line, const double& sample, const double& h,
                                         double* lat, double* lon) const {
   EnsureApproximation();
-  double coef[2][2];
-  double free[2];
-  const double* fraction = approximation_.data();
-  const double image[2] = {line, sample};
-  for (std::size_t i = 0; i < 2; ++i) {
-    const double* const num = fraction;
-    const double* const denom = fraction + 4;
-    coef[i][0] = num[0] - image[i] * denom[0];
-    coef[i][1] = num[1] - image[i] * denom[1];
-    free[i] = -(num[2] * h + num[3] - (denom[2] * h + denom[3]) * image[i]);
-    fraction += std::tuple_size_v<TFraction>;
-  }
-  double solution[2] = {0.0, 0.0};
-  SmallGauss(coef, free, solution);
-  *lat = solution[0];
-  *lon = solution[1];
+  SolveFractions(approximation_.data(), line, sample, h, lat, lon);
 }
 
-TRPC::TNormalizedPosition TRPC::StartLatLon(double line, double sample, double h) const {
+inline TRPC::TNormalizedPosition TRPC::StartLatLon(double line, double sample, double h) const {
   const TNormalizations& n = *normalizations_;
   double lat = 0.0;
   double lon = 0.0;
-  CalculateLatLonApproximately(n.Line.Normalized2Initial(line), n.Sample.Normalized2Initial(sample),
-                               n.Height.Normalized2Initial(h), &lat, &lon);
+  SolveFractions(approximation_.data(), n.Line.Normalized2Initial(line), n.Sample.Normalized2Initial(sample),
+                 n.Height.Normalized2Initial(h), &lat, &lon);
   return {n.Latitude.Initial2Normalized(lat), n.Longitude.Initial2Normalized(lon)};
 }
 
@@ -213,7 +252,7 @@ bool TRPC::CalculateLatLonNormalized(const double& line, const double& sample, c
   const TLineSample image = {line, sample};
   const double H = h;
   TNormalizedPosition at = StartLatLon(line, sample, h);
-  const TIterationEnd end = Iterate(Ratio(), image, H, &at.P, &at.L);
+  const TIterationEnd end = Iterate<TLeastSquaresSolution>(Ratio(), image, H, &at.P, &at.L);
   *lat = at.P;
   *lon = at.L;
   return end.Solved;
@@ -239,20 +278,29 @@ TRPCInverse TRPC::SolveLatLon(double line, double sample, double h, double* lat,
   const TLineSample image = {n.Line.Initial2Normalized(line), n.Sample.Initial2Normalized(sample)};
   const double H = n.Height.Initial2Normalized(h);
   TNormalizedPosition at = StartLatLon(image.Line, image.Sample, H);
-  const TIterationEnd end = Iterate(Ratio(), image, H, &at.P, &at.L);
-  if (end.Converged) {
-    at.P += end.Step[0];
-    at.L += end.Step[1];
-  }
-  *lat = n.Latitude.Normalized2Initial(at.P);
-  *lon = n.Longitude.Normalized2Initial(at.L);
-  const TLineSample seen = Parts(Ratio().Value(TPairRatio::Terms(at.P, at.L, H)));
+  const TIterationEnd end = Iterate<TDirectSolution>(Ratio(), image, H, &at.P, &at.L);
+  const double* const step = end.Step.Correction;
   TRPCInverse result;
   result.Converged = end.Converged;
   result.Iterations = end.Iterations;
-  result.LastStep = std::hypot(end.Step[0], end.Step[1]);
-  result.Residual =
-      std::hypot((image.Line - seen.Line) * n.Line.Scale(), (image.Sample - seen.Sample) * n.Sample.Scale());
+  result.LastStep = end.Solved ? Norm(step[0], step[1]) : std::numeric_limits<double>::quiet_NaN();
+  double residual[2];
+  if (end.Converged) {
+    at.P += step[0];
+    at.L += step[1];
+    // What the step leaves is linear in it: its square, of some 1e-20, is far below the rounding.
+    for (std::size_t i = 0; i < 2; ++i) {
+      const double* const row = end.Step.Jacobian[i];
+      residual[i] = end.Step.Residual[i] - (row[0] * step[0] + row[1] * step[1]);
+    }
+  } else {
+    const TLineSample seen = Project(at.P, at.L, H);
+    residual[0] = image.Sample - seen.Sample;
+    residual[1] = image.Line - seen.Line;
+  }
+  result.Residual = Norm(residual[0] * n.Sample.Scale(), residual[1] * n.Line.Scale());
+  *lat = n.Latitude.Normalized2Initial(at.P);
+  *lon = n.Longitude.Normalized2Initial(at.L);
   return result;
 }
 

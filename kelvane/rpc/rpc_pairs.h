@@ -63,22 +63,18 @@ class TPairDerivatives {
 
   TPair Value() const { return numerator_ / denominator_; }
   TPair ByLatitude() const {
-    return ByQuotientRule(RPCByLatitude(ratio_.Numerators, terms_, Two, Three),
-                          RPCByLatitude(ratio_.Denominators, terms_, Two, Three));
+    return ByQuotientRule(RPCByLatitude(ratio_.Numerators, terms_),
+                          RPCByLatitude(ratio_.Denominators, terms_));
   }
   TPair ByLongitude() const {
-    return ByQuotientRule(RPCByLongitude(ratio_.Numerators, terms_, Two, Three),
-                          RPCByLongitude(ratio_.Denominators, terms_, Two, Three));
+    return ByQuotientRule(RPCByLongitude(ratio_.Numerators, terms_),
+                          RPCByLongitude(ratio_.Denominators, terms_));
   }
   TPair ByHeight() const {
-    return ByQuotientRule(RPCByHeight(ratio_.Numerators, terms_, Two, Three),
-                          RPCByHeight(ratio_.Denominators, terms_, Two, Three));
+    return ByQuotientRule(RPCByHeight(ratio_.Numerators, terms_), RPCByHeight(ratio_.Denominators, terms_));
   }
 
  private:
-  static constexpr TPair Two = {2.0, 2.0};
-  static constexpr TPair Three = {3.0, 3.0};
-
   TPair ByQuotientRule(TPair d_numerator, TPair d_denominator) const {
     return (denominator_ * d_numerator - numerator_ * d_denominator) / (denominator_ * denominator_);
   }

@@ -10,9 +10,9 @@ void CalculateRPCPolynomes(const double& P, const double& L, const double& H, co
   for (int i = 0; i < 4; ++i) {
     const double* const c = coefs[i];
     if (values != nullptr) values[i] = RPCValue(c, terms);
-    if (dP != nullptr) dP[i] = RPCByLatitude(c, terms, 2.0, 3.0);
-    if (dL != nullptr) dL[i] = RPCByLongitude(c, terms, 2.0, 3.0);
-    if (dH != nullptr) dH[i] = RPCByHeight(c, terms, 2.0, 3.0);
+    if (dP != nullptr) dP[i] = RPCByLatitude(c, terms);
+    if (dL != nullptr) dL[i] = RPCByLongitude(c, terms);
+    if (dH != nullptr) dH[i] = RPCByHeight(c, terms);
   }
 }
 

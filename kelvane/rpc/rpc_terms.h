@@ -44,25 +44,27 @@ inline auto RPCValue(const C& c, const TRPCTerms<V>& t) {
          c[14] * t.LLP + c[15] * t.PPP + c[16] * t.PHH + c[17] * t.LLH + c[18] * t.PPH + c[19] * t.HHH;
 }
 
+// In the derivatives, doubling a term or its coefficient gives the same bits: doubling is exact.
+
 /// Derivative by P.
 template <class V, class C>
-inline auto RPCByLatitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
-  return c[2] + c[4] * t.L + c[6] * t.H + two * c[8] * t.P + c[10] * t.LH + two * c[12] * t.LP +
-         c[14] * t.LL + three * c[15] * t.PP + c[16] * t.HH + two * c[18] * t.PH;
+inline auto RPCByLatitude(const C& c, const TRPCTerms<V>& t) {
+  return c[2] + c[4] * t.L + c[6] * t.H + c[8] * (t.P + t.P) + c[10] * t.LH + c[12] * (t.LP + t.LP) +
+         c[14] * t.LL + 3.0 * c[15] * t.PP + c[16] * t.HH + c[18] * (t.PH + t.PH);
 }
 
 /// Derivative by L.
 template <class V, class C>
-inline auto RPCByLongitude(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
-  return c[1] + c[4] * t.P + c[5] * t.H + two * c[7] * t.L + c[10] * t.PH + three * c[11] * t.LL +
-         c[12] * t.PP + c[13] * t.HH + two * c[14] * t.LP + two * c[17] * t.LH;
+inline auto RPCByLongitude(const C& c, const TRPCTerms<V>& t) {
+  return c[1] + c[4] * t.P + c[5] * t.H + c[7] * (t.L + t.L) + c[10] * t.PH + 3.0 * c[11] * t.LL +
+         c[12] * t.PP + c[13] * t.HH + c[14] * (t.LP + t.LP) + c[17] * (t.LH + t.LH);
 }
 
 /// Derivative by H.
 template <class V, class C>
-inline auto RPCByHeight(const C& c, const TRPCTerms<V>& t, const V& two, const V& three) {
-  return c[3] + c[5] * t.L + c[6] * t.P + two * c[9] * t.H + c[10] * t.LP + two * c[13] * t.LH +
-         two * c[16] * t.PH + c[17] * t.LL + c[18] * t.PP + three * c[19] * t.HH;
+inline auto RPCByHeight(const C& c, const TRPCTerms<V>& t) {
+  return c[3] + c[5] * t.L + c[6] * t.P + c[9] * (t.H + t.H) + c[10] * t.LP + c[13] * (t.LH + t.LH) +
+         c[16] * (t.PH + t.PH) + c[17] * t.LL + c[18] * t.PP + 3.0 * c[19] * t.HH;
 }
 
 }  // namespace SatCommonUtils
