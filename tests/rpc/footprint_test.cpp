@@ -1,10 +1,10 @@
 #include "kelvane/rpc/footprint.h"
-#include "kelvane/rpc/model_difference.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "kelvane/rpc/model_difference.h"
 #include "tests/support/records.h"
 
 namespace {
@@ -22,6 +22,15 @@ TEST(Footprint, CornersProjectToTheImagesCorners) {
     EXPECT_NEAR(static_cast<double>(seen.line), data.LineOffset + signs[i][0] * data.LineScale, 1e-6);
     EXPECT_NEAR(static_cast<double>(seen.sample), data.SampleOffset + signs[i][1] * data.SampleScale, 1e-6);
   }
+}
+
+TEST(Footprint, LongitudesStayWithinHalfATurn) {
+  TRPCData data = test::SampleRecord("worldview3.RPB");
+  data.LongitudeOffset = 180.0;
+  std::array<TGroundPosition, 4> corners;
+  ASSERT_TRUE(CalculateFootprint(TRPC(data, nullptr), &corners));
+  EXPECT_NEAR(corners[0].Longitude, 179.98, 0.01);
+  EXPECT_NEAR(corners[1].Longitude, -179.98, 0.01);
 }
 
 TEST(Footprint, PixelSizeOnTheGround) {
@@ -44,9 +53,11 @@ TEST(Footprint, AModelWithoutGroundSaysSo) {
   EXPECT_FALSE(CalculateGroundSampleDistance(TRPC(data, nullptr), &distance));
   data.LineNum[2] = std::nan("");
   EXPECT_FALSE(CalculateFootprint(TRPC(data, nullptr), &corners));
+  EXPECT_FALSE(CalculateFootprint(TRPC(), &corners));
+  EXPECT_FALSE(CalculateGroundSampleDistance(TRPC(), &distance));
 }
 
-TEST(Footprint, DifferenceOfTwoModels) {
+TEST(ModelDifference, IsTheLargestWithinTheImage) {
   const TRPCData data = test::SampleRecord("worldview3.RPB");
   TRPCData moved = data;
   moved.LineOffset += 3.0;
@@ -54,6 +65,14 @@ TEST(Footprint, DifferenceOfTwoModels) {
   const TRPC model(data, nullptr);
   EXPECT_EQ(CalculateMaxImageDifference(model, model), 0.0);
   EXPECT_NEAR(CalculateMaxImageDifference(model, TRPC(moved, nullptr)), 5.0, 1e-9);
+  // Far above the image the two differ more, but nobody looks there.
+  TRPCData identity = test::IdentityRecord();
+  identity.LineScale = 0.5;
+  identity.LineNum[2] = 2.0;
+  TRPCData bent = identity;
+  bent.LineNum[15] = 1.0;
+  EXPECT_NEAR(CalculateMaxImageDifference(TRPC(identity, nullptr), TRPC(bent, nullptr)),
+              0.4 * 0.4 * 0.4 * 0.5, 1e-12);
   moved.LineNum[0] = std::nan("");
   EXPECT_TRUE(std::isnan(CalculateMaxImageDifference(model, TRPC(moved, nullptr))));
 }

@@ -31,19 +31,10 @@ TRPC LoadedModel() {
   return TRPC(test::NumberedRecord(), &margin);
 }
 
-/// A record of a real sensor from the samples.
-TRPCData RealRecord(const std::string& name) {
-  if (name.back() == 'B') return test::SampleRecord(name);
-  TKaXIniStreamReader reader = test::XmlReader(test::FileText(test::SamplePath(name)));
-  TRPCData data;
-  data.InitializeFromXML(&reader);
-  return data;
-}
-
 class RealModel : public testing::TestWithParam<const char*> {};
 
 TEST_P(RealModel, ProjectsAsAnIndependentEvaluationDoes) {
-  const TRPCData data = RealRecord(GetParam());
+  const TRPCData data = test::SampleRecord(GetParam());
   ASSERT_TRUE(data);
   const TRPC model(data, nullptr);
   std::mt19937_64 random(1);
@@ -62,7 +53,7 @@ TEST_P(RealModel, ProjectsAsAnIndependentEvaluationDoes) {
 }
 
 TEST_P(RealModel, DerivativesAreThoseOfTheProjection) {
-  const TRPCData data = RealRecord(GetParam());
+  const TRPCData data = test::SampleRecord(GetParam());
   const TRPC model(data, nullptr);
   std::mt19937_64 random(2);
   std::uniform_real_distribution<double> around(-1.0, 1.0);
@@ -133,7 +124,7 @@ TEST(RpcPolynomials, EachCoefficientHasItsTerm) {
 }
 
 TEST(Rpc, TheModelsArithmeticIsThatOfThePolynomials) {
-  const TRPCData data = RealRecord("worldview3.RPB");
+  const TRPCData data = test::SampleRecord("worldview3.RPB");
   const TRPC model(data, nullptr);
   const double* const table[] = {data.LineNum, data.LineDenom, data.SampleNum, data.SampleDenom};
   std::mt19937_64 random(3);

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <string>
 
+#include "kelvane/module/host/ini.h"
 #include "kelvane/rpc/rpc_data.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 
@@ -50,12 +51,26 @@ inline std::string FileText(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// The record of a sample in RPB.
+/// The record of a sample, in RPB or XML.
 inline SatCommonUtils::TRPCData SampleRecord(const std::string& name) {
   SatCommonUtils::TRPCData data;
-  double bias = 0.0;
-  double rand = 0.0;
-  data.InitializeFromRPBFile(SamplePath(name), &bias, &rand);
+  if (name.back() == 'B') {
+    double bias = 0.0;
+    double rand = 0.0;
+    data.InitializeFromRPBFile(SamplePath(name), &bias, &rand);
+  } else {
+    TKaXIniStreamReader reader(new_a<TKaStringStream>(FileText(SamplePath(name))), true, nullptr);
+    data.InitializeFromXML(&reader);
+  }
+  return data;
+}
+
+/// The same model with the latitude counted downwards: what is odd in P changes its sign.
+inline SatCommonUtils::TRPCData WithNegativeLatitudeScale(SatCommonUtils::TRPCData data) {
+  data.LatitudeScale = -data.LatitudeScale;
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
+    for (const int k : {2, 4, 6, 10, 14, 15, 16}) (data.*set.Values)[k] *= -1.0;
+  }
   return data;
 }
 

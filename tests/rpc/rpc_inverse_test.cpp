@@ -1,0 +1,285 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kelvane/numeric/linear_solvers.h"
+#include "kelvane/numeric/normal_equations.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_polynomials.h"
+#include "tests/support/allocations.h"
+#include "tests/support/records.h"
+
+namespace {
+
+using namespace SatCommonUtils;
+
+struct Ground {
+  double lat, lon, h;
+};
+
+struct Image {
+  double line, sample;
+};
+
+Image Project(const TRPC& model, const Ground& ground) {
+  Image image{};
+  model.CalculateLineSample(ground.lat, ground.lon, ground.h, &image.line, &image.sample, nullptr, nullptr);
+  return image;
+}
+
+/// Points spread through the normalised cube, its corners among them.
+std::vector<Ground> PointsInCube(const TRPCData& data, int count) {
+  std::mt19937_64 random(20261121);
+  std::uniform_real_distribution<double> in_cube(-1.0, 1.0);
+  std::vector<Ground> points;
+  for (int i = 0; i < count; ++i) {
+    const auto place = [&](int bit) { return i < 8 ? ((i >> bit & 1) != 0 ? 1.0 : -1.0) : in_cube(random); };
+    points.push_back({data.LatitudeOffset + data.LatitudeScale * place(0),
+                      data.LongitudeOffset + data.LongitudeScale * place(1),
+                      data.HeightOffset + data.HeightScale * place(2)});
+  }
+  return points;
+}
+
+class RealInverse : public testing::TestWithParam<const char*> {
+ protected:
+  void ExpectRoundTrips(const TRPCData& data) {
+    const TRPC model(data, nullptr);
+    for (const Ground& ground : PointsInCube(data, 20000)) {
+      const Image image = Project(model, ground);
+      Ground back{0.0, 0.0, ground.h};
+      ASSERT_TRUE(model.CalculateLatLon(image.line, image.sample, ground.h, &back.lat, &back.lon));
+      Image seen = Project(model, back);
+      ASSERT_NEAR(seen.line, image.line, TRPCInverse::RoundTripBound);
+      ASSERT_NEAR(seen.sample, image.sample, TRPCInverse::RoundTripBound);
+      const TRPCInverse inverse = model.SolveLatLon(image.line, image.sample, ground.h, &back.lat, &back.lon);
+      seen = Project(model, back);
+      ASSERT_NEAR(seen.line, image.line, TRPCInverse::SolvedRoundTripBound);
+      ASSERT_NEAR(seen.sample, image.sample, TRPCInverse::SolvedRoundTripBound);
+      ASSERT_TRUE(inverse.Converged);
+      ASSERT_LE(inverse.LastStep, TRPCInverse::StepTolerance);
+      ASSERT_LE(inverse.Residual, TRPCInverse::SolvedRoundTripBound);
+      ASSERT_GT(inverse.Iterations, 1);
+    }
+  }
+};
+
+TEST_P(RealInverse, ImageOfTheAnswerIsThePoint) {
+  ExpectRoundTrips(test::SampleRecord(GetParam()));
+  ExpectRoundTrips(test::WithNegativeLatitudeScale(test::SampleRecord(GetParam())));
+}
+
+/// The iteration written out with the general solvers: the model's must give the same bits.
+bool ReferenceInverse(const TRPC& model, const TRPCData& data, double line, double sample, double h,
+                      double* lat, double* lon) {
+  model.CalculateLatLonApproximately(line * data.LineScale + data.LineOffset,
+                                     sample * data.SampleScale + data.SampleOffset,
+                                     h * data.HeightScale + data.HeightOffset, lat, lon);
+  *lat = (*lat - data.LatitudeOffset) / data.LatitudeScale;
+  *lon = (*lon - data.LongitudeOffset) / data.LongitudeScale;
+  const double* const coefs[] = {data.LineNum, data.LineDenom, data.SampleNum, data.SampleDenom};
+  const TVector weights(2, std::vector<double>(2, 1.0).data());
+  for (int i = 0; i < 10; ++i) {
+    double v[4];
+    double by[2][4];
+    CalculateRPCPolynomes(*lat, *lon, h, coefs, v, by[0], by[1], nullptr);
+    TMatrix jacobian(2, 2);
+    TVector residual(2);
+    for (std::size_t row = 0; row < 2; ++row) {
+      const std::size_t n = row == 0 ? 2 : 0;  // the sample first
+      for (std::size_t x = 0; x < 2; ++x) {
+        jacobian.SetElement(x, row, (v[n + 1] * by[x][n] - v[n] * by[x][n + 1]) / (v[n + 1] * v[n + 1]));
+      }
+      residual[row] = (row == 0 ? sample : line) - v[n] / v[n + 1];
+    }
+    TMatrix normal(2, 2);
+    TVector free;
+    TVector step(2);
+    NormalEquationsMatrix(jacobian, weights, &normal);
+    NormalEquationsFreeTerm(jacobian, residual, weights, &free);
+    if (!Cholesky(normal, free, step)) return false;
+    if (step.Norma() <= 1e-10) return true;
+    *lat += step[0];
+    *lon += step[1];
+  }
+  return true;
+}
+
+TEST_P(RealInverse, HasTheBitsOfTheGeneralSolvers) {
+  const TRPCData data = test::SampleRecord(GetParam());
+  const TRPC model(data, nullptr);
+  std::mt19937_64 random(3);
+  // Far outside the cube too, where the iteration wanders or fails.
+  std::uniform_real_distribution<double> around(-40.0, 40.0);
+  int failed = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const double reach = i % 3 == 0 ? 1.0 : 1.0 / 40.0;
+    const double line = around(random) * reach;
+    const double sample = around(random) * reach;
+    const double h = around(random) * reach;
+    double lat = 7.0;
+    double lon = 7.0;
+    double expected_lat = 0.0;
+    double expected_lon = 0.0;
+    const bool expected = ReferenceInverse(model, data, line, sample, h, &expected_lat, &expected_lon);
+    ASSERT_EQ(model.CalculateLatLonNormalized(line, sample, h, &lat, &lon), expected);
+    ASSERT_TRUE(lat == expected_lat || (std::isnan(lat) && std::isnan(expected_lat))) << i;
+    ASSERT_TRUE(lon == expected_lon || (std::isnan(lon) && std::isnan(expected_lon))) << i;
+    failed += expected ? 0 : 1;
+    // What claims a small residual has one.
+    Ground ground{0.0, 0.0, data.HeightOffset + h * data.HeightScale};
+    const Image image = {data.LineOffset + line * data.LineScale,
+                         data.SampleOffset + sample * data.SampleScale};
+    const TRPCInverse inverse =
+        model.SolveLatLon(image.line, image.sample, ground.h, &ground.lat, &ground.lon);
+    if (inverse.Residual <= 1e-3) {
+      const Image seen = Project(model, ground);
+      ASSERT_LE(std::hypot(seen.line - image.line, seen.sample - image.sample), 2e-3) << i;
+    }
+  }
+  EXPECT_LT(failed, 3000);
+}
+
+TEST_P(RealInverse, AllocatesNothing) {
+  const TRPCData data = test::SampleRecord(GetParam());
+  const TRPC model(data, nullptr);
+  model.EnsureApproximation();
+  const std::vector<Ground> points = PointsInCube(data, 10000);
+  double sum = 0.0;
+  const long before = test::AllocationCount();
+  for (const Ground& ground : points) {
+    double by_line[3];
+    double by_sample[3];
+    Image image{};
+    Ground back{};
+    model.CalculateLineSample(ground.lat, ground.lon, ground.h, &image.line, &image.sample, by_line,
+                              by_sample);
+    model.CalculateLatLon(image.line, image.sample, ground.h, &back.lat, &back.lon);
+    sum += back.lat + model.SolveLatLon(image.line, image.sample, ground.h, &back.lat, &back.lon).Residual;
+  }
+  EXPECT_EQ(test::AllocationCount(), before);
+  EXPECT_TRUE(std::isfinite(sum));
+  const std::vector<int> counted(1);
+  EXPECT_GT(test::AllocationCount(), before) << "nothing is counted";
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, RealInverse,
+                         testing::Values("worldview3.RPB", "pleiades_1.xml", "pleiades_2.xml"));
+
+/// A model that notes what it is asked, and answers as it is told.
+class WatchedModel : public TRPC {
+ public:
+  using TRPC::TRPC;
+  void CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
+                           double* sample, double* dLine, double* dSample) const override {
+    EXPECT_TRUE(dLine == nullptr && dSample == nullptr);
+    asked.push_back({lat, lon, h});
+    *line = bend * lat * lat * lat + 2.0 * lat - lon;
+    *sample = bend * lon * lon * lon + lat + 3.0 * lon + 0.5 * h;
+  }
+  double bend = 0.0;
+  mutable std::vector<Ground> asked;
+};
+
+TEST(RpcApproximation, IsFittedToAGridOfTheModelsOwnProjection) {
+  TRPCData data = test::IdentityRecord();
+  data.HeightOffset = 100.0;
+  data.HeightScale = 10.0;
+  const WatchedModel model(data, nullptr);
+  ASSERT_TRUE(model.EnsureApproximation());
+  ASSERT_EQ(model.asked.size(), 125U);
+  const double nodes[] = {-1.0, -0.6, -0.2, 0.2, 0.6};
+  for (std::size_t i = 0; i < 125; ++i) {
+    EXPECT_NEAR(model.asked[i].lat, nodes[i / 25], 1e-15);
+    EXPECT_NEAR(model.asked[i].lon, nodes[i / 5 % 5], 1e-15);
+    EXPECT_NEAR(model.asked[i].h, 100.0 + 10.0 * nodes[i % 5], 1e-12);
+  }
+  double groups[4][4];
+  ASSERT_TRUE(model.GetApproximation(groups[0], groups[1], groups[2], groups[3]));
+  EXPECT_EQ(model.asked.size(), 125U) << "made once";
+  const double expected[4][4] = {{2, -1, 0, 0}, {0, 0, 0, 1}, {1, 3, 0.5, 0}, {0, 0, 0, 1}};
+  for (std::size_t g = 0; g < 4; ++g) {
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(groups[g][i], expected[g][i], 1e-9) << g << ' ' << i;
+  }
+  double line = 0.0;
+  double sample = 0.0;
+  model.CalculateLineSampleApproximately(5.0, 7.0, 11.0, &line, &sample);
+  EXPECT_NEAR(line, 3.0, 1e-6);
+  EXPECT_NEAR(sample, 31.5, 1e-6);
+  double lat = 0.0;
+  double lon = 0.0;
+  model.CalculateLatLonApproximately(3.0, 31.5, 11.0, &lat, &lon);
+  EXPECT_NEAR(lat, 5.0, 1e-6);
+  EXPECT_NEAR(lon, 7.0, 1e-6);
+}
+
+TEST(RpcApproximation, GivesUpFractionsThatMissByAThousandPixels) {
+  WatchedModel model(test::IdentityRecord(), nullptr);
+  model.bend = 1e5;
+  double groups[4][4];
+  ASSERT_TRUE(model.GetApproximation(groups[0], groups[1], groups[2], groups[3]));
+  for (const std::size_t g : {1U, 3U}) {
+    EXPECT_EQ(std::vector<double>(groups[g], groups[g] + 4), (std::vector<double>{0, 0, 0, 1}));
+  }
+  EXPECT_GT(groups[0][0], 1e4);
+  for (const int n : {1, 0, -3}) {
+    try {
+      model.CreateApproximation(n);
+      FAIL() << n;
+    } catch (const char* text) {
+      EXPECT_STREQ(text, "TOverdefinedLinearSystem::TOverdefinedLinearSystem(const TMatrix&,const TVector&)");
+    }
+  }
+  model.asked.clear();
+  EXPECT_TRUE(model.EnsureApproximation());
+  EXPECT_EQ(model.asked.size(), 125U) << "what failed leaves none";
+}
+
+TEST(RpcInverse, ExactForAnAffineModel) {
+  TRPCData data = test::IdentityRecord();
+  data.LineNum[1] = 0.25;
+  data.SampleNum[3] = -0.5;
+  const TRPC model(data, nullptr);
+  double lat = 0.0;
+  double lon = 0.0;
+  EXPECT_TRUE(model.CalculateLatLon(0.5 + 0.25 * 0.75, 0.75 - 0.5 * 0.25, 0.25, &lat, &lon));
+  EXPECT_NEAR(lat, 0.5, 1e-14);
+  EXPECT_NEAR(lon, 0.75, 1e-14);
+}
+
+TEST(RpcInverse, SaysNoWhereThereIsNoAnswer) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const TRPCData data = test::SampleRecord("worldview3.RPB");
+  const TRPC model(data, nullptr);
+  const Ground ground = {data.LatitudeOffset, data.LongitudeOffset, data.HeightOffset};
+  const Image image = Project(model, ground);
+  for (const double bad : {std::nan(""), inf, -inf, 1e300}) {
+    for (int i = 0; i < 3; ++i) {
+      double p[] = {image.line, image.sample, ground.h};
+      p[i] = bad;
+      double lat = 0.0;
+      double lon = 0.0;
+      EXPECT_FALSE(model.SolveLatLon(p[0], p[1], p[2], &lat, &lon).Residual <= 1e-3) << bad << ' ' << i;
+      // Without an effect on the next.
+      EXPECT_LE(model.SolveLatLon(image.line, image.sample, ground.h, &lat, &lon).Residual, 1e-9);
+      EXPECT_NEAR(lat, ground.lat, 1e-12);
+    }
+  }
+  TRPCData flat = test::IdentityRecord();
+  flat.SampleNum[1] = 0.0;  // the sample is 0 everywhere
+  flat.LatitudeOffset = 5.0;
+  double lat = 0.0;
+  double lon = 0.0;
+  const TRPC without_ground(flat, nullptr);
+  EXPECT_FALSE(without_ground.CalculateLatLon(0.5, 0.5, 0.0, &lat, &lon));
+  EXPECT_FALSE(without_ground.SolveLatLon(0.5, 0.5, 0.0, &lat, &lon).Residual <= 1e-3);
+  flat = test::IdentityRecord();
+  flat.LineDenom[0] = 0.0;
+  EXPECT_FALSE(TRPC(flat, nullptr).CalculateLatLon(0.5, 0.5, 0.0, &lat, &lon));
+}
+
+}  // namespace

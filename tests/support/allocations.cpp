@@ -1,0 +1,22 @@
+#include "tests/support/allocations.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<long> count{0};
+
+}  // namespace
+
+long test::AllocationCount() { return count; }
+
+void* operator new(std::size_t size) {
+  ++count;
+  if (void* const memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
