@@ -1,6 +1,6 @@
 /// \file
 /// Where a model's image lies on the ground, and how large its pixels are there: what a person asks first
-/// of a model.
+/// of a model. Both functions make the model's approximation when it has none.
 #pragma once
 
 #include <array>
@@ -9,8 +9,6 @@
 #include "kelvane/rpc/rpc.h"
 
 namespace SatCommonUtils {
-
-// Both make the model's approximation when it has none.
 
 /// A ground point at a known height, in degrees.
 struct TGroundPosition {

@@ -37,7 +37,9 @@ struct TRPCInverse {
   bool Converged = false;  ///< a correction came within the tolerance
   int Iterations = 0;      ///< systems solved, 1 to 10
   double LastStep = 0.0;   ///< norm of the last correction, normalised; NaN when there was none
-  double Residual = 0.0;  ///< pixels between the given image point and that of the answer; NaN if it has none
+  /// Pixels between the given image point and that of the answer: what the last step leaves by its
+  /// linearised model where the iteration converged, else as projected. NaN when the answer has no image.
+  double Residual = 0.0;
 };
 
 /// A model is empty (after the default constructor, `Reset`, or a `SetRPCData` that threw) or loaded. An
@@ -100,10 +102,10 @@ class KELVANE_API TRPC {
   void CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                      double* sample, double* dLine, double* dSample) const;
 
-  /// The same iteration as `CalculateLatLon`, on this class's polynomials, with the last correction applied;
-  /// tells how it ended. The outputs are written in every case, with the last iterate where it did not
-  /// converge: the residual decides whether that is an answer. A model that several threads share must have
-  /// its approximation first.
+  /// The same iteration as `CalculateLatLon`, on this class's polynomials, with the last correction applied
+  /// and each step solved as the square system that it is; tells how it ended. The outputs are written in
+  /// every case, with the last iterate where it did not converge: the residual decides whether that is an
+  /// answer. A model that several threads share must have its approximation first.
   TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const;
   /// `CalculateLatLon` with all five values normalised. False also, with the outputs untouched, when there
   /// is no approximation and none can be made.
