@@ -241,10 +241,11 @@ ModelFile ReadModelFile(const std::string& path) {
     if (side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;
     std::string why_not;
     if (auto file = ReadIfModel(side_car, &why_not)) {
-      file->remarks.insert(file->remarks.begin(), path + ": the model is taken from " + side_car);
+      file->remarks.insert(file->remarks.begin(),
+                           std::string(path).append(": the model is taken from ").append(side_car));
       return std::move(*file);
     }
-    why += "; the side-car " + side_car + " " + why_not;
+    why.append("; the side-car ").append(side_car).append(" ").append(why_not);
   }
   const std::string stem = SatCommonUtils::CutFileExt(path);
   if (why.find("; the side-car") == std::string::npos) {
