@@ -80,6 +80,12 @@ bool InvertRows(const double* const* A, double* const* inverse, std::size_t n, i
   return true;
 }
 
+void SolveNormalRows(const double* const* normal, const double* free_term, double* x, std::size_t n) {
+  if (CholeskyRows(normal, free_term, x, n, nullptr)) return;
+  std::fill_n(x, n, 0.0);
+  GaussRows(normal, free_term, x, n);
+}
+
 bool LeastSquaresRows(const double* const* A, const double* l, const double* w, double* x, std::size_t n,
                       std::size_t m, int (*callback)()) {
   const TWatched proceed{callback};
@@ -92,9 +98,7 @@ bool LeastSquaresRows(const double* const* A, const double* l, const double* w, 
     MirrorRow(normal.Rows(), i, n);
     if (!proceed()) return false;
   }
-  if (CholeskyRows(normal.Rows(), free_term.data(), x, n, nullptr)) return true;
-  std::fill_n(x, n, 0.0);
-  GaussRows(normal.Rows(), free_term.data(), x, n);
+  SolveNormalRows(normal.Rows(), free_term.data(), x, n);
   return true;
 }
 

@@ -131,6 +131,13 @@ class KELVANE_API TRPC {
   void CalculateLatLonApproximately(const double& line, const double& sample, const double& h, double* lat,
                                     double* lon) const;
 
+  /// Estimates the inverse of the model (`EstimateInvertedRPC`) and keeps it, in place of one that it had;
+  /// false, and none is kept, when that fails. Not beside other calls on this model.
+  bool CreateInvertedRPC(int gridSteps) const;
+  /// The inverse that is kept, or an empty pointer: a model that takes (line, sample, height) for latitude,
+  /// longitude and height, and gives latitude as line, longitude as sample.
+  var_a<TRPC*> GetInvertedRPC() const;
+
   /// Sets the size of the raster, in pixels; false, unchanged, unless both are at least 1.
   bool SetRasterDims(int width, int height);
   /// The size of the raster; false, nothing written, when none is set. With a null pointer nothing is

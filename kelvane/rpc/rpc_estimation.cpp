@@ -1,0 +1,323 @@
+#include "kelvane/rpc/rpc_estimation.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <optional>
+
+#include "kelvane/module/host/runtime.h"
+#include "kelvane/numeric/linear_solvers.h"
+#include "kelvane/numeric/normalization.h"
+#include "kelvane/numeric/row_solvers.h"
+#include "kelvane/rpc/estimation_sums.h"
+#include "kelvane/rpc/rpc_terms.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+using TItem = TRPCEstimationDataItem;
+using TItems = std::vector<TItem>;
+
+constexpr std::size_t TermCount = TRPCData::CoefficientCount;
+/// Unknowns of a function of first order, and of one of third: its denominator begins with 1.
+constexpr std::size_t StartUnknowns = 7;
+constexpr std::size_t Unknowns = 2 * TermCount - 1;
+
+/// One of the two rational functions, line or sample.
+struct TFunction {
+  double TItem::*Observed = nullptr;
+  std::array<double, TermCount> Numerator = {};
+  std::array<double, TermCount> Denominator = {};
+  bool Finished = false;
+
+  double Value(const TRPCTerms<double>& terms, double* denominator) const {
+    *denominator = RPCValue(Denominator, terms);
+    return RPCValue(Numerator, terms) / *denominator;
+  }
+  /// `step` holds the 20 coefficients of the numerator, then the 19 free ones of the denominator.
+  void Move(const TVector& step, double sign) {
+    for (std::size_t k = 0; k < TermCount; ++k) Numerator[k] += sign * step.data[k];
+    for (std::size_t k = 1; k < TermCount; ++k) Denominator[k] += sign * step.data[TermCount + k - 1];
+  }
+  bool IsFinite() const {
+    const auto finite = [](double value) { return std::isfinite(value); };
+    return std::all_of(Numerator.begin(), Numerator.end(), finite) &&
+           std::all_of(Denominator.begin(), Denominator.end(), finite);
+  }
+};
+
+/// The caller's callbacks: so many calls of `cancel` are announced, then spread over the work.
+class TWatch {
+ public:
+  TWatch(void (*progress)(int), int (*cancel)()) : progress_(progress), cancel_(cancel) {}
+
+  void Begin(int calls, std::size_t work) {
+    if (progress_ != nullptr) progress_(calls);
+    calls_ = calls;
+    made_ = 0;
+    work_ = work;
+  }
+  /// False when the caller cancels.
+  bool Advance(std::size_t done) {
+    const auto due = static_cast<int>(static_cast<double>(calls_) * static_cast<double>(done) /
+                                      static_cast<double>(work_));
+    for (; made_ < due; ++made_) {
+      if (cancel_ != nullptr && cancel_() != 0) return false;
+    }
+    return true;
+  }
+
+ private:
+  void (*progress_)(int);
+  int (*cancel_)();
+  int calls_ = 0;
+  int made_ = 0;
+  std::size_t work_ = 1;
+};
+
+/// The five normalisations, in the order in which they are set up.
+struct TNormalization {
+  double TItem::*Value;
+  double TRPCData::*Offset;
+  double TRPCData::*Scale;
+  TLinearNormalization Map;
+};
+
+using TNormalizations = std::array<TNormalization, 5>;
+
+TNormalizations Normalizations() {
+  return {{{&TItem::Line, &TRPCData::LineOffset, &TRPCData::LineScale, {}},
+           {&TItem::Sample, &TRPCData::SampleOffset, &TRPCData::SampleScale, {}},
+           {&TItem::Latitude, &TRPCData::LatitudeOffset, &TRPCData::LatitudeScale, {}},
+           {&TItem::Longitude, &TRPCData::LongitudeOffset, &TRPCData::LongitudeScale, {}},
+           {&TItem::Height, &TRPCData::HeightOffset, &TRPCData::HeightScale, {}}}};
+}
+
+bool SetUp(const TItems& items, TNormalization* normalization) {
+  double least = std::numeric_limits<double>::max();
+  double most = -std::numeric_limits<double>::max();
+  for (const TItem& item : items) {
+    least = std::min(least, item.*normalization->Value);
+    most = std::max(most, item.*normalization->Value);
+  }
+  return normalization->Map.Reset(most, least, 1.0, -1.0);
+}
+
+TItems Normalized(const TItems& items, const TNormalizations& normalizations) {
+  TItems normalized = items;
+  for (TItem& item : normalized) {
+    for (const TNormalization& n : normalizations) item.*n.Value = n.Map.Initial2Normalized(item.*n.Value);
+  }
+  return normalized;
+}
+
+/// The monomials in the order of their coefficients.
+std::array<double, TermCount> Monomials(const TRPCTerms<double>& t) {
+  return {1.0,   t.L,   t.P,   t.H,   t.LP,  t.LH,  t.PH,  t.LL,  t.PP,  t.HH,
+          t.PLH, t.LLL, t.LPP, t.LHH, t.LLP, t.PPP, t.PHH, t.LLH, t.PPH, t.HHH};
+}
+
+TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitude, item.Height}; }
+
+/// A fit that goes on: the items, normalised, and the two functions as they stand.
+class TEstimation {
+ public:
+  TEstimation(const TItems& items, int threads, TWatch watch)
+      : items_(items), threads_(threads), watch_(watch) {
+    line_.Observed = &TItem::Line;
+    sample_.Observed = &TItem::Sample;
+  }
+
+  TFunction& Line() { return line_; }
+  TFunction& Sample() { return sample_; }
+
+  /// Fits the function of first order; false when cancelled.
+  bool Start(TFunction* function) {
+    auto sums = std::make_unique<TObservationSums<StartUnknowns + 1>>();
+    const auto fill = [&](std::size_t k, double* row) {
+      const TItem& item = items_[k];
+      const double v = item.*function->Observed;
+      const double values[] = {item.Latitude,      item.Longitude,      item.Height,      1.0,
+                               -v * item.Latitude, -v * item.Longitude, -v * item.Height, v};
+      std::copy(std::begin(values), std::end(values), row);
+    };
+    watch_.Begin(static_cast<int>(StartUnknowns), items_.size());
+    if (!SumUp(sums.get(), fill)) return false;
+    TScratchMatrix normal(StartUnknowns);
+    double free_term[StartUnknowns];
+    for (std::size_t i = 0; i < StartUnknowns; ++i) {
+      for (std::size_t j = 0; j < StartUnknowns; ++j) normal.Rows()[i][j] = (*sums)(i, j);
+      free_term[i] = (*sums)(i, StartUnknowns);
+    }
+    double x[StartUnknowns];
+    SolveNormalRows(normal.Rows(), free_term, x, StartUnknowns);
+    // Latitude, longitude and height stand in terms 2, 1 and 3.
+    function->Numerator[0] = x[3];
+    function->Denominator[0] = 1.0;
+    constexpr std::size_t TermOf[] = {2, 1, 3};
+    for (std::size_t i = 0; i < 3; ++i) {
+      function->Numerator[TermOf[i]] = x[i];
+      function->Denominator[TermOf[i]] = x[4 + i];
+    }
+    return true;
+  }
+
+  /// Finds the Gauss-Newton step of all coefficients of a function; false when cancelled, or when the normal
+  /// equations are singular.
+  bool FindStep(const TFunction& function, TVector* step) {
+    const auto fill = [&](std::size_t k, double* row) {
+      const TRPCTerms<double> terms = Terms(items_[k]);
+      const std::array<double, TermCount> monomials = Monomials(terms);
+      double denominator = 0.0;
+      const double value = function.Value(terms, &denominator);
+      for (std::size_t i = 0; i < TermCount; ++i) row[i] = monomials[i] / denominator;
+      for (std::size_t i = 1; i < TermCount; ++i)
+        row[TermCount + i - 1] = -value * monomials[i] / denominator;
+      row[Unknowns] = value - items_[k].*function.Observed;
+    };
+    watch_.Begin(static_cast<int>(2 * Unknowns), items_.size());
+    if (!SumUp(sums_.get(), fill)) return false;
+    TMatrix normal(Unknowns, Unknowns);
+    TVector free_term(Unknowns);
+    for (std::size_t i = 0; i < Unknowns; ++i) {
+      for (std::size_t j = 0; j < Unknowns; ++j) normal.rows[i].data[j] = (*sums_)(i, j);
+      free_term.data[i] = -(*sums_)(i, Unknowns);
+    }
+    step->Reset(Unknowns);
+    return Gauss(normal, free_term, *step) != 0.0;
+  }
+
+  /// Root mean square of the residuals.
+  double Rms(const TFunction& function) const {
+    double sum = 0.0;
+    for (const TItem& item : items_) {
+      double denominator = 0.0;
+      const double residual = function.Value(Terms(item), &denominator) - item.*function.Observed;
+      sum += residual * residual;
+    }
+    return std::sqrt(sum / static_cast<double>(items_.size()));
+  }
+
+ private:
+  template <std::size_t N, class Fill>
+  bool SumUp(TObservationSums<N>* sums, const Fill& fill) {
+    return sums->Sum(items_.size(), threads_, fill,
+                     [this](std::size_t done) { return watch_.Advance(done); });
+  }
+
+  const TItems& items_;
+  int threads_;
+  TWatch watch_;
+  TFunction line_;
+  TFunction sample_;
+  std::unique_ptr<TObservationSums<Unknowns + 1>> sums_ = std::make_unique<TObservationSums<Unknowns + 1>>();
+};
+
+/// Moves both functions together until neither moves any more.
+bool IterateTogether(TEstimation* estimation, TRPCEstimationReport* report) {
+  constexpr double SmallestStep = 1e-11;
+  TVector line_step;
+  TVector sample_step;
+  while (!report->Converged && report->Iterations < RPCEstimationMostIterations) {
+    if (!estimation->FindStep(estimation->Line(), &line_step) ||
+        !estimation->FindStep(estimation->Sample(), &sample_step)) {
+      return false;
+    }
+    estimation->Line().Move(line_step, 1.0);
+    estimation->Sample().Move(sample_step, 1.0);
+    ++report->Iterations;
+    report->Converged = line_step.Norma1() < SmallestStep && sample_step.Norma1() < SmallestStep;
+  }
+  return true;
+}
+
+/// One step of a function, taken back unless it lowers the residuals; false when there is no step.
+bool Improve(TEstimation* estimation, TFunction* function, double* rms) {
+  constexpr double SmallestImprovement = 1e-10;
+  TVector step;
+  if (!estimation->FindStep(*function, &step)) return false;
+  function->Move(step, 1.0);
+  const double before = *rms;
+  const double after = estimation->Rms(*function);
+  if (!(after < before)) {
+    function->Move(step, -1.0);
+    function->Finished = true;
+    return true;
+  }
+  *rms = after;
+  function->Finished = before - after < SmallestImprovement;
+  return true;
+}
+
+/// Moves each function until it gets no better.
+bool IterateApart(TEstimation* estimation, TRPCEstimationReport* report) {
+  TFunction* const functions[] = {&estimation->Line(), &estimation->Sample()};
+  double rms[] = {estimation->Rms(*functions[0]), estimation->Rms(*functions[1])};
+  while (!report->Converged && report->Iterations < RPCEstimationMostIterations) {
+    for (std::size_t i = 0; i < 2; ++i) {
+      if (!functions[i]->Finished && !Improve(estimation, functions[i], &rms[i])) return false;
+    }
+    ++report->Iterations;
+    report->Converged = functions[0]->Finished && functions[1]->Finished;
+  }
+  return true;
+}
+
+template <class Iterate>
+bool Estimate(const TRPCEstimationDataSet& data, TRPCData* rpc, int threads, TWatch watch, Iterate iterate,
+              TRPCEstimationReport* report) {
+  *report = TRPCEstimationReport();
+  if (data.Items.size() < RPCEstimationLeastItems) return false;
+  TNormalizations normalizations = Normalizations();
+  TItems working;
+  if (!data.Normalized) {
+    for (TNormalization& normalization : normalizations) {
+      if (!SetUp(data.Items, &normalization)) return false;
+    }
+    working = Normalized(data.Items, normalizations);
+  }
+  TEstimation estimation(data.Normalized ? data.Items : working, threads, watch);
+  const TFunction& line = estimation.Line();
+  const TFunction& sample = estimation.Sample();
+  if (!estimation.Start(&estimation.Line()) || !estimation.Start(&estimation.Sample()) ||
+      !iterate(&estimation, report) || !line.IsFinite() || !sample.IsFinite()) {
+    return false;
+  }
+  std::copy(line.Numerator.begin(), line.Numerator.end(), rpc->LineNum);
+  std::copy(line.Denominator.begin(), line.Denominator.end(), rpc->LineDenom);
+  std::copy(sample.Numerator.begin(), sample.Numerator.end(), rpc->SampleNum);
+  std::copy(sample.Denominator.begin(), sample.Denominator.end(), rpc->SampleDenom);
+  if (!data.Normalized) {
+    for (const TNormalization& normalization : normalizations) {
+      rpc->*normalization.Offset = normalization.Map.Offset();
+      rpc->*normalization.Scale = normalization.Map.Scale();
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, TRPCEstimationReport* report) {
+  return Estimate(data, rpc, 1, TWatch(nullptr, nullptr), IterateTogether, report);
+}
+
+bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc) {
+  TRPCEstimationReport report;
+  return EstimateRPC(data, rpc, &report);
+}
+
+bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int), int (*cancel)(),
+                 TRPCEstimationReport* report) {
+  return Estimate(data, rpc, KaGetThreadsCount(), TWatch(progress, cancel), IterateApart, report);
+}
+
+bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int), int (*cancel)()) {
+  TRPCEstimationReport report;
+  return EstimateRPC(data, rpc, progress, cancel, &report);
+}
+
+}  // namespace SatCommonUtils
