@@ -4,32 +4,21 @@
 
 namespace app {
 
-namespace {
-
-constexpr double Turn = 360.0;
-constexpr double Reach = 10.0;
-
-}  // namespace
-
-double InModelsTurn(double longitude, const SatCommonUtils::TRPCData& model) {
-  const double turns = std::round((longitude - model.LongitudeOffset) / Turn);
-  return turns == 0.0 ? longitude : longitude - turns * Turn;
-}
-
-double WithinHalfTurn(double longitude) {
-  const double within = std::remainder(longitude, Turn);
-  return within == -Turn / 2.0 ? -within : within;
-}
-
-const char* OutOfReach(double latitude, double longitude, const SatCommonUtils::TRPCData& model) {
-  const auto is_in_reach = [](double value, double offset, double scale) {
-    return std::fabs(value - offset) <= Reach * std::fabs(scale);
+const char* OutOfReach(double latitude, double longitude, double height,
+                       const SatCommonUtils::TRPCData& model) {
+  constexpr double Reach = 10.0;
+  constexpr double HeightReach = 100.0;
+  const auto is_in_reach = [](double value, double offset, double scale, double reach) {
+    return std::fabs(value - offset) <= reach * std::fabs(scale);
   };
-  if (!is_in_reach(latitude, model.LatitudeOffset, model.LatitudeScale)) {
+  if (!is_in_reach(latitude, model.LatitudeOffset, model.LatitudeScale, Reach)) {
     return "the latitude is out of the model's reach";
   }
-  if (!is_in_reach(longitude, model.LongitudeOffset, model.LongitudeScale)) {
+  if (!is_in_reach(longitude, model.LongitudeOffset, model.LongitudeScale, Reach)) {
     return "the longitude is out of the model's reach";
+  }
+  if (!is_in_reach(height, model.HeightOffset, model.HeightScale, HeightReach)) {
+    return "the height is out of the model's reach";
   }
   return nullptr;
 }

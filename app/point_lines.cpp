@@ -49,7 +49,8 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
       }
       continue;
     }
-    if (may_be_absent) {
+    double ignored = 0.0;
+    if (may_be_absent && KaScanNumber(column, &ignored) == 0) {
       numbers[i] = *options.height;
       if (column.empty()) *line = rest;
       continue;

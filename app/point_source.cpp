@@ -57,7 +57,7 @@ void PointSource::ReadUntil(std::size_t goal) {
 std::optional<std::string_view> PointSource::NextLines(std::size_t wanted) {
   DropGiven();
   while (open_ && given_ == 0) {
-    if (held_ == LongestLine) throw Problem(name_ + ": a line is longer than 16 MiB");
+    if (held_ == LongestLine) throw Problem(name_ + ": a line of 16 MiB or more");
     const std::size_t before = held_;
     ReadUntil(std::min(std::max(wanted, held_ + 1), LongestLine));
     // What was held before is the beginning of a line.

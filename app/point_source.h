@@ -14,7 +14,7 @@ namespace app {
 
 class PointSource {
  public:
-  /// A line with its end; also the most that is held at once.
+  /// No line may be as long; also the most that is held at once.
   static constexpr std::size_t LongestLine = std::size_t{16} << 20;
 
   /// "-" is standard input. Throws `Problem` when the file cannot be read.
@@ -28,7 +28,7 @@ class PointSource {
   /// The next lines, about `wanted` bytes of them when so many are there, else as many as there are:
   /// points that somebody types, or that another program asks about, are answered as they come. The last
   /// line may have no end; nothing behind it. Valid until the next call. Throws `Problem` when a line is
-  /// longer than `LongestLine`, whatever is wanted, or when reading fails.
+  /// as long as `LongestLine`, whatever is wanted, or when reading fails.
   std::optional<std::string_view> NextLines(std::size_t wanted);
 
  private:

@@ -36,6 +36,8 @@ struct Derived {
 Derived Derive(const ModelFile& file) {
   Derived derived;
   if (!file.model) return derived;
+  // One that a file brought may be that of another model.
+  file.model->CreateApproximation(SatCommonUtils::TRPC::ApproximationNodes);
   std::array<SatCommonUtils::TGroundPosition, 4> footprint;
   if (CalculateFootprint(*file.model, &footprint)) derived.footprint = footprint;
   SatCommonUtils::TGroundSampleDistance distance;
@@ -104,6 +106,7 @@ void PrintText(const ModelFile& file, const Derived& derived) {
       PrintValue(RefinementKeys[i], (*file.refinement)[i], "");
     }
   }
+  if (file.model && !derived.footprint) std::printf("\nno ground found for the corners of the image\n");
   if (derived.distance) {
     std::printf("\npixel on the ground: %.3f m from line to line, %.3f m from sample to sample\n",
                 derived.distance->Line, derived.distance->Sample);

@@ -1,10 +1,13 @@
+#include <cmath>
 #include <memory>
+#include <string>
 
 #include "app/commands/commands.h"
 #include "app/ground_points.h"
 #include "app/model_file.h"
 #include "app/number_format.h"
 #include "app/problem.h"
+#include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc.h"
 
 namespace app {
@@ -16,8 +19,11 @@ struct LocateOptions {
   PointOptions points;
 };
 
-/// Pixels by which the image of an answer may miss the point that was asked about.
-constexpr double LargestResidual = 1e-3;
+std::string NoGroundPoint(const SatCommonUtils::TRPCInverse& inverse) {
+  if (std::isnan(inverse.Residual)) return "the model gives no number here";
+  return "no ground point found: the image of the nearest is off by " + ShortestNumber(inverse.Residual) +
+         " pixels";
+}
 
 int Locate(const LocateOptions& options) {
   const ModelFile file = ReadModelFile(options.model);
@@ -25,8 +31,9 @@ int Locate(const LocateOptions& options) {
   PrintRemarks(file.remarks, options.points.quiet);
   const bool xy = options.points.xy;
   const double shift = options.points.PixelShift();
-  // The threads share the model, so it must have its approximation first.
-  model.EnsureApproximation();
+  // The threads share the model, so it must have its approximation first; one that a file brought may be
+  // that of another model.
+  model.CreateApproximation(SatCommonUtils::TRPC::ApproximationNodes);
 
   PointJob job;
   job.columns = 3;
@@ -38,17 +45,16 @@ int Locate(const LocateOptions& options) {
     double lat = 0.0;
     double lon = 0.0;
     const SatCommonUtils::TRPCInverse inverse = model.SolveLatLon(line, sample, numbers[2], &lat, &lon);
-    if (!(inverse.Residual <= LargestResidual)) {
-      *why = "no ground point found: after " + std::to_string(inverse.Iterations) +
-             " iterations its image is off by " + ShortestNumber(inverse.Residual) + " pixels";
+    if (!inverse.IsAnswer()) {
+      *why = NoGroundPoint(inverse);
       return false;
     }
-    if (const char* const reason = OutOfReach(lat, lon, file.data)) {
+    if (const char* const reason = OutOfReach(lat, lon, numbers[2], file.data)) {
       *why = reason;
       return false;
     }
     answer[xy ? 1 : 0] = lat;
-    answer[xy ? 0 : 1] = WithinHalfTurn(lon);
+    answer[xy ? 0 : 1] = SatCommonUtils::WithinHalfTurn(lon);
     return true;
   };
   return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;

@@ -1,5 +1,5 @@
 /// \file
-/// Normal equations of a weighted least-squares system (internal), written once for every form of it.
+/// Normal equations of a weighted least-squares system (internal), as the solvers sum them.
 #pragma once
 
 #include <cstddef>

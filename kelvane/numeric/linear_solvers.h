@@ -30,7 +30,7 @@ constexpr double CholeskyResidualBound(std::size_t n) {
   return 2.0 * (static_cast<double>(n) + 1.0) * std::numeric_limits<double>::epsilon();
 }
 
-/// Solves A·x = b for n = `b.Size()` equations by Gaussian elimination with partial pivoting, in place: the
+/// Solves A·x = b for n = `b.size` equations by Gaussian elimination with partial pivoting, in place: the
 /// first n rows of `A` are left upper triangular and in pivot order (what stands left of the diagonal is
 /// rounding), `b` likewise. `x` holds at least n elements. Returns the determinant; 0.0, with `x` not
 /// written, when it is 0.0 exactly or a pivot column is all zeros. There is no tolerance, and a NaN is not

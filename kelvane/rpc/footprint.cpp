@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "kelvane/geometry/longitude.h"
+
 namespace SatCommonUtils {
 
 namespace {
@@ -9,16 +11,6 @@ namespace {
 constexpr double Wgs84SemiMajorAxis = 6378137.0;                  // metres
 constexpr double Wgs84EccentricitySquared = 6.69437999014132e-3;  // from 1/f = 298.257223563
 constexpr double RadiansPerDegree = 0.017453292519943295;
-
-/// A billionth of a pixel or so is what rounding leaves; a thousandth is no answer any more.
-constexpr double LargestResidual = 1e-3;
-
-/// The same meridian in (-180, 180].
-double WithinHalfTurn(double longitude) {
-  constexpr double Turn = 360.0;
-  const double within = std::remainder(longitude, Turn);
-  return within == -Turn / 2.0 ? -within : within;
-}
 
 }  // namespace
 
@@ -33,7 +25,7 @@ bool CalculateFootprint(const TRPC& model, std::array<TGroundPosition, 4>* corne
     const double sample = Corners[i][1] * data.SampleScale + data.SampleOffset;
     const TRPCInverse inverse =
         model.SolveLatLon(line, sample, data.HeightOffset, &found[i].Latitude, &found[i].Longitude);
-    if (!(inverse.Residual <= LargestResidual)) return false;
+    if (!inverse.IsAnswer()) return false;
     found[i].Longitude = WithinHalfTurn(found[i].Longitude);
   }
   *corners = found;
@@ -48,7 +40,7 @@ bool CalculateGroundSampleDistance(const TRPC& model, TGroundSampleDistance* dis
   double lon = 0.0;
   const TRPCInverse inverse =
       model.SolveLatLon(data.LineOffset, data.SampleOffset, data.HeightOffset, &lat, &lon);
-  if (!(inverse.Residual <= LargestResidual)) return false;
+  if (!inverse.IsAnswer()) return false;
   double line = 0.0;
   double sample = 0.0;
   double line_by[3];

@@ -5,6 +5,13 @@
 
 namespace SatCommonUtils {
 
+namespace {
+
+/// Equal infinities are not apart.
+double Apart(double a, double b) { return a == b ? 0.0 : std::fabs(a - b); }
+
+}  // namespace
+
 double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
   constexpr int Steps = 10;
   TRPCData data;
@@ -24,8 +31,10 @@ double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
         double sample_b = 0.0;
         a.CalculateLineSample(lat, lon, h, &line_a, &sample_a, nullptr, nullptr);
         b.CalculateLineSample(lat, lon, h, &line_b, &sample_b, nullptr, nullptr);
-        const double difference = std::hypot(line_a - line_b, sample_a - sample_b);
-        if (std::isnan(difference)) return difference;
+        const double by_line = Apart(line_a, line_b);
+        const double by_sample = Apart(sample_a, sample_b);
+        if (std::isnan(by_line + by_sample)) return by_line + by_sample;
+        const double difference = std::hypot(by_line, by_sample);
         anywhere = std::max(anywhere, difference);
         if (std::fabs(line_a - data.LineOffset) <= std::fabs(data.LineScale) &&
             std::fabs(sample_a - data.SampleOffset) <= std::fabs(data.SampleScale)) {

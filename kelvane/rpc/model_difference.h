@@ -9,7 +9,8 @@ namespace SatCommonUtils {
 
 /// The largest distance in pixels between the projections of one ground point by two models, over a grid
 /// of 11 nodes an axis that fills the normalised ground cube of `a`. Only nodes that `a` sees within its
-/// image count, where it sees any; elsewhere a model promises nothing. NaN when a projection is NaN.
+/// image count, where it sees any; elsewhere a model promises nothing. NaN when a projection is NaN. Both
+/// must be loaded.
 KELVANE_API double CalculateMaxImageDifference(const TRPC& a, const TRPC& b);
 
 }  // namespace SatCommonUtils

@@ -23,7 +23,8 @@ struct TPairRatio;
 
 /// How an inverse projection ended, and what inverse projections promise. The bounds hold for image points
 /// whose ground lies in the model's normalised cube (P, L and H from -1 to 1), where the model can be
-/// inverted at all.
+/// inverted at all, with scales of up to 40 000 pixels and of at least a thousandth of a degree: what an
+/// iteration leaves is in proportion to the former, what the rounding of degrees leaves to the latter.
 struct TRPCInverse {
   static constexpr int MaxIterations = 10;
   /// The iteration ends at a correction of at most this Euclidean norm, in normalised units.
@@ -36,10 +37,12 @@ struct TRPCInverse {
 
   bool Converged = false;  ///< a correction came within the tolerance
   int Iterations = 0;      ///< systems solved, 1 to 10
-  double LastStep = 0.0;   ///< norm of the last correction, normalised; NaN when there was none
-  /// Pixels between the given image point and that of the answer: what the last step leaves by its
-  /// linearised model where the iteration converged, else as projected. NaN when the answer has no image.
-  double Residual = 0.0;
+  double LastStep = 0.0;   ///< norm of the last correction, normalised; NaN when its system had no solution
+  double Residual = 0.0;  ///< pixels between the given image point and that of the answer; NaN if it has none
+
+  /// A residual beyond this, in pixels, says that there is no such ground point.
+  static constexpr double LargestResidual = 1e-3;
+  bool IsAnswer() const { return Residual <= LargestResidual; }
 };
 
 /// A model is empty (after the default constructor, `Reset`, or a `SetRPCData` that threw) or loaded. An
@@ -121,6 +124,8 @@ class KELVANE_API TRPC {
   /// the virtual `CalculateLineSample`. Where it misses a node by 1000 pixels or more, affine functions take
   /// its place. Throws the C string of `TOverdefinedLinearSystem` for n < 2, the model then without one.
   bool CreateApproximation(int n) const;
+  /// The nodes an axis of an approximation that is made on demand.
+  static constexpr int ApproximationNodes = 5;
   /// Makes it, with n = 5, unless there is one.
   bool EnsureApproximation() const;
   /// Copies four coefficients each (latitude, longitude, height, free term).

@@ -14,7 +14,6 @@ namespace SatCommonUtils {
 
 namespace {
 
-constexpr int ApproximationNodes = 5;
 /// Pixels; a ratio that misses a node of its grid by so much is given up for an affine map.
 constexpr double LargestApproximationError = 1000.0;
 
@@ -280,27 +279,21 @@ TRPCInverse TRPC::SolveLatLon(double line, double sample, double h, double* lat,
   TNormalizedPosition at = StartLatLon(image.Line, image.Sample, H);
   const TIterationEnd end = Iterate<TDirectSolution>(Ratio(), image, H, &at.P, &at.L);
   const double* const step = end.Step.Correction;
+  if (end.Converged) {
+    at.P += step[0];
+    at.L += step[1];
+  }
+  *lat = n.Latitude.Normalized2Initial(at.P);
+  *lon = n.Longitude.Normalized2Initial(at.L);
+  // Of the answer as it is given: rounded to degrees.
+  const TLineSample seen =
+      Project(n.Latitude.Initial2Normalized(*lat), n.Longitude.Initial2Normalized(*lon), H);
   TRPCInverse result;
   result.Converged = end.Converged;
   result.Iterations = end.Iterations;
   result.LastStep = end.Solved ? Norm(step[0], step[1]) : std::numeric_limits<double>::quiet_NaN();
-  double residual[2];
-  if (end.Converged) {
-    at.P += step[0];
-    at.L += step[1];
-    // What the step leaves is linear in it: its square, of some 1e-20, is far below the rounding.
-    for (std::size_t i = 0; i < 2; ++i) {
-      const double* const row = end.Step.Jacobian[i];
-      residual[i] = end.Step.Residual[i] - (row[0] * step[0] + row[1] * step[1]);
-    }
-  } else {
-    const TLineSample seen = Project(at.P, at.L, H);
-    residual[0] = image.Sample - seen.Sample;
-    residual[1] = image.Line - seen.Line;
-  }
-  result.Residual = Norm(residual[0] * n.Sample.Scale(), residual[1] * n.Line.Scale());
-  *lat = n.Latitude.Normalized2Initial(at.P);
-  *lon = n.Longitude.Normalized2Initial(at.L);
+  result.Residual =
+      Norm(n.Line.Normalized2Initial(seen.Line) - line, n.Sample.Normalized2Initial(seen.Sample) - sample);
   return result;
 }
 

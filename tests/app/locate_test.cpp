@@ -113,7 +113,11 @@ TEST(Locate, WhatHasNoAnswerSaysWhyAndSpoilsNothingElse) {
   flat.SampleNum[1] = 0.0;
   const Outcome none = Answer("locate", WriteModel(folder, flat), "0.5 0.5 0");
   EXPECT_EQ(none.out, "nan nan\n");
-  EXPECT_NE(none.err.find("no ground point found: after 1 iterations"), std::string::npos) << none.err;
+  EXPECT_NE(none.err.find("no ground point found: the image of the nearest is off by"), std::string::npos)
+      << none.err;
+  flat.LineDenom[0] = 0.0;
+  const Outcome no_number = Answer("locate", WriteModel(folder, flat), "0.5 0.5 0");
+  EXPECT_EQ(no_number.err, "stdin:1: the model gives no number here\n");
 }
 
 }  // namespace

@@ -56,6 +56,8 @@ TEST(Project, OptionsDoWhatTheySay) {
   EXPECT_EQ(Project("41.8791 12.5798 95", {"--precision", "5"}).out, "806.2 847.76\n");
   EXPECT_EQ(Project("41.8791 12.5798\n41.8791 12.5798 95\n41.8791 12.5798 a 1", {"--height", "95"}).out,
             Centre + "\n" + Centre + "\n" + Centre + " a 1\n");
+  EXPECT_NE(Project("41.8791 12.5798 95abc", {"--height", "95"}).err.find("\"95abc\" is no number"),
+            std::string::npos);
   EXPECT_EQ(Project("41.8791,12.5798,,roof", {"--height", "95"}).out, Centre + " roof\n");
   const std::string at_zero = Project("41.8791 12.5798 0").out;
   EXPECT_EQ(Project("41.8791 12.5798", {"--height", "0"}).out, at_zero);
@@ -75,6 +77,7 @@ TEST(Project, ABadPointSpoilsOnlyItsOwnLine) {
       {"41.8791 12.5798 inf b", "nan nan b", "no finite number"},
       {"12.5798 41.8791 95", "nan nan", "latitude is out of the model's reach"},
       {"41.8791 14.5798 95", "nan nan", "longitude is out of the model's reach"},
+      {"41.8791 12.5798 1e6", "nan nan", "height is out of the model's reach"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = Project("# 1\n" + std::string(c.line) + "\n41.8791 12.5798 95\n");
@@ -136,7 +139,7 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   endless.input = std::string(std::size_t{17} << 20, ' ');
   for (const char* threads : {"1", "100"})
     expect_unusable(RunKelvane({"project", Model, "--threads", threads}, endless),
-                    "a line is longer than 16 MiB");
+                    "a line of 16 MiB or more");
 }
 
 }  // namespace

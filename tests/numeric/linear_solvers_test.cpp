@@ -177,6 +177,8 @@ TEST(LinearSolvers, SingularAndTooSmallLeaveTheResult) {
   const TLinearSystem system(Matrix(2, {0, 2, 4, 0}), Vector({2, 4}));
   EXPECT_EQ(system.SolutionGauss(x), -8.0);
   EXPECT_EQ(ValuesOf(x), Values({1, 1}));
+  EXPECT_EQ(TLinearSystem(singular, Vector({1, 2})).SolutionGauss(x), 0.0);
+  EXPECT_EQ(ValuesOf(x), Values({1, 1})) << "kept where the size is right already";
   EXPECT_EQ(system.Det(), -8.0);
   EXPECT_EQ(system.Cond(), 2.0);
   EXPECT_EQ(Cond(singular), 0.0);

@@ -101,6 +101,9 @@ TEST(Polynome, Arithmetic) {
   TPolynome q = Of({0, 0, 1});
   LinearSubstitution(&q, 2.0, 1.0, &q);
   EXPECT_EQ(CoefsOf(q), Values({1, 4, 4}));
+  q = Of({0, 0, 0, 0, 0, 0, 1});
+  LinearSubstitution(&q, 1.0, 1.0, &q);
+  EXPECT_EQ(CoefsOf(q), Values({1, 6, 15, 20, 15, 6, 1}));
   q = Of({1, -2, 0, 3, 0.5, -1});
   LinearSubstitution(&q, -0.5, 2.0, &p);
   for (const double x : {-3.0, 0.0, 0.5, 2.0}) EXPECT_EQ(p.GetValue(x), q.GetValue(-0.5 * x + 2.0));

@@ -120,6 +120,7 @@ TEST(Vector, Norms) {
   EXPECT_EQ(Vector({NAN, -0.5}).Norma1(), 0.5);
   EXPECT_EQ(TVector().Norma1(), -1.0);
   EXPECT_EQ(TVector().Norma(), 0.0);
+  EXPECT_EQ(TVector(49, 3, 5).Norma(), 49.345719165901315) << "the root in extended precision";
   EXPECT_EQ(ValuesOf(Vector({3.0, -4.0}).GetNormalized()), (Values{0.6, -0.8}));
   EXPECT_EQ(ValuesOf(TVector(2).Normalize()), (Values{0.0, 0.0}));
   EXPECT_EQ(Vector({5.0, NAN}).Normalize()[0], 5.0);

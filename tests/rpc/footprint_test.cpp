@@ -75,6 +75,12 @@ TEST(ModelDifference, IsTheLargestWithinTheImage) {
               0.4 * 0.4 * 0.4 * 0.5, 1e-12);
   moved.LineNum[0] = std::nan("");
   EXPECT_TRUE(std::isnan(CalculateMaxImageDifference(model, TRPC(moved, nullptr))));
+  // Where neither image holds a node, the nodes beside it count.
+  TRPCData beside = test::IdentityRecord();
+  beside.SampleNum[0] = 5.0;
+  TRPCData shifted = beside;
+  shifted.LineOffset = 2.0;
+  EXPECT_EQ(CalculateMaxImageDifference(TRPC(beside, nullptr), TRPC(shifted, nullptr)), 2.0);
 }
 
 }  // namespace
