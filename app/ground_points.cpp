@@ -2,7 +2,28 @@
 
 #include <cmath>
 
+#include "kelvane/geometry/longitude.h"
+
 namespace app {
+
+namespace {
+
+/// Whether the ground is in degrees. The image of an inverse model's ground, in pixels, hardly fits into
+/// them.
+bool HasDegrees(const SatCommonUtils::TRPCData& model) {
+  return std::fabs(model.LatitudeOffset) <= 90.0 && std::fabs(model.LatitudeScale) <= 90.0 &&
+         std::fabs(model.LongitudeScale) <= SatCommonUtils::DegreesPerTurn / 2.0;
+}
+
+}  // namespace
+
+double InModelsTurn(double longitude, const SatCommonUtils::TRPCData& model) {
+  return HasDegrees(model) ? SatCommonUtils::InTurnOf(model.LongitudeOffset, longitude) : longitude;
+}
+
+double ForOutput(double longitude, const SatCommonUtils::TRPCData& model) {
+  return HasDegrees(model) ? SatCommonUtils::WithinHalfTurn(longitude) : longitude;
+}
 
 const char* OutOfReach(double latitude, double longitude, double height,
                        const SatCommonUtils::TRPCData& model) {

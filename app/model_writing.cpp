@@ -1,6 +1,7 @@
 #include "app/model_writing.h"
 
 #include <filesystem>
+#include <utility>
 
 #include "app/files.h"
 #include "app/problem.h"
@@ -107,6 +108,7 @@ WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
   written.rounded = CountChanged(file.data, back.data);
   written.max_difference = SatCommonUtils::CalculateMaxImageDifference(model, *back.model);
   written.remarks = CompareBesidesRecord(file, back);
+  written.model = std::move(back.model);
   ReplaceFile(path, stream.Text());
   return written;
 }

@@ -2,6 +2,7 @@
 /// Models into files, and what that does to their numbers.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@ struct WrittenModel {
   ModelFormat format = ModelFormat::Xml;
   int rounded = 0;              ///< how many of the 90 numbers changed
   double max_difference = 0.0;  ///< pixels, between the projections of what was read and what was written
+  std::unique_ptr<SatCommonUtils::TRPC> model;  ///< what was written, as it will be read
   std::vector<std::string> remarks;  ///< what the form has no place for, and what it asks for besides
 };
 

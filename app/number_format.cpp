@@ -31,4 +31,10 @@ std::string ShortestNumber(double value) {
   return text;
 }
 
+double RoundedUp(double value) {
+  if (!(value > 0.0) || std::isinf(value)) return value;
+  const double unit = std::pow(10.0, std::floor(std::log10(value)) - 1.0);
+  return std::ceil(value / unit) * unit;
+}
+
 }  // namespace app

@@ -13,4 +13,7 @@ void AppendNumber(std::string* text, double value, int precision);
 /// The number with the fewest digits that read back as the same double.
 std::string ShortestNumber(double value);
 
+/// The number rounded up to two significant digits.
+double RoundedUp(double value);
+
 }  // namespace app

@@ -33,7 +33,43 @@ std::string_view TakeColumn(std::string_view* line) {
   return column;
 }
 
-/// Reads the line's numbers; what stands behind them stays in `line`.
+void AppendAnswer(std::string* text, const double* answer, const PointJob& job, const PointOptions& options,
+                  std::string_view rest) {
+  for (std::size_t i = 0; i < job.answers; ++i) {
+    if (i > 0) *text += ' ';
+    AppendNumber(text, answer[i], options.precision);
+  }
+  if (!rest.empty()) {
+    *text += ' ';
+    *text += rest;
+  }
+  *text += '\n';
+}
+
+bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* answer,
+             std::string* why) {
+  double numbers[PointJob::MaxColumns];
+  if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
+  for (std::size_t i = 0; i < job.answers; ++i) {
+    if (!std::isfinite(answer[i])) {
+      *why = "the model gives no number here";
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string_view TakeLine(std::string_view* text) {
+  const std::size_t end = std::min(text->find('\n'), text->size());
+  const std::string_view line = WithoutBlanks(text->substr(0, end));
+  text->remove_prefix(std::min(end + 1, text->size()));
+  return line;
+}
+
+bool IsPoint(std::string_view line) { return !line.empty() && line.front() != '#'; }
+
 bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
                  std::string* why) {
   bool good = true;
@@ -67,50 +103,20 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
   return good;
 }
 
-void AppendAnswer(std::string* text, const double* answer, const PointJob& job, const PointOptions& options,
-                  std::string_view rest) {
-  for (std::size_t i = 0; i < job.answers; ++i) {
-    if (i > 0) *text += ' ';
-    AppendNumber(text, answer[i], options.precision);
-  }
-  if (!rest.empty()) {
-    *text += ' ';
-    *text += rest;
-  }
-  *text += '\n';
-}
-
-bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* answer,
-             std::string* why) {
-  double numbers[PointJob::MaxColumns];
-  if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
-  for (std::size_t i = 0; i < job.answers; ++i) {
-    if (!std::isfinite(answer[i])) {
-      *why = "the model gives no number here";
-      return false;
-    }
-  }
-  return true;
-}
-
-}  // namespace
-
 PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
   PieceAnswer piece;
   piece.text.reserve(text.size() + text.size() / 4);
   double answer[PointJob::MaxColumns];
   std::string why;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = WithoutBlanks(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
+    std::string_view line = TakeLine(&text);
     const std::size_t number = piece.lines++;
-    if (line.empty() || line.front() == '#') continue;
+    if (!IsPoint(line)) continue;
     ++piece.points;
     if (!Compute(&line, job, options, answer, &why)) {
       std::fill_n(answer, job.answers, std::nan(""));
       ++piece.failed;
-      if (piece.problems.size() < PieceAnswer::MaxReported) piece.problems.push_back({number, why});
+      if (piece.problems.size() < LineProblems::MostTold) piece.problems.push_back({number, why});
     }
     AppendAnswer(&piece.text, answer, job, options, line);
   }

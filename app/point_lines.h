@@ -7,9 +7,21 @@
 #include <string_view>
 #include <vector>
 
+#include "app/line_problems.h"
 #include "app/point_stream.h"
 
 namespace app {
+
+/// Takes the next line off the text, without its end and the blanks around it.
+std::string_view TakeLine(std::string_view* text);
+
+/// Whether a line holds a point: it is neither empty nor a comment.
+bool IsPoint(std::string_view line);
+
+/// Reads the line's numbers, as the job wants them; what stands behind them stays in `*line`. False, with
+/// `*why`, when they are not all there and finite.
+bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
+                 std::string* why);
 
 /// Why a line has no answer.
 struct LineProblem {
@@ -23,9 +35,7 @@ struct PieceAnswer {
   std::size_t lines = 0;  ///< lines read, comments and empty ones included
   std::size_t points = 0;
   std::size_t failed = 0;             ///< points without an answer
-  std::vector<LineProblem> problems;  ///< of the first `MaxReported` of them
-
-  static constexpr std::size_t MaxReported = 10;
+  std::vector<LineProblem> problems;  ///< of the first `LineProblems::MostTold` of them
 };
 
 /// Answers the lines of `text`, which ends at the end of a line.

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <future>
 #include <string_view>
 #include <system_error>
@@ -43,10 +42,7 @@ class PointAnswerer {
     const std::size_t block = PieceSize * static_cast<std::size_t>(options_.threads);
     while (const auto lines = source_.NextLines(block)) Answer(*lines);
     progress_.Wipe();
-    if (failed_ > PieceAnswer::MaxReported) {
-      std::fprintf(stderr, "%s: %zu points of %zu have no answer; the first %zu are listed\n",
-                   source_.Name().c_str(), failed_, points_, PieceAnswer::MaxReported);
-    }
+    problems_.TellCount(failed_, points_, "have no answer");
     return failed_;
   }
 
@@ -75,11 +71,9 @@ class PointAnswerer {
   void Write(const PieceAnswer& piece) {
     WriteAll(STDOUT_FILENO, piece.text, "standard output");
     for (const LineProblem& problem : piece.problems) {
-      if (reported_ == PieceAnswer::MaxReported) break;
-      ++reported_;
+      if (!problems_.TellsMore()) break;
       progress_.Wipe();
-      std::fprintf(stderr, "%s:%zu: %s\n", source_.Name().c_str(), lines_ + problem.line + 1,
-                   problem.why.c_str());
+      problems_.Tell(lines_ + problem.line + 1, problem.why);
     }
     lines_ += piece.lines;
     points_ += piece.points;
@@ -90,10 +84,10 @@ class PointAnswerer {
   const PointOptions& options_;
   PointSource source_;
   Progress progress_;
+  LineProblems problems_{source_.Name()};
   std::size_t lines_ = 0;
   std::size_t points_ = 0;
   std::size_t failed_ = 0;
-  std::size_t reported_ = 0;
   std::size_t bytes_ = 0;
 };
 

@@ -11,17 +11,20 @@ Progress::Progress(std::size_t total, bool quiet)
 
 Progress::~Progress() { Wipe(); }
 
-void Progress::Update(std::size_t bytes, std::size_t points) {
+void Progress::Update(std::size_t done, std::size_t points) {
   constexpr std::chrono::milliseconds Interval(250);
   if (!wanted_) return;
   const Clock::time_point now = Clock::now();
   if (now - last_ < Interval) return;
   last_ = now;
   const double seconds = std::chrono::duration<double>(now - start_).count();
-  if (total_ > 0)
-    std::fprintf(stderr, "\r%3.0f %%  ", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
-  std::fprintf(stderr, "%s%zu points, %.0f a second   ", total_ > 0 ? "" : "\r", points,
-               static_cast<double>(points) / seconds);
+  std::fputc('\r', stderr);
+  if (total_ > 0) {
+    std::fprintf(stderr, "%3.0f %%  ", 100.0 * static_cast<double>(done) / static_cast<double>(total_));
+  }
+  if (points > 0) {
+    std::fprintf(stderr, "%zu points, %.0f a second   ", points, static_cast<double>(points) / seconds);
+  }
   drawn_ = true;
 }
 

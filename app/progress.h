@@ -11,14 +11,15 @@ namespace app {
 /// wiped at the end.
 class Progress {
  public:
-  /// `total` bytes are expected; 0 when nobody knows.
+  /// `total` bytes, or steps of another kind, are expected; 0 when nobody knows.
   Progress(std::size_t total, bool quiet);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Tells that so many bytes and points are done. Cheap: draws a few times a second at most.
-  void Update(std::size_t bytes, std::size_t points);
+  /// Tells that so much of the total, and so many points, are done; 0 points are not told. Cheap: draws a few
+  /// times a second at most.
+  void Update(std::size_t done, std::size_t points);
   /// Wipes the line, so that a message can stand there.
   void Wipe();
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/model_writing.h"
 #include "app/point_stream.h"
 
 namespace app {
@@ -17,11 +18,21 @@ using Action = std::function<int()>;
 void AddInfoCommand(CLI::App* program, Action* chosen);
 void AddProjectCommand(CLI::App* program, Action* chosen);
 void AddLocateCommand(CLI::App* program, Action* chosen);
+void AddFitCommand(CLI::App* program, Action* chosen);
+void AddInvertCommand(CLI::App* program, Action* chosen);
 void AddConvertCommand(CLI::App* program, Action* chosen);
 
-/// The options of every command that answers points: `--points`, `--xy`, `--height`, `--origin`,
-/// `--precision`, `--threads`, `--quiet`.
+/// The options of every command that reads points: `--points`, `--xy`, `--origin`, `--threads`, `--quiet`.
+void AddPointInputOptions(CLI::App* command, PointOptions* options);
+
+/// Those, and what commands that answer points have besides: `--height`, `--precision`.
 void AddPointOptions(CLI::App* command, PointOptions* options);
+
+/// `--output`, required.
+void AddOutputOption(CLI::App* command, std::string* path);
+
+/// Tells on standard output what writing a model did to its numbers.
+void PrintWritten(const WrittenModel& written, const std::string& path);
 
 /// The argument that names a model.
 void AddModelArgument(CLI::App* command, const char* name, std::string* path);

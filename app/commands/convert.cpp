@@ -33,14 +33,8 @@ int Convert(const ConvertOptions& options) {
     report["maxDifference"] = written.max_difference;
     PrintJson(report);
   } else if (!options.quiet) {
-    std::printf("%s (%s) -> %s (%s)\n", KaPrintable(file.path).c_str(), FormatName(file.format),
-                KaPrintable(options.out).c_str(), FormatName(written.format));
-    if (written.rounded == 0) {
-      std::printf("all 90 numbers kept bit for bit\n");
-    } else {
-      std::printf("rounded by this form: %d of 90 numbers; projections differ by up to %.3g pixels\n",
-                  written.rounded, written.max_difference);
-    }
+    std::printf("%s (%s)\n", KaPrintable(file.path).c_str(), FormatName(file.format));
+    PrintWritten(written, options.out);
   }
   return AllComputed;
 }

@@ -7,7 +7,6 @@
 #include "app/model_file.h"
 #include "app/number_format.h"
 #include "app/problem.h"
-#include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc.h"
 
 namespace app {
@@ -54,7 +53,7 @@ int Locate(const LocateOptions& options) {
       return false;
     }
     answer[xy ? 1 : 0] = lat;
-    answer[xy ? 0 : 1] = SatCommonUtils::WithinHalfTurn(lon);
+    answer[xy ? 0 : 1] = ForOutput(lon, file.data);
     return true;
   };
   return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;

@@ -26,7 +26,7 @@ CLI::Validator Undescribed(CLI::Validator validator) { return validator.descript
 
 }  // namespace
 
-void AddPointOptions(CLI::App* command, PointOptions* options) {
+void AddPointInputOptions(CLI::App* command, PointOptions* options) {
   options->threads = KaGetThreadsCount();
   command
       ->add_option("-p,--points", options->path,
@@ -36,25 +36,45 @@ void AddPointOptions(CLI::App* command, PointOptions* options) {
                     "Points as x first: lon lat h and sample line, on the way in and out");
   command
       ->add_option_function<std::string>(
-          "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
-          "Height in metres for points that come without one")
-      ->type_name("H");
-  command
-      ->add_option_function<std::string>(
           "--origin", [options](const std::string& origin) { options->corner_origin = origin == "corner"; },
           "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 "
           "larger)")
       ->check(Undescribed(CLI::IsMember({"center", "corner"})))
       ->type_name("center|corner");
-  command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
-      ->check(Undescribed(CLI::Range(1, MostDigits)))
-      ->type_name("N");
   command
       ->add_option("--threads", options->threads,
                    "Worker threads; default KELVANE_THREADS, or all processors")
       ->check(Undescribed(CLI::Range(1, KaMostThreads)))
       ->type_name("N");
   command->add_flag("--quiet", options->quiet, "No progress bar, no remarks");
+}
+
+void AddPointOptions(CLI::App* command, PointOptions* options) {
+  AddPointInputOptions(command, options);
+  command
+      ->add_option_function<std::string>(
+          "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
+          "Height in metres for points that come without one")
+      ->type_name("H");
+  command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
+      ->check(Undescribed(CLI::Range(1, MostDigits)))
+      ->type_name("N");
+}
+
+void AddOutputOption(CLI::App* command, std::string* path) {
+  command->add_option("-o,--output", *path, "The model to write: .rpb, .txt or .xml")
+      ->required()
+      ->type_name("FILE");
+}
+
+void PrintWritten(const WrittenModel& written, const std::string& path) {
+  std::printf("-> %s (%s): ", KaPrintable(path).c_str(), FormatName(written.format));
+  if (written.rounded == 0) {
+    std::printf("all 90 numbers kept bit for bit\n");
+  } else {
+    std::printf("%d of 90 numbers rounded by this form; projections differ by up to %.3g\n", written.rounded,
+                written.max_difference);
+  }
 }
 
 void AddQuietOption(CLI::App* command, bool* quiet) { command->add_flag("--quiet", *quiet, "No remarks"); }

@@ -4,7 +4,6 @@
 #include "app/ground_points.h"
 #include "app/model_file.h"
 #include "app/problem.h"
-#include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc.h"
 
 namespace app {
@@ -29,7 +28,7 @@ int Project(const ProjectOptions& options) {
   job.answers = 2;
   job.compute = [&](const double* numbers, double* answer, std::string* why) {
     const double lat = numbers[xy ? 1 : 0];
-    const double lon = SatCommonUtils::InTurnOf(file.data.LongitudeOffset, numbers[xy ? 0 : 1]);
+    const double lon = InModelsTurn(numbers[xy ? 0 : 1], file.data);
     if (const char* const reason = OutOfReach(lat, lon, numbers[2], file.data)) {
       *why = reason;
       return false;

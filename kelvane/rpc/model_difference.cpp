@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace SatCommonUtils {
 
@@ -9,6 +10,28 @@ namespace {
 
 /// Equal infinities are not apart.
 double Apart(double a, double b) { return a == b ? 0.0 : std::fabs(a - b); }
+
+bool IsWithinImage(const TRPCData& data, double line, double sample) {
+  return std::fabs(line - data.LineOffset) <= std::fabs(data.LineScale) &&
+         std::fabs(sample - data.SampleOffset) <= std::fabs(data.SampleScale);
+}
+
+/// Calls `visit(lat, lon, h)` at the nodes of a grid over the ground cube, until it says false.
+template <class Visit>
+void ForEachNode(const TRPCData& data, int steps, Visit visit) {
+  const auto node = [steps](int i, double scale, double offset) {
+    return (2.0 * i / steps - 1.0) * scale + offset;
+  };
+  for (int i = 0; i <= steps; ++i) {
+    const double lat = node(i, data.LatitudeScale, data.LatitudeOffset);
+    for (int j = 0; j <= steps; ++j) {
+      const double lon = node(j, data.LongitudeScale, data.LongitudeOffset);
+      for (int k = 0; k <= steps; ++k) {
+        if (!visit(lat, lon, node(k, data.HeightScale, data.HeightOffset))) return;
+      }
+    }
+  }
+}
 
 }  // namespace
 
@@ -18,32 +41,49 @@ double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
   a.GetRPCData(&data);
   double in_image = -1.0;
   double anywhere = -1.0;
-  const auto node = [](int i) { return 2.0 * i / Steps - 1.0; };
-  for (int i = 0; i <= Steps; ++i) {
-    for (int j = 0; j <= Steps; ++j) {
-      for (int k = 0; k <= Steps; ++k) {
-        const double lat = node(i) * data.LatitudeScale + data.LatitudeOffset;
-        const double lon = node(j) * data.LongitudeScale + data.LongitudeOffset;
-        const double h = node(k) * data.HeightScale + data.HeightOffset;
-        double line_a = 0.0;
-        double sample_a = 0.0;
-        double line_b = 0.0;
-        double sample_b = 0.0;
-        a.CalculateLineSample(lat, lon, h, &line_a, &sample_a, nullptr, nullptr);
-        b.CalculateLineSample(lat, lon, h, &line_b, &sample_b, nullptr, nullptr);
-        const double by_line = Apart(line_a, line_b);
-        const double by_sample = Apart(sample_a, sample_b);
-        if (std::isnan(by_line + by_sample)) return by_line + by_sample;
-        const double difference = std::hypot(by_line, by_sample);
-        anywhere = std::max(anywhere, difference);
-        if (std::fabs(line_a - data.LineOffset) <= std::fabs(data.LineScale) &&
-            std::fabs(sample_a - data.SampleOffset) <= std::fabs(data.SampleScale)) {
-          in_image = std::max(in_image, difference);
-        }
-      }
-    }
-  }
+  double not_a_number = 0.0;
+  ForEachNode(data, Steps, [&](double lat, double lon, double h) {
+    double line_a = 0.0;
+    double sample_a = 0.0;
+    double line_b = 0.0;
+    double sample_b = 0.0;
+    a.CalculateLineSample(lat, lon, h, &line_a, &sample_a, nullptr, nullptr);
+    b.CalculateLineSample(lat, lon, h, &line_b, &sample_b, nullptr, nullptr);
+    const double by_line = Apart(line_a, line_b);
+    const double by_sample = Apart(sample_a, sample_b);
+    not_a_number = by_line + by_sample;
+    if (std::isnan(not_a_number)) return false;
+    const double difference = std::hypot(by_line, by_sample);
+    anywhere = std::max(anywhere, difference);
+    if (IsWithinImage(data, line_a, sample_a)) in_image = std::max(in_image, difference);
+    return true;
+  });
+  if (std::isnan(not_a_number)) return not_a_number;
   return in_image >= 0.0 ? in_image : anywhere;
+}
+
+double CalculateMaxInverseDifference(const TRPC& rpc, const TRPC& inverse) {
+  constexpr int Steps = 80;
+  TRPCData data;
+  rpc.GetRPCData(&data);
+  double largest = std::numeric_limits<double>::quiet_NaN();
+  ForEachNode(data, Steps, [&](double lat, double lon, double h) {
+    double line = 0.0;
+    double sample = 0.0;
+    rpc.CalculateLineSample(lat, lon, h, &line, &sample, nullptr, nullptr);
+    if (!IsWithinImage(data, line, sample)) return true;
+    double found_lat = 0.0;
+    double found_lon = 0.0;
+    inverse.CalculateLineSample(line, sample, h, &found_lat, &found_lon, nullptr, nullptr);
+    const double difference = std::fmax(std::fabs(found_lat - lat), std::fabs(found_lon - lon));
+    if (std::isnan(found_lat + found_lon)) {
+      largest = difference;
+      return false;
+    }
+    largest = std::fmax(largest, difference);
+    return true;
+  });
+  return largest;
 }
 
 }  // namespace SatCommonUtils

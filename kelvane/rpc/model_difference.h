@@ -13,4 +13,10 @@ namespace SatCommonUtils {
 /// must be loaded.
 KELVANE_API double CalculateMaxImageDifference(const TRPC& a, const TRPC& b);
 
+/// How far the ground that an inverse model (`EstimateInvertedRPC`) gives lies from where it is, in degrees:
+/// the largest difference of latitude or longitude, over the nodes of a grid of 81 an axis that fills the
+/// normalised ground cube of `rpc` and that are seen within its image. NaN when an inverse is NaN, and when
+/// no node is seen.
+KELVANE_API double CalculateMaxInverseDifference(const TRPC& rpc, const TRPC& inverse);
+
 }  // namespace SatCommonUtils

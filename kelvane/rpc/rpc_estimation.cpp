@@ -26,6 +26,9 @@ constexpr std::size_t TermCount = TRPCData::CoefficientCount;
 constexpr std::size_t StartUnknowns = 7;
 constexpr std::size_t Unknowns = 2 * TermCount - 1;
 
+/// Fewer items than this are not worth a second thread.
+constexpr std::size_t LeastForThreads = 4096;
+
 /// One of the two rational functions, line or sample.
 struct TFunction {
   double TItem::*Observed = nullptr;
@@ -125,8 +128,10 @@ TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitu
 /// A fit that goes on: the items, normalised, and the two functions as they stand.
 class TEstimation {
  public:
-  TEstimation(const TItems& items, int threads, TWatch watch)
-      : items_(items), threads_(threads), watch_(watch) {
+  TEstimation(const TItems& items, const TRPCEstimationControl& control)
+      : items_(items),
+        threads_(items.size() < LeastForThreads ? 1 : control.Threads),
+        watch_(control.Progress, control.Cancel) {
     line_.Observed = &TItem::Line;
     sample_.Observed = &TItem::Sample;
   }
@@ -266,9 +271,10 @@ bool IterateApart(TEstimation* estimation, TRPCEstimationReport* report) {
   return true;
 }
 
-template <class Iterate>
-bool Estimate(const TRPCEstimationDataSet& data, TRPCData* rpc, int threads, TWatch watch, Iterate iterate,
-              TRPCEstimationReport* report) {
+}  // namespace
+
+bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, const TRPCEstimationControl& control,
+                 TRPCEstimationReport* report) {
   *report = TRPCEstimationReport();
   if (data.Items.size() < RPCEstimationLeastItems) return false;
   TNormalizations normalizations = Normalizations();
@@ -279,7 +285,8 @@ bool Estimate(const TRPCEstimationDataSet& data, TRPCData* rpc, int threads, TWa
     }
     working = Normalized(data.Items, normalizations);
   }
-  TEstimation estimation(data.Normalized ? data.Items : working, threads, watch);
+  TEstimation estimation(data.Normalized ? data.Items : working, control);
+  const auto iterate = control.Steps == TE_RPCEstimationSteps::Together ? IterateTogether : IterateApart;
   const TFunction& line = estimation.Line();
   const TFunction& sample = estimation.Sample();
   if (!estimation.Start(&estimation.Line()) || !estimation.Start(&estimation.Sample()) ||
@@ -299,25 +306,38 @@ bool Estimate(const TRPCEstimationDataSet& data, TRPCData* rpc, int threads, TWa
   return true;
 }
 
-}  // namespace
-
-bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, TRPCEstimationReport* report) {
-  return Estimate(data, rpc, 1, TWatch(nullptr, nullptr), IterateTogether, report);
-}
-
 bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc) {
   TRPCEstimationReport report;
-  return EstimateRPC(data, rpc, &report);
-}
-
-bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int), int (*cancel)(),
-                 TRPCEstimationReport* report) {
-  return Estimate(data, rpc, KaGetThreadsCount(), TWatch(progress, cancel), IterateApart, report);
+  return EstimateRPC(data, rpc, TRPCEstimationControl(), &report);
 }
 
 bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int), int (*cancel)()) {
+  TRPCEstimationControl control;
+  control.Steps = TE_RPCEstimationSteps::Apart;
+  control.Threads = KaGetThreadsCount();
+  control.Progress = progress;
+  control.Cancel = cancel;
   TRPCEstimationReport report;
-  return EstimateRPC(data, rpc, progress, cancel, &report);
+  return EstimateRPC(data, rpc, control, &report);
+}
+
+TRPCResiduals CalculateResiduals(const TRPC& model, const std::vector<TRPCEstimationDataItem>& items) {
+  TRPCResiduals residuals;
+  for (const TItem& item : items) {
+    double line = 0.0;
+    double sample = 0.0;
+    model.CalculateLineSample(item.Latitude, item.Longitude, item.Height, &line, &sample, nullptr, nullptr);
+    line -= item.Line;
+    sample -= item.Sample;
+    residuals.RmsLine += line * line;
+    residuals.RmsSample += sample * sample;
+    residuals.MaxLine = std::max(residuals.MaxLine, std::fabs(line));
+    residuals.MaxSample = std::max(residuals.MaxSample, std::fabs(sample));
+  }
+  const auto count = static_cast<double>(items.size());
+  residuals.RmsLine = std::sqrt(residuals.RmsLine / count);
+  residuals.RmsSample = std::sqrt(residuals.RmsSample / count);
+  return residuals;
 }
 
 }  // namespace SatCommonUtils

@@ -37,37 +37,59 @@ struct TRPCEstimationDataSet {
   bool Normalized = false;
 };
 
+/// How many items an estimation needs at least, and how many iterations it makes at most.
+constexpr std::size_t RPCEstimationLeastItems = 40;
+constexpr int RPCEstimationMostIterations = 10;
+
+/// Fits a model to the items, on the calling thread. Line and sample step together; the iteration ends when
+/// no coefficient moves by 1e-11 (normalised), or at its limit, which is no failure. False, with `*rpc`
+/// untouched, for fewer items than `RPCEstimationLeastItems`, when a field that must be normalised is the
+/// same in all items, when a system is singular (its determinant 0.0), or when a coefficient is no finite
+/// number in the end. With items in a plane or on a line the systems are near to singular: such a fit may be
+/// false, or true and of no use away from the items.
+KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc);
+
+/// The same model, fitted on the host's number of threads and with another control of its steps: line and
+/// sample step each by itself, a step that does not lower the root mean square of the residuals is taken
+/// back, and the function is finished, as it is when a step lowers it by less than 1e-10 (normalised, so that
+/// large images are fitted less closely than by the first form). `progress` (may be null) is told how many
+/// calls of `cancel` come next: 7 before each linear solution, 78 before each step of one function. `cancel`
+/// (may be null) stops the estimation by a result other than 0: it is then false, `*rpc` untouched. Both are
+/// called on the calling thread.
+KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int),
+                             int (*cancel)());
+
+/// How the steps of an estimation are controlled: as by the first form above, or as by the second.
+enum class TE_RPCEstimationSteps { Together, Apart };
+
+struct TRPCEstimationControl {
+  TE_RPCEstimationSteps Steps = TE_RPCEstimationSteps::Together;
+  int Threads = 1;
+  void (*Progress)(int) = nullptr;
+  int (*Cancel)() = nullptr;
+};
+
 /// How an estimation ended.
 struct TRPCEstimationReport {
   int Iterations = 0;
   bool Converged = false;  ///< it ended by itself, not at the limit of iterations
 };
 
-/// How many items an estimation needs at least, and how many iterations it makes at most.
-constexpr std::size_t RPCEstimationLeastItems = 40;
-constexpr int RPCEstimationMostIterations = 10;
+/// Both forms, telling how they ended; the report is written in every case.
+KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc,
+                             const TRPCEstimationControl& control, TRPCEstimationReport* report);
 
-/// Fits a model to the items, on the calling thread. The iteration ends when no coefficient moves by 1e-11
-/// (normalised), or at its limit, which is no failure. False, with `*rpc` untouched, for fewer items than
-/// `RPCEstimationLeastItems`, when a field that must be normalised is the same in all items, when a system
-/// is singular (its determinant 0.0), or when a coefficient is no finite number in the end. With items in a
-/// plane or on a line, or fewer than the 78 unknowns need, the systems are near to singular: such a fit may
-/// be false, or true and of no use away from the items.
-KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc);
+/// How far a model sees points from where they were seen, in pixels.
+struct TRPCResiduals {
+  double RmsLine = 0.0;  ///< root mean square
+  double RmsSample = 0.0;
+  double MaxLine = 0.0;  ///< largest absolute value
+  double MaxSample = 0.0;
+};
 
-/// The same model, fitted on the host's number of threads and with another control of its steps: each of the
-/// two functions is followed by itself, a step that does not lower the root mean square of its residuals is
-/// taken back, and the function is finished, as it is when a step lowers it by less than 1e-10 (normalised).
-/// `progress` (may be null) is told how many calls of `cancel` come next: 7 before each linear solution, 78
-/// before each step of one function. `cancel` (may be null) stops the estimation by a result other than 0:
-/// it is then false, `*rpc` untouched. Both are called on the calling thread.
-KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int),
-                             int (*cancel)());
-
-/// Both, telling how they ended; the report is written in every case.
-KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, TRPCEstimationReport* report);
-KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int),
-                             int (*cancel)(), TRPCEstimationReport* report);
+/// Over items that are not normalised, at least one.
+KELVANE_API TRPCResiduals CalculateResiduals(const TRPC& model,
+                                             const std::vector<TRPCEstimationDataItem>& items);
 
 /// Fits the inverse of a model, a record that takes (line, sample, height) where others take latitude,
 /// longitude and height, and gives latitude as its line, longitude as its sample: to the nodes of a grid

@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "app/commands/commands.h"
+#include "app/interrupt.h"
+#include "app/json_report.h"
+#include "app/model_writing.h"
+#include "app/point_rows.h"
+#include "app/problem.h"
+#include "app/progress.h"
+#include "kelvane/geometry/longitude.h"
+#include "kelvane/rpc/rpc_estimation.h"
+
+namespace app {
+
+namespace {
+
+using SatCommonUtils::TRPCEstimationDataItem;
+using SatCommonUtils::TRPCEstimationDataSet;
+using SatCommonUtils::TRPCEstimationReport;
+
+struct FitOptions {
+  std::string out;
+  PointOptions points;
+  bool json = false;
+};
+
+/// What the fit tells while it runs. The library's callbacks are bare functions: one fit runs at a time.
+class FitProgress {
+ public:
+  explicit FitProgress(bool quiet) : progress_(MostCalls, quiet) { current_ = this; }
+  ~FitProgress() { current_ = nullptr; }
+  FitProgress(const FitProgress&) = delete;
+  FitProgress& operator=(const FitProgress&) = delete;
+
+  static int Cancel() {
+    current_->progress_.Update(++current_->calls_, 0);
+    return InterruptWatch::IsInterrupted() ? 1 : 0;
+  }
+
+ private:
+  /// Two linear solutions, and two steps in each iteration.
+  static constexpr std::size_t MostCalls = 2 * 7 + 2 * 78 * SatCommonUtils::RPCEstimationMostIterations;
+
+  inline static FitProgress* current_ = nullptr;
+  Progress progress_;
+  std::size_t calls_ = 0;
+};
+
+TRPCEstimationDataSet ReadItems(const FitOptions& options, std::size_t* bad) {
+  const PointRows rows = ReadPointRows(5, options.points);
+  *bad = rows.bad;
+  const bool xy = options.points.xy;
+  const double shift = options.points.PixelShift();
+  TRPCEstimationDataSet data;
+  data.Items.reserve(rows.Count());
+  for (std::size_t i = 0; i < rows.Count(); ++i) {
+    const double* const row = rows[i];
+    TRPCEstimationDataItem item;
+    item.Latitude = row[xy ? 1 : 0];
+    item.Longitude = row[xy ? 0 : 1];
+    item.Height = row[2];
+    item.Line = row[xy ? 4 : 3] - shift;
+    item.Sample = row[xy ? 3 : 4] - shift;
+    // All in the turn of the first: a scene may lie across the 180th meridian.
+    if (i > 0) item.Longitude = SatCommonUtils::InTurnOf(data.Items[0].Longitude, item.Longitude);
+    data.Items.push_back(item);
+  }
+  return data;
+}
+
+/// Why no model came out.
+std::string WhyNot(const TRPCEstimationDataSet& data) {
+  using SatCommonUtils::RPCEstimationLeastItems;
+  if (InterruptWatch::IsInterrupted()) return "interrupted; nothing is written";
+  if (data.Items.size() < RPCEstimationLeastItems) {
+    return std::to_string(data.Items.size()) + " points; a model needs at least " +
+           std::to_string(RPCEstimationLeastItems);
+  }
+  const struct {
+    const char* name;
+    double TRPCEstimationDataItem::*value;
+  } Fields[] = {{"latitude", &TRPCEstimationDataItem::Latitude},
+                {"longitude", &TRPCEstimationDataItem::Longitude},
+                {"height", &TRPCEstimationDataItem::Height},
+                {"line", &TRPCEstimationDataItem::Line},
+                {"sample", &TRPCEstimationDataItem::Sample}};
+  for (const auto& field : Fields) {
+    const double first = data.Items[0].*field.value;
+    if (std::all_of(data.Items.begin(), data.Items.end(),
+                    [&](const TRPCEstimationDataItem& item) { return item.*field.value == first; })) {
+      return std::string("all points have the same ") + field.name;
+    }
+  }
+  return "the points do not determine a model: they lie in a plane or on a line, or too few of them differ";
+}
+
+ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPCEstimationReport* report) {
+  SatCommonUtils::TRPCEstimationControl control;
+  control.Threads = options.points.threads;
+  control.Cancel = FitProgress::Cancel;
+  const InterruptWatch watch;
+  const FitProgress progress(options.points.quiet);
+  ModelFile fitted;
+  if (!EstimateRPC(data, &fitted.data, control, report)) {
+    throw Problem((options.points.path == "-" ? "stdin" : options.points.path) +
+                  ": no model: " + WhyNot(data));
+  }
+  fitted.format = ModelFormat::Xml;
+  fitted.model = std::make_unique<SatCommonUtils::TRPC>(fitted.data, nullptr);
+  return fitted;
+}
+
+int RunFit(const FitOptions& options) {
+  std::size_t bad = 0;
+  const TRPCEstimationDataSet data = ReadItems(options, &bad);
+  TRPCEstimationReport estimation;
+  const ModelFile fitted = Fit(data, options, &estimation);
+  const SatCommonUtils::TRPCResiduals residuals = CalculateResiduals(*fitted.model, data.Items);
+  const WrittenModel written = WriteModelFile(fitted, options.out);
+  if (options.json) {
+    nlohmann::ordered_json report;
+    report["points"] = data.Items.size();
+    report["rmsLine"] = residuals.RmsLine;
+    report["rmsSample"] = residuals.RmsSample;
+    report["maxResidual"] = std::max(residuals.MaxLine, residuals.MaxSample);
+    report["maxResidualLine"] = residuals.MaxLine;
+    report["maxResidualSample"] = residuals.MaxSample;
+    report["iterations"] = estimation.Iterations;
+    report["converged"] = estimation.Converged;
+    report["rounded"] = written.rounded;
+    report["maxDifference"] = written.max_difference;
+    PrintJson(report);
+  } else if (!options.points.quiet) {
+    std::printf("%zu points\nline:   rms %.3g, at most %.3g pixels\nsample: rms %.3g, at most %.3g pixels\n",
+                data.Items.size(), residuals.RmsLine, residuals.MaxLine, residuals.RmsSample,
+                residuals.MaxSample);
+    std::printf(estimation.Converged
+                    ? "converged after %d iterations\n"
+                    : "ended at the limit of %d iterations, before the coefficients came to rest\n",
+                estimation.Iterations);
+    PrintWritten(written, options.out);
+  }
+  return bad == 0 ? AllComputed : SomePointsFailed;
+}
+
+}  // namespace
+
+void AddFitCommand(CLI::App* program, Action* chosen) {
+  CLI::App* const command =
+      program->add_subcommand("fit", "A model from points: lat lon h line sample, one point a line");
+  const auto options = std::make_shared<FitOptions>();
+  AddPointInputOptions(command, &options->points);
+  AddOutputOption(command, &options->out);
+  AddJsonOption(command, &options->json);
+  command->callback([=] { *chosen = [=] { return RunFit(*options); }; });
+}
+
+}  // namespace app

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "kelvane/rpc/rpc.h"
+#include "tests/support/program.h"
+
+namespace {
+
+using nlohmann::json;
+using SatCommonUtils::TRPC;
+using SatCommonUtils::TRPCData;
+using test::Outcome;
+using test::RunKelvane;
+
+/// A grid of n nodes an axis over a model's cube, "lat lon h line sample" a line; `turn` is added to
+/// longitudes west of the model's offset.
+std::string GridOf(const TRPCData& data, int n, double turn = 0.0) {
+  const TRPC model(data, nullptr);
+  std::ostringstream text;
+  text.precision(17);
+  for (int i = 0; i < n * n * n; ++i) {
+    const auto node = [n](int k) { return 2.0 * k / (n - 1) - 1.0; };
+    const double lat = data.LatitudeOffset + data.LatitudeScale * node(i % n);
+    const double lon = data.LongitudeOffset + data.LongitudeScale * node(i / n % n);
+    const double h = data.HeightOffset + data.HeightScale * node(i / n / n);
+    double line = 0.0;
+    double sample = 0.0;
+    model.CalculateLineSample(lat, lon, h, &line, &sample, nullptr, nullptr);
+    text << lat << ' ' << lon + (lon < data.LongitudeOffset ? turn : 0.0) << ' ' << h << ' ' << line << ' '
+         << sample << " p" << i << '\n';
+  }
+  return text.str();
+}
+
+Outcome Fit(const std::string& points, std::vector<std::string> options) {
+  options.insert(options.begin(), "fit");
+  test::RunOptions run;
+  run.input = points;
+  return RunKelvane(options, run);
+}
+
+TEST(Fit, GivesAModelThatSeesThePointsWhereTheyWereSeen) {
+  const test::ScratchFolder folder;
+  TRPCData data = test::SampleRecord("worldview3.RPB");
+  data.LongitudeOffset = 180.0;
+  // Across the 180th meridian, half of the points in another turn.
+  const Outcome outcome = Fit("# head\n" + GridOf(data, 11, 360.0), {"-o", folder.Path("a.xml"), "--json"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const json report = json::parse(outcome.out);
+  EXPECT_EQ(report["points"], 1331);
+  EXPECT_LT(report["maxResidual"], 1e-6);
+  EXPECT_LE(report["rmsLine"], report["maxResidual"]);
+  EXPECT_LE(report["rmsSample"], report["maxResidual"]);
+  EXPECT_EQ(report["converged"].get<bool>(), report["iterations"].get<int>() < 10);
+  test::RunOptions point;
+  point.input = "41.8791 -179.99 95";
+  const std::string in_model = RunKelvane({"project", folder.Path("a.xml"), "--precision", "9"}, point).out;
+  std::string swapped;
+  std::istringstream lines(GridOf(data, 6));
+  for (double v[5]; lines >> v[0] >> v[1] >> v[2] >> v[3] >> v[4];) {
+    std::ostringstream line;
+    line.precision(17);
+    line << v[1] << ',' << v[0] << ',' << v[2] << ',' << v[4] + 0.5 << ',' << v[3] + 0.5 << '\n';
+    swapped += line.str();
+    lines >> std::ws;
+    std::string rest;
+    std::getline(lines, rest);
+  }
+  const Outcome corner = Fit(swapped, {"-o", folder.Path("b.xml"), "--xy", "--origin", "corner"});
+  EXPECT_NE(corner.out.find("216 points"), std::string::npos) << corner.out << corner.err;
+  EXPECT_EQ(RunKelvane({"project", folder.Path("b.xml"), "--precision", "9"}, point).out, in_model);
+}
+
+TEST(Fit, SaysWhyThereIsNoModelAndWritesNone) {
+  const test::ScratchFolder folder;
+  const std::string out = folder.Path("out.xml");
+  const std::string good = GridOf(test::SampleRecord("worldview3.RPB"), 7);
+  const auto expect_none = [&](const std::string& points, const char* why) {
+    const Outcome outcome = Fit(points, {"-o", out});
+    EXPECT_EQ(outcome.status, 2) << why;
+    EXPECT_NE(outcome.err.find(why), std::string::npos) << outcome.err;
+    EXPECT_FALSE(std::filesystem::exists(out)) << why;
+  };
+  expect_none("", "0 points; a model needs at least 40");
+  expect_none(GridOf(test::SampleRecord("worldview3.RPB"), 3), "27 points");
+  expect_none(good.substr(0, good.find(" p45\n") + 5), "all points have the same height");
+  EXPECT_EQ(Fit(good, {"-o", folder.Path("out.tif")}).status, 2);
+  const Outcome partly = Fit(good + "1 2 3\n1 2 3 x 5\n", {"-o", out});
+  EXPECT_EQ(partly.status, 1);
+  EXPECT_EQ(partly.err, "stdin:344: the line has 3 of the 5 numbers\nstdin:345: \"x\" is no number\n");
+  EXPECT_TRUE(std::filesystem::exists(out));
+}
+
+TEST(Invert, StatesAnErrorThatHolds) {
+  const test::ScratchFolder folder;
+  const std::string model = test::SamplePath("worldview3.RPB");
+  const Outcome outcome =
+      RunKelvane({"invert", model, "-o", folder.Path("inverse.xml"), "--grid", "10", "--json"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const double stated = json::parse(outcome.out)["maxDifference"];
+  EXPECT_GT(stated, 0.0);
+  EXPECT_LT(stated, 1e-8);
+  test::RunOptions points;
+  for (int line = 0; line < 1700; line += 37) points.input += std::to_string(line) + " 900.5 200\n";
+  std::istringstream inverse(RunKelvane({"project", folder.Path("inverse.xml")}, points).out);
+  std::istringstream located(RunKelvane({"locate", model}, points).out);
+  double expected = 0.0;
+  int compared = 0;
+  for (double found = 0.0; inverse >> found; ++compared) {
+    located >> expected;
+    EXPECT_NEAR(found, expected, stated);
+  }
+  EXPECT_EQ(compared, 2 * 46);
+  EXPECT_EQ(RunKelvane({"invert", model, "-o", folder.Path("none.xml"), "--grid", "2"}).status, 2);
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("none.xml")));
+}
+
+}  // namespace
