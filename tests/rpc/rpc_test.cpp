@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "kelvane/module/host/message.h"
 #include "kelvane/rpc/rpc_polynomials.h"
@@ -134,15 +135,28 @@ TEST(Rpc, TheModelsArithmeticIsThatOfThePolynomials) {
     const double L = around(random);
     const double H = around(random);
     double v[4];
-    double dP[4];
-    CalculateRPCPolynomes(P, L, H, table, v, dP, nullptr, nullptr);
+    double by[3][4];
+    CalculateRPCPolynomes(P, L, H, table, v, by[0], by[1], by[2]);
     double line = 0.0;
     double sample = 0.0;
     double by_line[3];
+    double by_sample[3];
     model.CalculateLineSampleNormalized(P, L, H, &line, &sample, by_line, nullptr);
+    model.CalculateLineSampleNormalized(P, L, H, &line, &sample, nullptr, by_sample);
     ASSERT_EQ(line, v[0] / v[1]);
     ASSERT_EQ(sample, v[2] / v[3]);
-    ASSERT_EQ(by_line[0], (v[1] * dP[0] - v[0] * dP[1]) / (v[1] * v[1]));
+    const double ground[] = {data.LatitudeOffset + P * data.LatitudeScale,
+                             data.LongitudeOffset + L * data.LongitudeScale,
+                             data.HeightOffset + H * data.HeightScale};
+    const double scales[] = {data.LatitudeScale, data.LongitudeScale, data.HeightScale};
+    double real_by_line[3];
+    model.CalculateLineSample(ground[0], ground[1], ground[2], &line, &sample, real_by_line, nullptr);
+    for (int x = 0; x < 3; ++x) {
+      ASSERT_EQ(by_line[x], (v[1] * by[x][0] - v[0] * by[x][1]) / (v[1] * v[1]));
+      ASSERT_EQ(by_sample[x], (v[3] * by[x][2] - v[2] * by[x][3]) / (v[3] * v[3]));
+      ASSERT_NEAR(real_by_line[x], by_line[x] * (data.LineScale / scales[x]),
+                  1e-12 * std::fabs(real_by_line[x]) + 1e-9);
+    }
   }
 }
 
@@ -244,6 +258,23 @@ TEST(RpcXml, KeepsTheWholeModel) {
   ASSERT_TRUE(copy);
   EXPECT_EQ(ModelXml(*copy), ModelXml(model));  // as it was before it had an approximation
 
+  // A new record drops the approximation of the old one.
+  TKaXIniStreamReader another = test::XmlReader(xml);
+  TRPC renewed(&another);
+  renewed.SetRPCData(data);
+  EXPECT_FALSE(Has(ModelXml(renewed), "Approximation"));
+  // Raster sizes are taken as they stand.
+  const std::string size = "\"RasterHeight\">400";
+  TKaXIniStreamReader negative =
+      test::XmlReader(std::string(xml).replace(xml.find(size), size.size(), "\"RasterHeight\">-4"));
+  TRPC odd(&negative);
+  EXPECT_FALSE(odd.GetRasterDims(nullptr, nullptr));
+  int width = 0;
+  int height = 0;
+  EXPECT_FALSE(odd.GetRasterDims(&width, &height));
+  EXPECT_EQ(width, 0);
+  EXPECT_FALSE(Has(ModelXml(odd), "RasterWidth"));
+
   const std::string last_key = "<value key=\"SampleDenomFreeTerm\">0.125</value>";
   xml.replace(xml.find(last_key), last_key.size(), "");
   TKaXIniStreamReader short_reader = test::XmlReader(xml);
@@ -282,19 +313,29 @@ TEST(RpcXml, FailuresCarryTheirTexts) {
   TRPC loaded = LoadedModel();
   loaded.SetRasterDims(3, 4);
   const std::string whole = ModelXml(loaded);
-  bool read_ever_failed = false;
-  for (int failing = 0;; ++failing) {
-    test::FailingReader failing_reader(whole, failing);
-    read_ever_failed = !TRPC().InitializeFromXML(&failing_reader) || read_ever_failed;
+  TKaXIniStreamReader whole_reader = test::XmlReader(whole);
+  TRPC approximated(&whole_reader);
+  approximated.EnsureApproximation();
+  const std::string with_approximation = ModelXml(approximated);
+  // Of what stands behind the record, only a section that cannot be left is a failure: the approximation's.
+  std::vector<int> failed;
+  int operations = 0;
+  for (;; ++operations) {
+    test::FailingReader failing_reader(with_approximation, operations);
+    const bool read = TRPC().InitializeFromXML(&failing_reader);
     if (failing_reader.NeverFailed()) break;
+    if (!read) failed.push_back(operations);
   }
-  EXPECT_TRUE(read_ever_failed);
+  ASSERT_GT(failed.size(), 180U);
+  EXPECT_EQ(failed[failed.size() - 1], operations - 1)
+      << "leaving the approximation, the last operation of all";
+  EXPECT_LT(failed[failed.size() - 2], operations - 40) << "then nothing before the record's";
   // A margin that cannot be written does not fail a model that has a size: only failures before the
   // margin and behind it count.
   int unreported = 0;
   for (int failing = 0;; ++failing) {
     test::FailingWriter writer(failing);
-    const bool written = loaded.SaveToXML(&writer);
+    const bool written = approximated.SaveToXML(&writer);
     if (writer.NeverFailed()) break;
     unreported += written;
   }
