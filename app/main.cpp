@@ -60,6 +60,7 @@ int Main(int argc, char** argv) {
   app::AddInfoCommand(&program, &action);
   app::AddProjectCommand(&program, &action);
   app::AddLocateCommand(&program, &action);
+  app::AddIntersectCommand(&program, &action);
   app::AddConvertCommand(&program, &action);
   try {
     RefuseUnknownCommand(program, argc, argv);

@@ -43,7 +43,8 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
     const std::string_view column = TakeColumn(&rest);
     if (KaParseNumber(column, &numbers[i])) {
       *line = rest;
-      if (good && !std::isfinite(numbers[i])) {
+      const bool usable = std::isfinite(numbers[i]) || (job.may_be_nan && std::isnan(numbers[i]));
+      if (good && !usable) {
         *why = KaQuoted(column) + " is no finite number";
         good = false;
       }
@@ -66,9 +67,9 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
   return good;
 }
 
-void AppendAnswer(std::string* text, const double* answer, const PointJob& job, const PointOptions& options,
+void AppendAnswer(std::string* text, const std::vector<double>& answer, const PointOptions& options,
                   std::string_view rest) {
-  for (std::size_t i = 0; i < job.answers; ++i) {
+  for (std::size_t i = 0; i < answer.size(); ++i) {
     if (i > 0) *text += ' ';
     AppendNumber(text, answer[i], options.precision);
   }
@@ -79,9 +80,8 @@ void AppendAnswer(std::string* text, const double* answer, const PointJob& job, 
   *text += '\n';
 }
 
-bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* answer,
-             std::string* why) {
-  double numbers[PointJob::MaxColumns];
+bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
+             double* answer, std::string* why) {
   if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
   for (std::size_t i = 0; i < job.answers; ++i) {
     if (!std::isfinite(answer[i])) {
@@ -97,7 +97,8 @@ bool Compute(std::string_view* line, const PointJob& job, const PointOptions& op
 PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
   PieceAnswer piece;
   piece.text.reserve(text.size() + text.size() / 4);
-  double answer[PointJob::MaxColumns];
+  std::vector<double> numbers(job.columns);
+  std::vector<double> answer(job.answers);
   std::string why;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
@@ -106,12 +107,12 @@ PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointO
     const std::size_t number = piece.lines++;
     if (line.empty() || line.front() == '#') continue;
     ++piece.points;
-    if (!Compute(&line, job, options, answer, &why)) {
-      std::fill_n(answer, job.answers, std::nan(""));
+    if (!Compute(&line, job, options, numbers.data(), answer.data(), &why)) {
+      std::fill(answer.begin(), answer.end(), std::nan(""));
       ++piece.failed;
       if (piece.problems.size() < PieceAnswer::MaxReported) piece.problems.push_back({number, why});
     }
-    AppendAnswer(&piece.text, answer, job, options, line);
+    AppendAnswer(&piece.text, answer, options, line);
   }
   return piece;
 }

@@ -17,11 +17,15 @@ using Action = std::function<int()>;
 void AddInfoCommand(CLI::App* program, Action* chosen);
 void AddProjectCommand(CLI::App* program, Action* chosen);
 void AddLocateCommand(CLI::App* program, Action* chosen);
+void AddIntersectCommand(CLI::App* program, Action* chosen);
 void AddConvertCommand(CLI::App* program, Action* chosen);
 
-/// The options of every command that answers points: `--points`, `--xy`, `--height`, `--origin`,
-/// `--precision`, `--threads`, `--quiet`.
+/// The options of every command that answers points: `--points`, `--xy`, `--origin`, `--precision`,
+/// `--threads`, `--quiet`.
 void AddPointOptions(CLI::App* command, PointOptions* options);
+
+/// `--height`, of those whose points have one.
+void AddHeightOption(CLI::App* command, PointOptions* options);
 
 /// The argument that names a model.
 void AddModelArgument(CLI::App* command, const char* name, std::string* path);

@@ -36,11 +36,6 @@ void AddPointOptions(CLI::App* command, PointOptions* options) {
                     "Points as x first: lon lat h and sample line, on the way in and out");
   command
       ->add_option_function<std::string>(
-          "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
-          "Height in metres for points that come without one")
-      ->type_name("H");
-  command
-      ->add_option_function<std::string>(
           "--origin", [options](const std::string& origin) { options->corner_origin = origin == "corner"; },
           "Image coordinates count from the center of the first pixel, or from its corner (values 0.5 "
           "larger)")
@@ -55,6 +50,14 @@ void AddPointOptions(CLI::App* command, PointOptions* options) {
       ->check(Undescribed(CLI::Range(1, KaMostThreads)))
       ->type_name("N");
   command->add_flag("--quiet", options->quiet, "No progress bar, no remarks");
+}
+
+void AddHeightOption(CLI::App* command, PointOptions* options) {
+  command
+      ->add_option_function<std::string>(
+          "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
+          "Height in metres for points that come without one")
+      ->type_name("H");
 }
 
 void AddQuietOption(CLI::App* command, bool* quiet) { command->add_flag("--quiet", *quiet, "No remarks"); }
