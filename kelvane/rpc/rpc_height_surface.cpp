@@ -1,4 +1,5 @@
 /// Image to ground where the ray meets a height surface.
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -75,12 +76,10 @@ class TSurfaceSearch {
 
   double NextHeight(const TRayPoint& at) const {
     if (IsEnclosed()) return HeightBetween();
-    const double step = at.Gap;
-    if (!before_) return at.Height + step;
-    // Where the surface follows the ray the step falls short: the gap would close by its own change.
+    if (!before_) return at.Height + at.Gap;
+    // Where the surface follows the ray, going to its height falls short.
     const double change = (at.Gap - before_->Gap) / (at.Height - before_->Height);
-    const bool shrinks = change < -1.0 / LongestStep;
-    return at.Height + (shrinks ? -step / change : step);
+    return at.Height + at.Gap * (change < 0.0 ? std::min(-1.0 / change, LongestStep) : 1.0);
   }
 
   /// The gap is taken for linear, unless that has just failed to halve the interval: steps from one side to
