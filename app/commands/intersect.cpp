@@ -14,7 +14,6 @@ namespace app {
 namespace {
 
 using SatCommonUtils::TGroundSolution;
-using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPCCoordsDataItem;
 
 struct IntersectOptions {
