@@ -60,6 +60,7 @@ int Main(int argc, char** argv) {
   app::AddInfoCommand(&program, &action);
   app::AddProjectCommand(&program, &action);
   app::AddLocateCommand(&program, &action);
+  app::AddIntersectCommand(&program, &action);
   app::AddFitCommand(&program, &action);
   app::AddInvertCommand(&program, &action);
   app::AddConvertCommand(&program, &action);

@@ -33,9 +33,9 @@ std::string_view TakeColumn(std::string_view* line) {
   return column;
 }
 
-void AppendAnswer(std::string* text, const double* answer, const PointJob& job, const PointOptions& options,
+void AppendAnswer(std::string* text, const std::vector<double>& answer, const PointOptions& options,
                   std::string_view rest) {
-  for (std::size_t i = 0; i < job.answers; ++i) {
+  for (std::size_t i = 0; i < answer.size(); ++i) {
     if (i > 0) *text += ' ';
     AppendNumber(text, answer[i], options.precision);
   }
@@ -46,9 +46,8 @@ void AppendAnswer(std::string* text, const double* answer, const PointJob& job, 
   *text += '\n';
 }
 
-bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* answer,
-             std::string* why) {
-  double numbers[PointJob::MaxColumns];
+bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
+             double* answer, std::string* why) {
   if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
   for (std::size_t i = 0; i < job.answers; ++i) {
     if (!std::isfinite(answer[i])) {
@@ -79,7 +78,8 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
     const std::string_view column = TakeColumn(&rest);
     if (KaParseNumber(column, &numbers[i])) {
       *line = rest;
-      if (good && !std::isfinite(numbers[i])) {
+      const bool usable = std::isfinite(numbers[i]) || (job.may_be_nan && std::isnan(numbers[i]));
+      if (good && !usable) {
         *why = KaQuoted(column) + " is no finite number";
         good = false;
       }
@@ -106,19 +106,20 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
 PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
   PieceAnswer piece;
   piece.text.reserve(text.size() + text.size() / 4);
-  double answer[PointJob::MaxColumns];
+  std::vector<double> numbers(job.columns);
+  std::vector<double> answer(job.answers);
   std::string why;
   while (!text.empty()) {
     std::string_view line = TakeLine(&text);
     const std::size_t number = piece.lines++;
     if (!IsPoint(line)) continue;
     ++piece.points;
-    if (!Compute(&line, job, options, answer, &why)) {
-      std::fill_n(answer, job.answers, std::nan(""));
+    if (!Compute(&line, job, options, numbers.data(), answer.data(), &why)) {
+      std::fill(answer.begin(), answer.end(), std::nan(""));
       ++piece.failed;
       if (piece.problems.size() < LineProblems::MostTold) piece.problems.push_back({number, why});
     }
-    AppendAnswer(&piece.text, answer, job, options, line);
+    AppendAnswer(&piece.text, answer, options, line);
   }
   return piece;
 }

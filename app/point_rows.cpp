@@ -18,14 +18,14 @@ PointRows ReadPointRows(std::size_t columns, const PointOptions& options) {
   LineProblems problems(source.Name());
   std::size_t number = 0;
   std::string why;
-  double numbers[PointJob::MaxColumns];
+  std::vector<double> numbers(columns);
   while (auto text = source.NextLines(Block)) {
     while (!text->empty()) {
       ++number;
       std::string_view line = TakeLine(&*text);
       if (!IsPoint(line)) continue;
-      if (ReadNumbers(&line, job, options, numbers, &why)) {
-        rows.numbers.insert(rows.numbers.end(), numbers, numbers + columns);
+      if (ReadNumbers(&line, job, options, numbers.data(), &why)) {
+        rows.numbers.insert(rows.numbers.end(), numbers.begin(), numbers.end());
       } else {
         ++rows.bad;
         problems.Tell(number, why);

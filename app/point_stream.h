@@ -25,15 +25,15 @@ struct PointOptions {
 
 /// What is done to each point.
 struct PointJob {
-  static constexpr std::size_t MaxColumns = 64;
-
   /// How many numbers a line begins with, and what the last of them is when it may come from `--height`.
   std::size_t columns = 0;
   bool height_last = false;
+  /// Whether a column may hold "nan", for what is not there.
+  bool may_be_nan = false;
   /// How many numbers the answer has.
   std::size_t answers = 0;
-  /// Computes the answer to one line's numbers, all of them finite. When it cannot, returns false and says
-  /// why. Called from several threads at once.
+  /// Computes the answer to one line's numbers, all of them finite, or NaN where that may be. When it
+  /// cannot, returns false and says why. Called from several threads at once.
   std::function<bool(const double* numbers, double* answer, std::string* why)> compute;
 };
 

@@ -18,6 +18,7 @@ using Action = std::function<int()>;
 void AddInfoCommand(CLI::App* program, Action* chosen);
 void AddProjectCommand(CLI::App* program, Action* chosen);
 void AddLocateCommand(CLI::App* program, Action* chosen);
+void AddIntersectCommand(CLI::App* program, Action* chosen);
 void AddFitCommand(CLI::App* program, Action* chosen);
 void AddInvertCommand(CLI::App* program, Action* chosen);
 void AddConvertCommand(CLI::App* program, Action* chosen);
@@ -25,8 +26,11 @@ void AddConvertCommand(CLI::App* program, Action* chosen);
 /// The options of every command that reads points: `--points`, `--xy`, `--origin`, `--threads`, `--quiet`.
 void AddPointInputOptions(CLI::App* command, PointOptions* options);
 
-/// Those, and what commands that answer points have besides: `--height`, `--precision`.
+/// Those, and `--precision`: the options of every command that answers points.
 void AddPointOptions(CLI::App* command, PointOptions* options);
+
+/// `--height`, of those whose points have one.
+void AddHeightOption(CLI::App* command, PointOptions* options);
 
 /// `--output`, required.
 void AddOutputOption(CLI::App* command, std::string* path);

@@ -38,7 +38,8 @@ int Invert(const InvertOptions& options) {
   const WrittenModel written = WriteModelFile(inverse, options.out);
   // What is stated must hold between the nodes that were tried, too.
   constexpr double BetweenNodes = 1.25;
-  const double difference = RoundedUp(BetweenNodes * SatCommonUtils::CalculateMaxInverseDifference(model, *written.model));
+  const double difference =
+      RoundedUp(BetweenNodes * SatCommonUtils::CalculateMaxInverseDifference(model, *written.model));
   PrintRemarks(file.remarks, options.quiet);
   if (options.json) {
     nlohmann::ordered_json report;

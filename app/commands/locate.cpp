@@ -67,6 +67,7 @@ void AddLocateCommand(CLI::App* program, Action* chosen) {
   const auto options = std::make_shared<LocateOptions>();
   AddModelArgument(command, "MODEL", &options->model);
   AddPointOptions(command, &options->points);
+  AddHeightOption(command, &options->points);
   command->callback([=] { *chosen = [=] { return Locate(*options); }; });
 }
 

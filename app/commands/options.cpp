@@ -51,14 +51,17 @@ void AddPointInputOptions(CLI::App* command, PointOptions* options) {
 
 void AddPointOptions(CLI::App* command, PointOptions* options) {
   AddPointInputOptions(command, options);
+  command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
+      ->check(Undescribed(CLI::Range(1, MostDigits)))
+      ->type_name("N");
+}
+
+void AddHeightOption(CLI::App* command, PointOptions* options) {
   command
       ->add_option_function<std::string>(
           "--height", [options](const std::string& text) { options->height = ReadHeight(text); },
           "Height in metres for points that come without one")
       ->type_name("H");
-  command->add_option("--precision", options->precision, "Significant digits, instead of as many as it takes")
-      ->check(Undescribed(CLI::Range(1, MostDigits)))
-      ->type_name("N");
 }
 
 void AddOutputOption(CLI::App* command, std::string* path) {

@@ -51,6 +51,7 @@ void AddProjectCommand(CLI::App* program, Action* chosen) {
   const auto options = std::make_shared<ProjectOptions>();
   AddModelArgument(command, "MODEL", &options->model);
   AddPointOptions(command, &options->points);
+  AddHeightOption(command, &options->points);
   command->callback([=] { *chosen = [=] { return Project(*options); }; });
 }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 
 #include "kelvane/geometry/polygon.h"
@@ -44,6 +45,10 @@ struct TRPCInverse {
   static constexpr double LargestResidual = 1e-3;
   bool IsAnswer() const { return Residual <= LargestResidual; }
 };
+
+/// A height surface: metres above the ellipsoid at a latitude and longitude in degrees, or none where it has
+/// a hole; a height that is not finite counts for none.
+using TRPCHeightSurface = std::function<std::optional<double>(double lat, double lon)>;
 
 /// A model is empty (after the default constructor, `Reset`, or a `SetRPCData` that threw) or loaded. An
 /// empty model must not project. A loaded one may be read from several threads at once.
@@ -142,6 +147,38 @@ class KELVANE_API TRPC {
   /// The inverse that is kept, or an empty pointer: a model that takes (line, sample, height) for latitude,
   /// longitude and height, and gives latitude as line, longitude as sample.
   var_a<TRPC*> GetInvertedRPC() const;
+
+  /// The ground point of an image point in each of two models; see `CalculateLatLonH` in ground_solution.h.
+  /// Throws `std::runtime_error` "TRPC::CalculateLatLonH" where that is false, the outputs as it leaves them.
+  static void CalculateLatLonH(const TRPC& a, const double& lineA, const double& sampleA, const TRPC& b,
+                               const double& lineB, const double& sampleB, double* lat, double* lon,
+                               double* h);
+  /// The same from the approximations; throws "TRPC::CalculateLatLonHApproximately", nothing written then.
+  static void CalculateLatLonHApproximately(const TRPC& a, const double& lineA, const double& sampleA,
+                                            const TRPC& b, const double& lineB, const double& sampleB,
+                                            double* lat, double* lon, double* h);
+
+  /// Where the ray of an image point meets a height surface: a ground point (degrees, metres) whose height is
+  /// the surface's there within `HeightTolerance`, or lies on the face of a step of the surface. The ray is
+  /// that of the virtual `CalculateLatLon`. The search begins at the height offset (in a hole, half a scale
+  /// below or above it), goes to the surface's height there, and so on; once it has been on both sides of the
+  /// surface it closes in between them, halving where the steps from side to side do not shrink. Of several
+  /// meetings it finds one, not always the highest. The surface is asked at most `MaxSurfaceLookups` times.
+  /// False, with nothing written, when that ends without a meeting: the surface is not reached, or has holes
+  /// on the way, or the ray has no point there. Throws `TKaMessage`
+  /// "TRPC::CalculateLatLonNormalizedAlt debug check failure", with nothing written, when the image of the
+  /// point found misses the given one by more than `SurfaceCheckBound`, as where the inverse does not
+  /// converge; what the surface throws passes through.
+  bool CalculateLatLonAlt(const double& line, const double& sample, const TRPCHeightSurface& surface,
+                          double* lat, double* lon, double* h) const;
+  /// The same with image point and ground point normalised, on this class's polynomials; the surface is asked
+  /// and answers in degrees and metres.
+  bool CalculateLatLonNormalizedAlt(const double& line, const double& sample,
+                                    const TRPCHeightSurface& surface, double* lat, double* lon,
+                                    double* h) const;
+  static constexpr int MaxSurfaceLookups = 100;
+  static constexpr double HeightTolerance = 1e-6;    ///< metres
+  static constexpr double SurfaceCheckBound = 1e-3;  ///< pixels, by line and by sample
 
   /// Sets the size of the raster, in pixels; false, unchanged, unless both are at least 1.
   bool SetRasterDims(int width, int height);

@@ -121,7 +121,7 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   expect_unusable(RunKelvane({"project"}), "MODEL");
   expect_unusable(RunKelvane({}), "subcommand");
   expect_unusable(RunKelvane({"rotate", Model}),
-                  "\"rotate\" is no command; there are: info project locate fit invert convert");
+                  "\"rotate\" is no command; there are: info project locate intersect fit invert convert");
   std::string xml = test::FileText(test::SamplePath("pleiades_1.xml"));
   const std::string scale = "\"SampleScale\">";
   const std::size_t at = xml.find(scale) + scale.size();
