@@ -1,5 +1,6 @@
 #include "kelvane/numeric/row_product.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace SatCommonUtils {
@@ -8,57 +9,163 @@ namespace {
 
 using TPair = double __attribute__((vector_size(16)));
 
-template <class TPack>
-constexpr std::size_t WidthOf = 1;
-template <>
-constexpr std::size_t WidthOf<TPair> = 2;
+constexpr std::size_t TileSize = 4;
+constexpr std::size_t BlockWidth = RowsTogether;
+/// So many terms that two blocks stay in the nearest cache.
+constexpr std::size_t BlockDepth = 64;
 
-template <class TPack>
-TPack Load(const double* src) {
-  TPack pack;
-  std::memcpy(&pack, src, sizeof pack);
-  return pack;
+/// Part of a factor, laid out for the tiles: one row per term, zeros behind the last column.
+struct alignas(64) TBlock {
+  double Terms[BlockDepth][BlockWidth];
+};
+
+/// Terms `k` to before `k` + `depth` of the columns of a block.
+struct TTerms {
+  std::size_t First;
+  std::size_t Count;
+};
+
+void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t width, TBlock* block) {
+  const std::size_t padded = (width + TileSize - 1) / TileSize * TileSize;
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    double* const row = block->Terms[k];
+    if (!factor.Across) std::copy_n(factor.Rows[terms.First + k] + column, width, row);
+    std::fill(row + width, row + padded, 0.0);
+  }
+  for (std::size_t i = 0; factor.Across && i < width; ++i) {
+    const double* const source = factor.Rows[column + i] + terms.First;
+    for (std::size_t k = 0; k < terms.Count; ++k) block->Terms[k][i] = source[k];
+  }
+  for (std::size_t k = 0; factor.Scales != nullptr && k < terms.Count; ++k) {
+    const double scale = factor.Scales[terms.First + k];
+    for (std::size_t i = 0; i < width; ++i) block->Terms[k][i] = scale * block->Terms[k][i];
+  }
 }
 
-template <class TPack>
-void Store(TPack pack, double* dst) {
-  std::memcpy(dst, &pack, sizeof pack);
+TPair Load(const double* source) {
+  TPair pair;
+  std::memcpy(&pair, source, sizeof pair);
+  return pair;
 }
 
-/// `Height` rows by `Packs` times as many columns as `TPack` is wide, from column `j` on: sums that fit the
-/// registers, so that each element read serves several of them.
-template <std::size_t Height, class TPack, std::size_t Packs>
-void MultiplyTile(const double* const* a, std::size_t depth, const double* const* b, std::size_t j,
-                  double* const* c) {
-  constexpr std::size_t Width = WidthOf<TPack>;
-  TPack sums[Height][Packs] = {};
-  for (std::size_t k = 0; k < depth; ++k) {
-    const double* const row = b[k] + j;
-    for (std::size_t p = 0; p < Packs; ++p) {
-      const auto factor = Load<TPack>(row + p * Width);
-      for (std::size_t i = 0; i < Height; ++i) sums[i][p] += a[i][k] * factor;
+void Store(TPair pair, double* target) { std::memcpy(target, &pair, sizeof pair); }
+
+TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
+
+using TTile = double[TileSize][TileSize];
+
+/// Adds the terms to a tile of sums. Two rows by two columns are held as the sums on the diagonal and those
+/// beside it, so that swapping a pair serves where the baseline has no instruction to spread one number.
+template <bool Divided>
+void AddTerms(const double* left, const double* right, const double* divisors, std::size_t count,
+              TTile& tile) {
+  constexpr std::size_t Pairs = TileSize / 2;
+  TPair same[Pairs][Pairs];
+  TPair crossed[Pairs][Pairs];
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const TPair upper = Load(tile[2 * i] + 2 * j);
+      const TPair lower = Load(tile[2 * i + 1] + 2 * j);
+      same[i][j] = TPair{upper[0], lower[1]};
+      crossed[i][j] = TPair{upper[1], lower[0]};
     }
   }
-  for (std::size_t i = 0; i < Height; ++i) {
-    for (std::size_t p = 0; p < Packs; ++p) Store(sums[i][p], c[i] + j + p * Width);
+  for (std::size_t k = 0; k < count; ++k) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const TPair b = Load(right + k * BlockWidth + 2 * j);
+      const TPair swapped = Swapped(b);
+      for (std::size_t i = 0; i < Pairs; ++i) {
+        const TPair a = Load(left + k * BlockWidth + 2 * i);
+        if constexpr (Divided) {
+          same[i][j] += a * b / divisors[k];
+          crossed[i][j] += a * swapped / divisors[k];
+        } else {
+          same[i][j] += a * b;
+          crossed[i][j] += a * swapped;
+        }
+      }
+    }
+  }
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      Store(TPair{same[i][j][0], crossed[i][j][0]}, tile[2 * i] + 2 * j);
+      Store(TPair{crossed[i][j][1], same[i][j][1]}, tile[2 * i + 1] + 2 * j);
+    }
   }
 }
 
-template <class TPack, std::size_t Packs>
-void MultiplyStrip(const double* const* a, std::size_t height, std::size_t depth, const double* const* b,
-                   std::size_t j, double* const* c) {
-  std::size_t i = 0;
-  for (; i + 4 <= height; i += 4) MultiplyTile<4, TPack, Packs>(a + i, depth, b, j, c + i);
-  for (; i < height; ++i) MultiplyTile<1, TPack, Packs>(a + i, depth, b, j, c + i);
+/// Rows or columns of the result, and where they stand in a block.
+struct TSpan {
+  std::size_t First;
+  std::size_t Count;
+  const double* Terms;
+
+  /// The piece that makes the tile from element `offset` on.
+  TSpan TileAt(std::size_t offset) const {
+    return {First + offset, std::min(TileSize, Count - offset), Terms + offset};
+  }
+};
+
+void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+  TTile tile = {};
+  for (std::size_t r = 0; terms.First != 0 && r < rows.Count; ++r) {
+    std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, tile[r]);
+  }
+  if (product.Divisors == nullptr) {
+    AddTerms<false>(rows.Terms, columns.Terms, nullptr, terms.Count, tile);
+  } else {
+    AddTerms<true>(rows.Terms, columns.Terms, product.Divisors + terms.First, terms.Count, tile);
+  }
+  for (std::size_t r = 0; r < rows.Count; ++r) {
+    std::copy_n(tile[r], columns.Count, product.Result[rows.First + r] + columns.First);
+  }
+}
+
+void MultiplyBlock(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+  for (std::size_t i = 0; i < rows.Count; i += TileSize) {
+    const TSpan tile_rows = rows.TileAt(i);
+    const bool below_diagonal = product.Upper && columns.First < tile_rows.First;
+    for (std::size_t j = below_diagonal ? tile_rows.First - columns.First : 0; j < columns.Count;
+         j += TileSize) {
+      MultiplyTile(product, terms, tile_rows, columns.TileAt(j));
+    }
+  }
+}
+
+/// At most `RowsTogether` rows.
+void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t count) {
+  TBlock left;
+  TBlock right;
+  const std::size_t first_column = product.Upper ? first : 0;
+  // The rows of a symmetric product are columns too: what is packed for them serves for both.
+  const bool shared = product.Upper && product.Right.Scales == nullptr;
+  std::size_t k = 0;
+  do {
+    const TTerms terms{k, std::min(BlockDepth, product.Depth - k)};
+    Pack(product.Left, terms, first, shared ? std::min(BlockWidth, product.Width - first) : count, &left);
+    for (std::size_t j = first_column; j < product.Width; j += BlockWidth) {
+      const std::size_t width = std::min(BlockWidth, product.Width - j);
+      const bool packed = shared && j == first;
+      if (!packed) Pack(product.Right, terms, j, width, &right);
+      MultiplyBlock(product, terms, {first, count, left.Terms[0]},
+                    {j, width, (packed ? left : right).Terms[0]});
+    }
+    k += terms.Count;
+  } while (k < product.Depth);
 }
 
 }  // namespace
 
-void MultiplyRows(const double* const* a, std::size_t height, std::size_t depth, const double* const* b,
-                  std::size_t width, double* const* c) {
-  std::size_t j = 0;
-  for (; j + 4 <= width; j += 4) MultiplyStrip<TPair, 2>(a, height, depth, b, j, c);
-  for (; j < width; ++j) MultiplyStrip<double, 1>(a, height, depth, b, j, c);
+void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last) {
+  for (std::size_t i = first; i < last; i += RowsTogether) {
+    MultiplyStrip(product, i, std::min(RowsTogether, last - i));
+  }
+}
+
+void MirrorUpper(double* const* result, std::size_t first, std::size_t last) {
+  for (std::size_t i = first; i < last; ++i) {
+    for (std::size_t j = 0; j < i; ++j) result[i][j] = result[j][i];
+  }
 }
 
 }  // namespace SatCommonUtils
