@@ -1,13 +1,15 @@
 #include "kelvane/numeric/row_product.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace SatCommonUtils {
 
 namespace {
 
-using TPair = double __attribute__((vector_size(16)));
+using TPair = double __attribute__((vector_size(16), may_alias));
+using TQuad = double __attribute__((vector_size(32), may_alias));
 
 constexpr std::size_t TileSize = 4;
 constexpr std::size_t BlockWidth = RowsTogether;
@@ -42,55 +44,100 @@ void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t w
   }
 }
 
-TPair Load(const double* source) {
-  TPair pair;
-  std::memcpy(&pair, source, sizeof pair);
-  return pair;
-}
-
-void Store(TPair pair, double* target) { std::memcpy(target, &pair, sizeof pair); }
-
 TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
 
-using TTile = double[TileSize][TileSize];
+struct alignas(64) TTile {
+  double Sums[TileSize][TileSize];
+};
+
+template <class TPack>
+const TPack& PackAt(const double* source) {
+  return *reinterpret_cast<const TPack*>(source);
+}
+
+/// left*right terms from k = 0 on, divided unless `Divisors` is null. Elements of a term follow each other.
+struct TTileTerms {
+  const double* Left;
+  const double* Right;
+  const double* Divisors;
+  std::size_t Count;
+};
 
 /// Adds the terms to a tile of sums. Two rows by two columns are held as the sums on the diagonal and those
-/// beside it, so that swapping a pair serves where the baseline has no instruction to spread one number.
+/// beside it: swapping a pair serves where the baseline has no instruction to spread one number.
 template <bool Divided>
-void AddTerms(const double* left, const double* right, const double* divisors, std::size_t count,
-              TTile& tile) {
+void AddTermsNarrow(const TTileTerms& terms, TTile& tile) {
   constexpr std::size_t Pairs = TileSize / 2;
   TPair same[Pairs][Pairs];
   TPair crossed[Pairs][Pairs];
   for (std::size_t i = 0; i < Pairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair upper = Load(tile[2 * i] + 2 * j);
-      const TPair lower = Load(tile[2 * i + 1] + 2 * j);
+      const double* const upper = tile.Sums[2 * i] + 2 * j;
+      const double* const lower = tile.Sums[2 * i + 1] + 2 * j;
       same[i][j] = TPair{upper[0], lower[1]};
       crossed[i][j] = TPair{upper[1], lower[0]};
     }
   }
-  for (std::size_t k = 0; k < count; ++k) {
+  for (std::size_t k = 0; k < terms.Count; ++k) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair b = Load(right + k * BlockWidth + 2 * j);
+      const TPair b = PackAt<TPair>(terms.Right + k * BlockWidth + 2 * j);
       const TPair swapped = Swapped(b);
       for (std::size_t i = 0; i < Pairs; ++i) {
-        const TPair a = Load(left + k * BlockWidth + 2 * i);
-        if constexpr (Divided) {
-          same[i][j] += a * b / divisors[k];
-          crossed[i][j] += a * swapped / divisors[k];
-        } else {
-          same[i][j] += a * b;
-          crossed[i][j] += a * swapped;
-        }
+        const TPair a = PackAt<TPair>(terms.Left + k * BlockWidth + 2 * i);
+        same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
+        crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
       }
     }
   }
   for (std::size_t i = 0; i < Pairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      Store(TPair{same[i][j][0], crossed[i][j][0]}, tile[2 * i] + 2 * j);
-      Store(TPair{crossed[i][j][1], same[i][j][1]}, tile[2 * i + 1] + 2 * j);
+      double* const upper = tile.Sums[2 * i] + 2 * j;
+      double* const lower = tile.Sums[2 * i + 1] + 2 * j;
+      upper[0] = same[i][j][0];
+      upper[1] = crossed[i][j][0];
+      lower[0] = crossed[i][j][1];
+      lower[1] = same[i][j][1];
     }
+  }
+}
+
+/// The same sums, a row of the tile at once.
+template <bool Divided>
+__attribute__((target("avx2"))) void AddTermsWide(const TTileTerms& terms, TTile& tile) {
+  TQuad sums[TileSize];
+  for (std::size_t i = 0; i < TileSize; ++i) sums[i] = *reinterpret_cast<const TQuad*>(tile.Sums[i]);
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    const TQuad b = *reinterpret_cast<const TQuad*>(terms.Right + k * BlockWidth);
+    for (std::size_t i = 0; i < TileSize; ++i) {
+      const double a = terms.Left[k * BlockWidth + i];
+      sums[i] += Divided ? a * b / terms.Divisors[k] : a * b;
+    }
+  }
+  for (std::size_t i = 0; i < TileSize; ++i) *reinterpret_cast<TQuad*>(tile.Sums[i]) = sums[i];
+}
+
+bool IsWide() {
+  const char* const asked = std::getenv("KELVANE_SIMD");
+  const bool baseline = asked != nullptr && std::strcmp(asked, "baseline") == 0;
+  return !baseline && __builtin_cpu_supports("avx2") != 0;
+}
+
+template <bool Divided>
+void AddTerms(const TTileTerms& terms, TTile& tile) {
+  static const bool wide = IsWide();
+  if (wide) {
+    AddTermsWide<Divided>(terms, tile);
+  } else {
+    AddTermsNarrow<Divided>(terms, tile);
+  }
+}
+
+/// The usual count is known beforehand: so few numbers are not worth a call.
+void CopyTileRow(const double* source, std::size_t count, double* target) {
+  if (count == TileSize) {
+    std::copy_n(source, TileSize, target);
+  } else {
+    std::copy_n(source, count, target);
   }
 }
 
@@ -109,15 +156,15 @@ struct TSpan {
 void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
   TTile tile = {};
   for (std::size_t r = 0; terms.First != 0 && r < rows.Count; ++r) {
-    std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, tile[r]);
+    CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count, tile.Sums[r]);
   }
   if (product.Divisors == nullptr) {
-    AddTerms<false>(rows.Terms, columns.Terms, nullptr, terms.Count, tile);
+    AddTerms<false>({rows.Terms, columns.Terms, nullptr, terms.Count}, tile);
   } else {
-    AddTerms<true>(rows.Terms, columns.Terms, product.Divisors + terms.First, terms.Count, tile);
+    AddTerms<true>({rows.Terms, columns.Terms, product.Divisors + terms.First, terms.Count}, tile);
   }
   for (std::size_t r = 0; r < rows.Count; ++r) {
-    std::copy_n(tile[r], columns.Count, product.Result[rows.First + r] + columns.First);
+    CopyTileRow(tile.Sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
   }
 }
 
