@@ -68,15 +68,16 @@ void ExpectProduct(const TMatrix& expected, Multiply multiply) {
 
 TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
   using TShape = std::array<std::size_t, 3>;
-  for (const auto& [m, n, q] : {TShape{1, 1, 1},
-                                {0, 3, 2},
-                                {4, 0, 3},
-                                {5, 3, 0},
-                                {130, 39, 7},
-                                {64, 50, 49},
-                                {65, 6, 101},
-                                {3, 197, 4},
-                                {97, 2, 33}}) {
+  for (const TShape& shape : {TShape{1, 1, 1},
+                              {0, 3, 2},
+                              {4, 0, 3},
+                              {5, 3, 0},
+                              {130, 39, 7},
+                              {64, 50, 49},
+                              {65, 6, 101},
+                              {3, 197, 4},
+                              {97, 2, 33}}) {
+    const std::size_t m = shape[0], n = shape[1], q = shape[2];
     const TMatrix a = Random(n, m);
     const TMatrix b = Random(q, m);
     const TMatrix c = Random(q, n);
@@ -102,21 +103,14 @@ TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
       KaSetThreadsCount(threads);
       // The team of this size is made outside what is counted.
       MatrixByVector(pa, n, 0, nullptr, nullptr, Count);
-      ExpectProduct(product, [&, n = n, m = m, q = q](double** r) {
-        return MatrixMultiplication(pa, n, m, c_rows.data(), q, r, Count);
-      });
-      ExpectProduct(square, [&, n = n, m = m](double** r) { return MultiplyATbyA(pa, m, n, r, Count); });
-      ExpectProduct(square,
-                    [&, n = n, m = m](double** r) { return CalculateNormalMatrix(pa, m, n, r, Count); });
-      ExpectProduct(divided, [&, n = n, m = m](double** r) {
-        return CalculateNormalMatrix(pa, m, n, variances.data, r, Count);
-      });
-      ExpectProduct(left, [&, n = n, m = m, q = q](double** r) {
-        return MultiplyATbyB(pa, n, m, b_rows.data(), q, r, Count);
-      });
-      ExpectProduct(right, [&, n = n, m = m, q = q](double** r) {
-        return MultiplyAbyBT(pa, n, m, d_rows.data(), q, r, Count);
-      });
+      ExpectProduct(product,
+                    [&](double** r) { return MatrixMultiplication(pa, n, m, c_rows.data(), q, r, Count); });
+      ExpectProduct(square, [&](double** r) { return MultiplyATbyA(pa, m, n, r, Count); });
+      ExpectProduct(square, [&](double** r) { return CalculateNormalMatrix(pa, m, n, r, Count); });
+      ExpectProduct(divided,
+                    [&](double** r) { return CalculateNormalMatrix(pa, m, n, variances.data, r, Count); });
+      ExpectProduct(left, [&](double** r) { return MultiplyATbyB(pa, n, m, b_rows.data(), q, r, Count); });
+      ExpectProduct(right, [&](double** r) { return MultiplyAbyBT(pa, n, m, d_rows.data(), q, r, Count); });
       TVector y(m);
       calls = 0;
       EXPECT_TRUE(MatrixByVector(pa, n, m, x.data, y.data, Count));
