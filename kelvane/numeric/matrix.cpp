@@ -190,7 +190,7 @@ TMatrix operator*(const TMatrix& a, const TMatrix& b) {
   for (std::size_t i = 0, next = 0; i < a.height; i = next) {
     const std::size_t depth = a.rows[i].size;
     while (next < a.height && a.rows[next].size == depth) ++next;
-    MultiplyRows(left.data() + i, next - i, depth, right.data(), b.width, sums.data() + i);
+    MultiplyRows({{left.data(), true}, {right.data()}, depth, b.width, sums.data()}, i, next);
   }
   return result;
 }

@@ -1,32 +1,22 @@
 #include "kelvane/numeric/normal_equations.h"
 
 #include <utility>
+#include <vector>
 
 #include "kelvane/numeric/matrix_rows.h"
+#include "kelvane/numeric/row_product.h"
 
 namespace SatCommonUtils {
-
-namespace {
-
-/// sums[c] += factor * row[c]
-void AddScaled(double factor, const double* row, std::size_t length, double* sums) {
-  for (std::size_t c = 0; c < length; ++c) sums[c] += factor * row[c];
-}
-
-}  // namespace
 
 bool NormalEquationsMatrix(const TMatrix& A, const TVector& w, TMatrix* N) {
   const std::size_t n = A.width;
   if (n == 0 || A.height == 0 || w.size != A.height) return false;
   RequireFullRows(A);
   TMatrix sums(n, n);
-  for (std::size_t k = 0; k < A.height; ++k) {
-    const double* const row = A.rows[k].data;
-    for (std::size_t i = 0; i < n; ++i) AddScaled(w.data[k] * row[i], row, i + 1, sums.rows[i].data);
-  }
-  for (std::size_t i = 0; i < n; ++i) {
-    for (std::size_t j = 0; j < i; ++j) sums.rows[j].data[i] = sums.rows[i].data[j];
-  }
+  const std::vector<double*> rows = RowPointers(A);
+  const std::vector<double*> out = RowPointers(sums);
+  MultiplyRows({{rows.data()}, {rows.data(), false, w.data}, A.height, n, out.data(), nullptr, true}, 0, n);
+  MirrorUpper(out.data(), 0, n);
   *N = std::move(sums);
   return true;
 }
@@ -37,7 +27,8 @@ bool NormalEquationsFreeTerm(const TMatrix& A, const TVector& a, const TVector& 
   RequireFullRows(A);
   TVector sums(n);
   for (std::size_t k = 0; k < A.height; ++k) {
-    AddScaled(a.data[k] * b.data[k], A.rows[k].data, n, sums.data);
+    const double factor = a.data[k] * b.data[k];
+    for (std::size_t i = 0; i < n; ++i) sums.data[i] += factor * A.rows[k].data[i];
   }
   *u = std::move(sums);
   return true;
@@ -49,12 +40,10 @@ bool NormalEquationsSubMatrix(const TMatrix& A, const TVector& w, const TMatrix&
   RequireFullRows(A);
   RequireFullRows(B);
   TMatrix sums(B.width, n);
-  for (std::size_t k = 0; k < A.height; ++k) {
-    const double* const row = A.rows[k].data;
-    for (std::size_t i = 0; i < n; ++i) {
-      AddScaled(w.data[k] * row[i], B.rows[k].data, B.width, sums.rows[i].data);
-    }
-  }
+  const std::vector<double*> left = RowPointers(A);
+  const std::vector<double*> right = RowPointers(B);
+  const std::vector<double*> out = RowPointers(sums);
+  MultiplyRows({{left.data(), false, w.data}, {right.data()}, A.height, B.width, out.data()}, 0, n);
   *C = std::move(sums);
   return true;
 }

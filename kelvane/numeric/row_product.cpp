@@ -1,64 +1,218 @@
 #include "kelvane/numeric/row_product.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace SatCommonUtils {
 
 namespace {
 
-using TPair = double __attribute__((vector_size(16)));
+using TPair = double __attribute__((vector_size(16), may_alias));
+using TQuad = double __attribute__((vector_size(32), may_alias));
 
-template <class TPack>
-constexpr std::size_t WidthOf = 1;
-template <>
-constexpr std::size_t WidthOf<TPair> = 2;
+constexpr std::size_t TileSize = 4;
+constexpr std::size_t BlockWidth = RowsTogether;
+/// So many terms that two blocks stay in the nearest cache.
+constexpr std::size_t BlockDepth = 64;
 
-template <class TPack>
-TPack Load(const double* src) {
-  TPack pack;
-  std::memcpy(&pack, src, sizeof pack);
-  return pack;
+/// Part of a factor, laid out for the tiles: one row per term, zeros behind the last column.
+struct alignas(64) TBlock {
+  double Terms[BlockDepth][BlockWidth];
+};
+
+/// Terms `k` to before `k` + `depth` of the columns of a block.
+struct TTerms {
+  std::size_t First;
+  std::size_t Count;
+};
+
+void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t width, TBlock* block) {
+  const std::size_t padded = (width + TileSize - 1) / TileSize * TileSize;
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    double* const row = block->Terms[k];
+    if (!factor.Across) std::copy_n(factor.Rows[terms.First + k] + column, width, row);
+    std::fill(row + width, row + padded, 0.0);
+  }
+  for (std::size_t i = 0; factor.Across && i < width; ++i) {
+    const double* const source = factor.Rows[column + i] + terms.First;
+    for (std::size_t k = 0; k < terms.Count; ++k) block->Terms[k][i] = source[k];
+  }
+  for (std::size_t k = 0; factor.Scales != nullptr && k < terms.Count; ++k) {
+    const double scale = factor.Scales[terms.First + k];
+    for (std::size_t i = 0; i < width; ++i) block->Terms[k][i] = scale * block->Terms[k][i];
+  }
 }
 
+TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
+
+struct alignas(64) TTile {
+  double Sums[TileSize][TileSize];
+};
+
 template <class TPack>
-void Store(TPack pack, double* dst) {
-  std::memcpy(dst, &pack, sizeof pack);
+const TPack& PackAt(const double* source) {
+  return *reinterpret_cast<const TPack*>(source);
 }
 
-/// `Height` rows by `Packs` times as many columns as `TPack` is wide, from column `j` on: sums that fit the
-/// registers, so that each element read serves several of them.
-template <std::size_t Height, class TPack, std::size_t Packs>
-void MultiplyTile(const double* const* a, std::size_t depth, const double* const* b, std::size_t j,
-                  double* const* c) {
-  constexpr std::size_t Width = WidthOf<TPack>;
-  TPack sums[Height][Packs] = {};
-  for (std::size_t k = 0; k < depth; ++k) {
-    const double* const row = b[k] + j;
-    for (std::size_t p = 0; p < Packs; ++p) {
-      const auto factor = Load<TPack>(row + p * Width);
-      for (std::size_t i = 0; i < Height; ++i) sums[i][p] += a[i][k] * factor;
+/// left*right terms from k = 0 on, divided unless `Divisors` is null. Elements of a term follow each other.
+struct TTileTerms {
+  const double* Left;
+  const double* Right;
+  const double* Divisors;
+  std::size_t Count;
+};
+
+/// Adds the terms to a tile of sums. Two rows by two columns are held as the sums on the diagonal and those
+/// beside it: swapping a pair serves where the baseline has no instruction to spread one number.
+template <bool Divided>
+void AddTermsNarrow(const TTileTerms& terms, TTile& tile) {
+  constexpr std::size_t Pairs = TileSize / 2;
+  TPair same[Pairs][Pairs];
+  TPair crossed[Pairs][Pairs];
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const double* const upper = tile.Sums[2 * i] + 2 * j;
+      const double* const lower = tile.Sums[2 * i + 1] + 2 * j;
+      same[i][j] = TPair{upper[0], lower[1]};
+      crossed[i][j] = TPair{upper[1], lower[0]};
     }
   }
-  for (std::size_t i = 0; i < Height; ++i) {
-    for (std::size_t p = 0; p < Packs; ++p) Store(sums[i][p], c[i] + j + p * Width);
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const TPair b = PackAt<TPair>(terms.Right + k * BlockWidth + 2 * j);
+      const TPair swapped = Swapped(b);
+      for (std::size_t i = 0; i < Pairs; ++i) {
+        const TPair a = PackAt<TPair>(terms.Left + k * BlockWidth + 2 * i);
+        same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
+        crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
+      }
+    }
+  }
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      double* const upper = tile.Sums[2 * i] + 2 * j;
+      double* const lower = tile.Sums[2 * i + 1] + 2 * j;
+      upper[0] = same[i][j][0];
+      upper[1] = crossed[i][j][0];
+      lower[0] = crossed[i][j][1];
+      lower[1] = same[i][j][1];
+    }
   }
 }
 
-template <class TPack, std::size_t Packs>
-void MultiplyStrip(const double* const* a, std::size_t height, std::size_t depth, const double* const* b,
-                   std::size_t j, double* const* c) {
-  std::size_t i = 0;
-  for (; i + 4 <= height; i += 4) MultiplyTile<4, TPack, Packs>(a + i, depth, b, j, c + i);
-  for (; i < height; ++i) MultiplyTile<1, TPack, Packs>(a + i, depth, b, j, c + i);
+/// The same sums, a row of the tile at once.
+template <bool Divided>
+__attribute__((target("avx2"))) void AddTermsWide(const TTileTerms& terms, TTile& tile) {
+  TQuad sums[TileSize];
+  for (std::size_t i = 0; i < TileSize; ++i) sums[i] = *reinterpret_cast<const TQuad*>(tile.Sums[i]);
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    const TQuad b = *reinterpret_cast<const TQuad*>(terms.Right + k * BlockWidth);
+    for (std::size_t i = 0; i < TileSize; ++i) {
+      const double a = terms.Left[k * BlockWidth + i];
+      sums[i] += Divided ? a * b / terms.Divisors[k] : a * b;
+    }
+  }
+  for (std::size_t i = 0; i < TileSize; ++i) *reinterpret_cast<TQuad*>(tile.Sums[i]) = sums[i];
+}
+
+bool IsWide() {
+  const char* const asked = std::getenv("KELVANE_SIMD");
+  const bool baseline = asked != nullptr && std::strcmp(asked, "baseline") == 0;
+  return !baseline && __builtin_cpu_supports("avx2") != 0;
+}
+
+template <bool Divided>
+void AddTerms(const TTileTerms& terms, TTile& tile) {
+  static const bool wide = IsWide();
+  if (wide) {
+    AddTermsWide<Divided>(terms, tile);
+  } else {
+    AddTermsNarrow<Divided>(terms, tile);
+  }
+}
+
+/// The usual count is known beforehand: so few numbers are not worth a call.
+void CopyTileRow(const double* source, std::size_t count, double* target) {
+  if (count == TileSize) {
+    std::copy_n(source, TileSize, target);
+  } else {
+    std::copy_n(source, count, target);
+  }
+}
+
+/// Rows or columns of the result, and where they stand in a block.
+struct TSpan {
+  std::size_t First;
+  std::size_t Count;
+  const double* Terms;
+
+  /// The piece that makes the tile from element `offset` on.
+  TSpan TileAt(std::size_t offset) const {
+    return {First + offset, std::min(TileSize, Count - offset), Terms + offset};
+  }
+};
+
+void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+  TTile tile = {};
+  for (std::size_t r = 0; terms.First != 0 && r < rows.Count; ++r) {
+    CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count, tile.Sums[r]);
+  }
+  if (product.Divisors == nullptr) {
+    AddTerms<false>({rows.Terms, columns.Terms, nullptr, terms.Count}, tile);
+  } else {
+    AddTerms<true>({rows.Terms, columns.Terms, product.Divisors + terms.First, terms.Count}, tile);
+  }
+  for (std::size_t r = 0; r < rows.Count; ++r) {
+    CopyTileRow(tile.Sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
+  }
+}
+
+void MultiplyBlock(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+  for (std::size_t i = 0; i < rows.Count; i += TileSize) {
+    const TSpan tile_rows = rows.TileAt(i);
+    const bool below_diagonal = product.Upper && columns.First < tile_rows.First;
+    for (std::size_t j = below_diagonal ? tile_rows.First - columns.First : 0; j < columns.Count;
+         j += TileSize) {
+      MultiplyTile(product, terms, tile_rows, columns.TileAt(j));
+    }
+  }
+}
+
+/// At most `RowsTogether` rows.
+void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t count) {
+  TBlock left;
+  TBlock right;
+  const std::size_t first_column = product.Upper ? first : 0;
+  // The rows of a symmetric product are columns too: what is packed for them serves for both.
+  const bool shared = product.Upper && product.Right.Scales == nullptr;
+  std::size_t k = 0;
+  do {
+    const TTerms terms{k, std::min(BlockDepth, product.Depth - k)};
+    Pack(product.Left, terms, first, shared ? std::min(BlockWidth, product.Width - first) : count, &left);
+    for (std::size_t j = first_column; j < product.Width; j += BlockWidth) {
+      const std::size_t width = std::min(BlockWidth, product.Width - j);
+      const bool packed = shared && j == first;
+      if (!packed) Pack(product.Right, terms, j, width, &right);
+      MultiplyBlock(product, terms, {first, count, left.Terms[0]},
+                    {j, width, (packed ? left : right).Terms[0]});
+    }
+    k += terms.Count;
+  } while (k < product.Depth);
 }
 
 }  // namespace
 
-void MultiplyRows(const double* const* a, std::size_t height, std::size_t depth, const double* const* b,
-                  std::size_t width, double* const* c) {
-  std::size_t j = 0;
-  for (; j + 4 <= width; j += 4) MultiplyStrip<TPair, 2>(a, height, depth, b, j, c);
-  for (; j < width; ++j) MultiplyStrip<double, 1>(a, height, depth, b, j, c);
+void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last) {
+  for (std::size_t i = first; i < last; i += RowsTogether) {
+    MultiplyStrip(product, i, std::min(RowsTogether, last - i));
+  }
+}
+
+void MirrorUpper(double* const* result, std::size_t first, std::size_t last) {
+  for (std::size_t i = first; i < last; ++i) {
+    for (std::size_t j = 0; j < i; ++j) result[i][j] = result[j][i];
+  }
 }
 
 }  // namespace SatCommonUtils

@@ -1,14 +1,43 @@
 /// \file
-/// The matrix product over pointers to rows (internal).
+/// Sums of products over pointers to rows (internal): what every matrix product of the library is made of.
+///
+/// Each element of a result is summed from 0.0 in the order of its terms, whatever stands beside it: neither
+/// the blocks nor which rows are asked for together show in the bits.
 #pragma once
 
 #include <cstddef>
 
 namespace SatCommonUtils {
 
-/// c[i][j] = sum of a[i][k]*b[k][j] over k from 0 to `depth` - 1, in this order from 0.0, for `height` rows i
-/// and `width` columns j. The rows of `c` overlap no other row.
-void MultiplyRows(const double* const* a, std::size_t height, std::size_t depth, const double* const* b,
-                  std::size_t width, double* const* c);
+/// One factor of the terms: its element (k, i) is `Rows[k][i]`, or `Rows[i][k]` when `Across`; times
+/// `Scales[k]`, on the left of it, unless null.
+struct TFactor {
+  const double* const* Rows;
+  bool Across = false;
+  const double* Scales = nullptr;
+};
+
+/// result[i][j] = sum of left(k, i)*right(k, j), divided by `Divisors[k]` unless null, over k from 0 to
+/// `Depth` - 1. The rows of the result overlap nothing else.
+struct TRowProduct {
+  TFactor Left;
+  TFactor Right;
+  std::size_t Depth;
+  std::size_t Width;
+  double* const* Result;
+  const double* Divisors = nullptr;
+  /// Only the elements with j of at least i are wanted; the two factors have the same rows.
+  bool Upper = false;
+};
+
+/// How many rows are best worked out together: the operands are read once for so many.
+constexpr std::size_t RowsTogether = 48;
+
+/// Writes the rows from `first` to before `last`.
+void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last);
+
+/// Completes the rows from `first` to before `last` of a symmetric matrix from the elements right of the
+/// diagonal of the rows above.
+void MirrorUpper(double* const* result, std::size_t first, std::size_t last);
 
 }  // namespace SatCommonUtils
