@@ -155,7 +155,8 @@ struct TSpan {
 
 void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
   TTile tile = {};
-  for (std::size_t r = 0; terms.First != 0 && r < rows.Count; ++r) {
+  const bool has_sums = product.Continued || terms.First != 0;
+  for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count, tile.Sums[r]);
   }
   if (product.Divisors == nullptr) {

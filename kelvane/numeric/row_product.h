@@ -28,6 +28,8 @@ struct TRowProduct {
   const double* Divisors = nullptr;
   /// Only the elements with j of at least i are wanted; the two factors have the same rows.
   bool Upper = false;
+  /// The result holds the sums of earlier terms, which go on.
+  bool Continued = false;
 };
 
 /// How many rows are best worked out together: the operands are read once for so many.
