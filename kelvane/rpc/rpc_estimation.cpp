@@ -141,7 +141,7 @@ class TEstimation {
 
   /// Fits the function of first order; false when cancelled.
   bool Start(TFunction* function) {
-    auto sums = std::make_unique<TObservationSums<StartUnknowns + 1>>();
+    auto sums = std::make_unique<TObservationSums<StartUnknowns + 1>>(threads_);
     const auto fill = [&](std::size_t k, double* row) {
       const TItem& item = items_[k];
       const double v = item.*function->Observed;
@@ -209,8 +209,7 @@ class TEstimation {
  private:
   template <std::size_t N, class Fill>
   bool SumUp(TObservationSums<N>* sums, const Fill& fill) {
-    return sums->Sum(items_.size(), threads_, fill,
-                     [this](std::size_t done) { return watch_.Advance(done); });
+    return sums->Sum(items_.size(), fill, [this](std::size_t done) { return watch_.Advance(done); });
   }
 
   const TItems& items_;
@@ -218,7 +217,8 @@ class TEstimation {
   TWatch watch_;
   TFunction line_;
   TFunction sample_;
-  std::unique_ptr<TObservationSums<Unknowns + 1>> sums_ = std::make_unique<TObservationSums<Unknowns + 1>>();
+  std::unique_ptr<TObservationSums<Unknowns + 1>> sums_ =
+      std::make_unique<TObservationSums<Unknowns + 1>>(threads_);
 };
 
 /// Moves both functions together until neither moves any more.
