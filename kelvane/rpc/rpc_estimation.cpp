@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <future>
 #include <limits>
 #include <memory>
-#include <optional>
+#include <system_error>
 
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/linear_solvers.h"
@@ -130,7 +131,7 @@ class TEstimation {
  public:
   TEstimation(const TItems& items, const TRPCEstimationControl& control)
       : items_(items),
-        threads_(items.size() < LeastForThreads ? 1 : control.Threads),
+        in_parallel_(items.size() >= LeastForThreads && control.Threads > 1),
         watch_(control.Progress, control.Cancel) {
     line_.Observed = &TItem::Line;
     sample_.Observed = &TItem::Sample;
@@ -141,7 +142,7 @@ class TEstimation {
 
   /// Fits the function of first order; false when cancelled.
   bool Start(TFunction* function) {
-    auto sums = std::make_unique<TObservationSums<StartUnknowns + 1>>(threads_);
+    const auto sums = std::make_unique<TObservationSums<StartUnknowns + 1>>();
     const auto fill = [&](std::size_t k, double* row) {
       const TItem& item = items_[k];
       const double v = item.*function->Observed;
@@ -150,7 +151,8 @@ class TEstimation {
       std::copy(std::begin(values), std::end(values), row);
     };
     watch_.Begin(static_cast<int>(StartUnknowns), items_.size());
-    if (!SumUp(sums.get(), fill)) return false;
+    if (!sums->Sum(items_.size(), fill, [this](std::size_t done) { return watch_.Advance(done); }))
+      return false;
     TScratchMatrix normal(StartUnknowns);
     double free_term[StartUnknowns];
     for (std::size_t i = 0; i < StartUnknowns; ++i) {
@@ -170,9 +172,27 @@ class TEstimation {
     return true;
   }
 
+  /// Does `work(function, watch)` for each function that is not finished, side by side where there are
+  /// threads for it; false when one of them says so or the caller cancels. What goes on in another thread has
+  /// a watch of its own, and is told to the caller, who is called on this thread only, when both are done.
+  template <class Work>
+  bool ForEachUnfinished(const Work& work) {
+    const bool both = !line_.Finished && !sample_.Finished;
+    if (!both || !in_parallel_) {
+      return (line_.Finished || work(&line_, &watch_)) && (sample_.Finished || work(&sample_, &watch_));
+    }
+    TWatch nobody(nullptr, nullptr);
+    std::future<bool> other = Start([&] { return work(&sample_, &nobody); });
+    const bool line_done = work(&line_, &watch_);
+    const bool sample_done = other.get();
+    if (!line_done || !sample_done) return false;
+    watch_.Begin(CallsOfStep, 1);
+    return watch_.Advance(1);
+  }
+
   /// Finds the Gauss-Newton step of all coefficients of a function; false when cancelled, or when the normal
-  /// equations are singular.
-  bool FindStep(const TFunction& function, TVector* step) {
+  /// equations are singular. Changes nothing else, so that two functions may be worked on at once.
+  bool FindStep(const TFunction& function, TWatch* watch, TVector* step) const {
     const auto fill = [&](std::size_t k, double* row) {
       const TRPCTerms<double> terms = Terms(items_[k]);
       const std::array<double, TermCount> monomials = Monomials(terms);
@@ -183,13 +203,15 @@ class TEstimation {
         row[TermCount + i - 1] = -value * monomials[i] / denominator;
       row[Unknowns] = value - items_[k].*function.Observed;
     };
-    watch_.Begin(static_cast<int>(2 * Unknowns), items_.size());
-    if (!SumUp(sums_.get(), fill)) return false;
+    const auto sums = std::make_unique<TObservationSums<Unknowns + 1>>();
+    watch->Begin(CallsOfStep, items_.size());
+    if (!sums->Sum(items_.size(), fill, [watch](std::size_t done) { return watch->Advance(done); }))
+      return false;
     TMatrix normal(Unknowns, Unknowns);
     TVector free_term(Unknowns);
     for (std::size_t i = 0; i < Unknowns; ++i) {
-      for (std::size_t j = 0; j < Unknowns; ++j) normal.rows[i].data[j] = (*sums_)(i, j);
-      free_term.data[i] = -(*sums_)(i, Unknowns);
+      for (std::size_t j = 0; j < Unknowns; ++j) normal.rows[i].data[j] = (*sums)(i, j);
+      free_term.data[i] = -(*sums)(i, Unknowns);
     }
     step->Reset(Unknowns);
     return Gauss(normal, free_term, *step) != 0.0;
@@ -207,18 +229,23 @@ class TEstimation {
   }
 
  private:
-  template <std::size_t N, class Fill>
-  bool SumUp(TObservationSums<N>* sums, const Fill& fill) {
-    return sums->Sum(items_.size(), fill, [this](std::size_t done) { return watch_.Advance(done); });
+  static constexpr int CallsOfStep = 2 * Unknowns;
+
+  /// In a thread that sleeps when it is done; later in this one when the system gives none.
+  template <class Work>
+  static std::future<bool> Start(Work work) {
+    try {
+      return std::async(std::launch::async, work);
+    } catch (const std::system_error&) {
+      return std::async(std::launch::deferred, work);
+    }
   }
 
   const TItems& items_;
-  int threads_;
+  bool in_parallel_;
   TWatch watch_;
   TFunction line_;
   TFunction sample_;
-  std::unique_ptr<TObservationSums<Unknowns + 1>> sums_ =
-      std::make_unique<TObservationSums<Unknowns + 1>>(threads_);
 };
 
 /// Moves both functions together until neither moves any more.
@@ -227,10 +254,11 @@ bool IterateTogether(TEstimation* estimation, TRPCEstimationReport* report) {
   TVector line_step;
   TVector sample_step;
   while (!report->Converged && report->Iterations < RPCEstimationMostIterations) {
-    if (!estimation->FindStep(estimation->Line(), &line_step) ||
-        !estimation->FindStep(estimation->Sample(), &sample_step)) {
-      return false;
-    }
+    const auto find = [&](const TFunction* function, TWatch* watch) {
+      const bool is_line = function == &estimation->Line();
+      return estimation->FindStep(*function, watch, is_line ? &line_step : &sample_step);
+    };
+    if (!estimation->ForEachUnfinished(find)) return false;
     estimation->Line().Move(line_step, 1.0);
     estimation->Sample().Move(sample_step, 1.0);
     ++report->Iterations;
@@ -240,13 +268,13 @@ bool IterateTogether(TEstimation* estimation, TRPCEstimationReport* report) {
 }
 
 /// One step of a function, taken back unless it lowers the residuals; false when there is no step.
-bool Improve(TEstimation* estimation, TFunction* function, double* rms) {
+bool Improve(const TEstimation& estimation, TFunction* function, TWatch* watch, double* rms) {
   constexpr double SmallestImprovement = 1e-10;
   TVector step;
-  if (!estimation->FindStep(*function, &step)) return false;
+  if (!estimation.FindStep(*function, watch, &step)) return false;
   function->Move(step, 1.0);
   const double before = *rms;
-  const double after = estimation->Rms(*function);
+  const double after = estimation.Rms(*function);
   if (!(after < before)) {
     function->Move(step, -1.0);
     function->Finished = true;
@@ -259,14 +287,17 @@ bool Improve(TEstimation* estimation, TFunction* function, double* rms) {
 
 /// Moves each function until it gets no better.
 bool IterateApart(TEstimation* estimation, TRPCEstimationReport* report) {
-  TFunction* const functions[] = {&estimation->Line(), &estimation->Sample()};
-  double rms[] = {estimation->Rms(*functions[0]), estimation->Rms(*functions[1])};
+  const TFunction& line = estimation->Line();
+  const TFunction& sample = estimation->Sample();
+  double line_rms = estimation->Rms(line);
+  double sample_rms = estimation->Rms(sample);
+  const auto improve = [&](TFunction* function, TWatch* watch) {
+    return Improve(*estimation, function, watch, function == &line ? &line_rms : &sample_rms);
+  };
   while (!report->Converged && report->Iterations < RPCEstimationMostIterations) {
-    for (std::size_t i = 0; i < 2; ++i) {
-      if (!functions[i]->Finished && !Improve(estimation, functions[i], &rms[i])) return false;
-    }
+    if (!estimation->ForEachUnfinished(improve)) return false;
     ++report->Iterations;
-    report->Converged = functions[0]->Finished && functions[1]->Finished;
+    report->Converged = line.Finished && sample.Finished;
   }
   return true;
 }

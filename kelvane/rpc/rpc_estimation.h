@@ -49,13 +49,13 @@ constexpr int RPCEstimationMostIterations = 10;
 /// false, or true and of no use away from the items.
 KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc);
 
-/// The same model, fitted on the host's number of threads and with another control of its steps: line and
-/// sample step each by itself, a step that does not lower the root mean square of the residuals is taken
-/// back, and the function is finished, as it is when a step lowers it by less than 1e-10 (normalised, so that
-/// large images are fitted less closely than by the first form). `progress` (may be null) is told how many
-/// calls of `cancel` come next: 7 before each linear solution, 78 before each step of one function. `cancel`
-/// (may be null) stops the estimation by a result other than 0: it is then false, `*rpc` untouched. Both are
-/// called on the calling thread.
+/// The same model, fitted on up to two of the host's threads, one for each function, and with another control
+/// of its steps: line and sample step each by itself, a step that does not lower the root mean square of the
+/// residuals is taken back, and the function is finished, as it is when a step lowers it by less than 1e-10
+/// (normalised, so that large images are fitted less closely than by the first form). `progress` (may be
+/// null) is told how many calls of `cancel` come next: 7 before each linear solution, 78 before each step of
+/// one function. `cancel` (may be null) stops the estimation by a result other than 0: it is then false,
+/// `*rpc` untouched. Both are called on the calling thread.
 KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progress)(int),
                              int (*cancel)());
 
