@@ -1,4 +1,6 @@
 /// The inverse of a model as a model.
+#include <vector>
+
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_estimation.h"
 
@@ -8,13 +10,25 @@ namespace {
 
 bool IsWithinImage(double coordinate) { return coordinate >= -1.0 && coordinate <= 1.0; }
 
+/// -1 and what is reached from there by adding steps, up to 1.
+std::vector<double> NodesOfAxis(double step) {
+  std::vector<double> nodes;
+  double node = -1.0;
+  while (node <= 1.0) {
+    nodes.push_back(node);
+    node += step;
+  }
+  return nodes;
+}
+
 /// The nodes of the ground cube that are seen within the image, with image and ground exchanged.
 TRPCEstimationDataSet SeenNodes(const TRPC& rpc, double step) {
   TRPCEstimationDataSet data;
   data.Normalized = true;
-  for (double P = -1.0; P <= 1.0; P += step) {
-    for (double L = -1.0; L <= 1.0; L += step) {
-      for (double H = -1.0; H <= 1.0; H += step) {
+  const std::vector<double> nodes = NodesOfAxis(step);
+  for (const double P : nodes) {
+    for (const double L : nodes) {
+      for (const double H : nodes) {
         double line = 0.0;
         double sample = 0.0;
         rpc.CalculateLineSampleNormalized(P, L, H, &line, &sample, nullptr, nullptr);

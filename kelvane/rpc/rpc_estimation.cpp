@@ -43,8 +43,8 @@ struct TFunction {
   }
   /// `step` holds the 20 coefficients of the numerator, then the 19 free ones of the denominator.
   void Move(const TVector& step, double sign) {
-    for (std::size_t k = 0; k < TermCount; ++k) Numerator[k] += sign * step.data[k];
-    for (std::size_t k = 1; k < TermCount; ++k) Denominator[k] += sign * step.data[TermCount + k - 1];
+    for (std::size_t k = 0; k < TermCount; ++k) Numerator[k] += sign * step[k];
+    for (std::size_t k = 1; k < TermCount; ++k) Denominator[k] += sign * step[TermCount + k - 1];
   }
   bool IsFinite() const {
     const auto finite = [](double value) { return std::isfinite(value); };
