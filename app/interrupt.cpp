@@ -1,11 +1,14 @@
 #include "app/interrupt.h"
 
 #include <csignal>
-#include <initializer_list>
+#include <cstddef>
+#include <iterator>
 
 namespace app {
 
 namespace {
+
+constexpr int Watched[] = {SIGINT, SIGTERM};
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -18,11 +21,15 @@ void Note(int signal) {
 
 InterruptWatch::InterruptWatch() {
   interrupted = 0;
-  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, Note);
+  for (std::size_t i = 0; i < std::size(Watched); ++i) {
+    before_[i] = std::signal(Watched[i], Note);
+    // Who started the program wants it left alone.
+    if (before_[i] == SIG_IGN) std::signal(Watched[i], SIG_IGN);
+  }
 }
 
 InterruptWatch::~InterruptWatch() {
-  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, SIG_DFL);
+  for (std::size_t i = 0; i < std::size(Watched); ++i) std::signal(Watched[i], before_[i]);
 }
 
 bool InterruptWatch::IsInterrupted() { return interrupted != 0; }

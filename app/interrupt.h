@@ -15,6 +15,10 @@ class InterruptWatch {
 
   /// Whether one has come.
   static bool IsInterrupted();
+
+ private:
+  using Handler = void (*)(int);
+  Handler before_[2];
 };
 
 }  // namespace app

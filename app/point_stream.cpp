@@ -36,7 +36,10 @@ std::vector<std::string_view> CutIntoPieces(std::string_view text, std::size_t c
 class PointAnswerer {
  public:
   PointAnswerer(const PointJob& job, const PointOptions& options)
-      : job_(job), options_(options), source_(options.path), progress_(source_.Size(), options.quiet) {}
+      : job_(job),
+        options_(options),
+        source_(options.path),
+        progress_(source_.Size(), !options.quiet && !Progress::IsOutputShown()) {}
 
   std::size_t Run() {
     const std::size_t block = PieceSize * static_cast<std::size_t>(options_.threads);

@@ -6,8 +6,10 @@
 
 namespace app {
 
-Progress::Progress(std::size_t total, bool quiet)
-    : total_(total), wanted_(!quiet && isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) == 0) {}
+Progress::Progress(std::size_t total, bool wanted)
+    : total_(total), wanted_(wanted && isatty(STDERR_FILENO) == 1) {}
+
+bool Progress::IsOutputShown() { return isatty(STDOUT_FILENO) == 1; }
 
 Progress::~Progress() { Wipe(); }
 

@@ -7,12 +7,14 @@
 
 namespace app {
 
-/// Draws on standard error, and only when that is a terminal which standard output is not; the line is
-/// wiped at the end.
+/// Draws on standard error, and only when that is a terminal; the line is wiped at the end.
 class Progress {
  public:
   /// `total` bytes, or steps of another kind, are expected; 0 when nobody knows.
-  Progress(std::size_t total, bool quiet);
+  /// Among answers that go to the same terminal the line is not wanted.
+  Progress(std::size_t total, bool wanted);
+  /// Whether standard output goes to a terminal.
+  static bool IsOutputShown();
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/commands/commands.h"
+#include "app/ground_points.h"
 #include "app/interrupt.h"
 #include "app/json_report.h"
 #include "app/model_writing.h"
@@ -29,7 +30,7 @@ struct FitOptions {
 /// What the fit tells while it runs. The library's callbacks are bare functions: one fit runs at a time.
 class FitProgress {
  public:
-  explicit FitProgress(bool quiet) : progress_(MostCalls, quiet) { current_ = this; }
+  explicit FitProgress(bool quiet) : progress_(MostCalls, !quiet) { current_ = this; }
   ~FitProgress() { current_ = nullptr; }
   FitProgress(const FitProgress&) = delete;
   FitProgress& operator=(const FitProgress&) = delete;
@@ -70,6 +71,13 @@ TRPCEstimationDataSet ReadItems(const FitOptions& options, std::size_t* bad) {
   return data;
 }
 
+/// Whether the ground points lie in a plane or on a line, so that nothing is known of a model beside it.
+bool IsFlat(const TRPCEstimationDataSet& data) {
+  constexpr double LeastExtent = 0.01;
+  return data.Items.size() >= SatCommonUtils::RPCEstimationLeastItems &&
+         SatCommonUtils::CalculateLeastExtent(data.Items) < LeastExtent;
+}
+
 /// Why no model came out.
 std::string WhyNot(const TRPCEstimationDataSet& data) {
   using SatCommonUtils::RPCEstimationLeastItems;
@@ -93,7 +101,10 @@ std::string WhyNot(const TRPCEstimationDataSet& data) {
       return std::string("all points have the same ") + field.name;
     }
   }
-  return "the points do not determine a model: they lie in a plane or on a line, or too few of them differ";
+  if (IsFlat(data)) {
+    return "the points lie in a plane or on a line; a model needs points above and below each other";
+  }
+  return "the points do not determine a model: too few of them differ, or one is grossly wrong";
 }
 
 ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPCEstimationReport* report) {
@@ -103,10 +114,16 @@ ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPC
   const InterruptWatch watch;
   const FitProgress progress(options.points.quiet);
   ModelFile fitted;
-  if (!EstimateRPC(data, &fitted.data, control, report)) {
+  // Also after the last time that the library asked.
+  const auto estimate = [&] {
+    return EstimateRPC(data, &fitted.data, control, report) && !InterruptWatch::IsInterrupted();
+  };
+  if (IsFlat(data) || !estimate()) {
     throw Problem((options.points.path == "-" ? "stdin" : options.points.path) +
                   ": no model: " + WhyNot(data));
   }
+  // The same model, with longitudes as they are given out.
+  fitted.data.LongitudeOffset = SatCommonUtils::WithinHalfTurn(fitted.data.LongitudeOffset);
   fitted.format = ModelFormat::Xml;
   fitted.model = std::make_unique<SatCommonUtils::TRPC>(fitted.data, nullptr);
   return fitted;
@@ -114,9 +131,10 @@ ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPC
 
 int RunFit(const FitOptions& options) {
   std::size_t bad = 0;
-  const TRPCEstimationDataSet data = ReadItems(options, &bad);
+  TRPCEstimationDataSet data = ReadItems(options, &bad);
   TRPCEstimationReport estimation;
   const ModelFile fitted = Fit(data, options, &estimation);
+  for (TRPCEstimationDataItem& item : data.Items) item.Longitude = InModelsTurn(item.Longitude, fitted.data);
   const SatCommonUtils::TRPCResiduals residuals = CalculateResiduals(*fitted.model, data.Items);
   const WrittenModel written = WriteModelFile(fitted, options.out);
   if (options.json) {

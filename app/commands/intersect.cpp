@@ -91,7 +91,10 @@ class Intersection {
 
   static bool IsAnswer(const TGroundSolution& solution, std::string* why) {
     if (!solution.Solved || !(solution.Independence >= LeastIndependence)) {
-      *why = "no ground point found: the images do not tell its height; their rays are parallel or the same";
+      *why =
+          "no ground point found: the images do not tell its height; their rays are parallel or the same, or "
+          "the "
+          "point lies far outside the images";
       return false;
     }
     const double* const step = solution.LastStep;

@@ -32,7 +32,7 @@ struct THeightPrior {
 
   explicit THeightPrior(double height, double deviation)
       : Height(height), Weight(deviation > 0.0 ? 1.0 / (deviation * deviation) : std::nan("")) {}
-  bool IsUsable() const { return std::isfinite(Weight); }
+  bool IsUsable() const { return std::isfinite(Weight) && std::isfinite(Height); }
 };
 
 /// The two equations of an image, sample before line: coefficients of latitude, longitude and height, and

@@ -13,7 +13,8 @@
 /// model at 179.9 and one at -180.1 degrees have no common solution.
 ///
 /// What the models' `CalculateLineSample` throws passes through. Nothing is checked beyond what is said: null
-/// and empty models are the caller's fault, numbers that are not finite end in false.
+/// and empty models are the caller's fault, numbers that are not finite end in false in the full
+/// solutions, and make the approximate ones of no use.
 #pragma once
 
 #include <cstddef>

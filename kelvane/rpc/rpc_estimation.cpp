@@ -248,6 +248,22 @@ class TEstimation {
   TFunction sample_;
 };
 
+/// Of a symmetric matrix, in closed form (O. K. Smith, "Eigenvalues of a symmetric 3 x 3 matrix",
+/// Communications of the ACM 4(4), 1961).
+double LeastEigenvalue(const double (&a)[3][3]) {
+  constexpr double ThirdOfTurn = 2.0943951023931953;
+  const double mean = (a[0][0] + a[1][1] + a[2][2]) / 3.0;
+  const double off = a[0][1] * a[0][1] + a[0][2] * a[0][2] + a[1][2] * a[1][2];
+  const double d[] = {a[0][0] - mean, a[1][1] - mean, a[2][2] - mean};
+  const double p = std::sqrt((d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + 2.0 * off) / 6.0);
+  if (p == 0.0) return mean;
+  const double determinant = d[0] * (d[1] * d[2] - a[1][2] * a[1][2]) -
+                             a[0][1] * (a[0][1] * d[2] - a[1][2] * a[0][2]) +
+                             a[0][2] * (a[0][1] * a[1][2] - d[1] * a[0][2]);
+  const double cosine = std::clamp(determinant / (2.0 * p * p * p), -1.0, 1.0);
+  return mean + 2.0 * p * std::cos(std::acos(cosine) / 3.0 + ThirdOfTurn);
+}
+
 /// Moves both functions together until neither moves any more.
 bool IterateTogether(TEstimation* estimation, TRPCEstimationReport* report) {
   constexpr double SmallestStep = 1e-11;
@@ -350,6 +366,30 @@ bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progre
   control.Cancel = cancel;
   TRPCEstimationReport report;
   return EstimateRPC(data, rpc, control, &report);
+}
+
+double CalculateLeastExtent(const std::vector<TRPCEstimationDataItem>& items) {
+  TNormalizations normalizations = Normalizations();
+  double covariance[3][3] = {};
+  double mean[3] = {};
+  const auto ground = [&](const TItem& item, std::size_t axis) {
+    // Behind line and sample.
+    const TNormalization& n = normalizations[2 + axis];
+    return n.Map.Initial2Normalized(item.*n.Value);
+  };
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    if (!SetUp(items, &normalizations[2 + axis])) return 0.0;
+    for (const TItem& item : items) mean[axis] += ground(item, axis) / static_cast<double>(items.size());
+  }
+  for (const TItem& item : items) {
+    const double from_mean[] = {ground(item, 0) - mean[0], ground(item, 1) - mean[1],
+                                ground(item, 2) - mean[2]};
+    for (std::size_t i = 0; i < 3; ++i) {
+      for (std::size_t j = 0; j < 3; ++j)
+        covariance[i][j] += from_mean[i] * from_mean[j] / static_cast<double>(items.size());
+    }
+  }
+  return std::sqrt(std::max(LeastEigenvalue(covariance), 0.0));
 }
 
 TRPCResiduals CalculateResiduals(const TRPC& model, const std::vector<TRPCEstimationDataItem>& items) {

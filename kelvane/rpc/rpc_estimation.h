@@ -6,7 +6,7 @@
 /// terrain-independent solution in C. V. Tao, Y. Hu, "A comprehensive study of the rational function model
 /// for photogrammetric processing", Photogrammetric Engineering & Remote Sensing 67(12), 2001. In each step
 /// the normal equations are summed item by item in their order, so that neither memory nor threads change a
-/// bit: it takes some 60 bytes an item beside the items.
+/// bit: it takes some 40 bytes an item beside the items, and nothing when those are normalised.
 #pragma once
 
 #include <vector>
@@ -64,7 +64,7 @@ enum class TE_RPCEstimationSteps { Together, Apart };
 
 struct TRPCEstimationControl {
   TE_RPCEstimationSteps Steps = TE_RPCEstimationSteps::Together;
-  int Threads = 1;
+  int Threads = 1;  ///< less than 1 counts as 1; more than 2 are not used
   void (*Progress)(int) = nullptr;
   int (*Cancel)() = nullptr;
 };
@@ -78,6 +78,11 @@ struct TRPCEstimationReport {
 /// Both forms, telling how they ended; the report is written in every case.
 KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc,
                              const TRPCEstimationControl& control, TRPCEstimationReport* report);
+
+/// How far the ground of the items reaches in the direction in which it reaches least: the standard deviation
+/// there, with each coordinate scaled so that its values run from -1 to 1. Near 0 they lie in a plane or on a
+/// line, and a model fitted to them is of no use beside it; a coordinate without extent gives 0.
+KELVANE_API double CalculateLeastExtent(const std::vector<TRPCEstimationDataItem>& items);
 
 /// How far a model sees points from where they were seen, in pixels.
 struct TRPCResiduals {
@@ -93,8 +98,9 @@ KELVANE_API TRPCResiduals CalculateResiduals(const TRPC& model,
 
 /// Fits the inverse of a model, a record that takes (line, sample, height) where others take latitude,
 /// longitude and height, and gives latitude as its line, longitude as its sample: to the nodes of a grid
-/// over the model's normalised ground cube, -1, -1 + 2 / gridSteps, ... on each axis, that are seen within
-/// its normalised image. False, with nothing but the offsets and scales of `*inverted` written, where
+/// over the model's normalised ground cube, -1 and what adding 2 / gridSteps again and again reaches up to 1
+/// on each axis (the last node may miss 1 by rounding and is then none), that are seen within its normalised
+/// image. False, with nothing but the offsets and scales of `*inverted` written, where
 /// `EstimateRPC` is, and for fewer than 1 step. `progress` may be null and is not used.
 KELVANE_API bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
                                      TKaProgressHandler* progress);

@@ -88,6 +88,17 @@ TEST(Fit, SaysWhyThereIsNoModelAndWritesNone) {
   expect_none("", "0 points; a model needs at least 40");
   expect_none(GridOf(test::SampleRecord("worldview3.RPB"), 3), "27 points");
   expect_none(good.substr(0, good.find(" p45\n") + 5), "all points have the same height");
+  std::string plane;
+  std::istringstream points(good);
+  for (std::string line; std::getline(points, line);) {
+    double v[5];
+    std::istringstream(line) >> v[0] >> v[1] >> v[2] >> v[3] >> v[4];
+    std::ostringstream flat;
+    flat.precision(17);
+    flat << v[0] << ' ' << v[1] << ' ' << 1e4 * v[0] + 2e4 * v[1] << ' ' << v[3] << ' ' << v[4] << '\n';
+    plane += flat.str();
+  }
+  expect_none(plane, "the points lie in a plane");
   EXPECT_EQ(Fit(good, {"-o", folder.Path("out.tif")}).status, 2);
   const Outcome partly = Fit(good + "1 2 3\n1 2 3 x 5\n", {"-o", out});
   EXPECT_EQ(partly.status, 1);
