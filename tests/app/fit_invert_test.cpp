@@ -20,8 +20,7 @@ using test::RunKelvane;
 /// longitudes west of the model's offset.
 std::string GridOf(const TRPCData& data, int n, double turn = 0.0) {
   const TRPC model(data, nullptr);
-  std::ostringstream text;
-  text.precision(17);
+  test::PointText text;
   for (int i = 0; i < n * n * n; ++i) {
     const auto node = [n](int k) { return 2.0 * k / (n - 1) - 1.0; };
     const double lat = data.LatitudeOffset + data.LatitudeScale * node(i % n);
@@ -60,10 +59,9 @@ TEST(Fit, GivesAModelThatSeesThePointsWhereTheyWereSeen) {
   point.input = "41.8791 -179.99 95";
   const std::string in_model = RunKelvane({"project", folder.Path("a.xml"), "--precision", "9"}, point).out;
   std::string swapped;
-  std::istringstream lines(GridOf(data, 6));
+  test::PrintedNumbers lines(GridOf(data, 6));
   for (double v[5]; lines >> v[0] >> v[1] >> v[2] >> v[3] >> v[4];) {
-    std::ostringstream line;
-    line.precision(17);
+    test::PointText line;
     line << v[1] << ',' << v[0] << ',' << v[2] << ',' << v[4] + 0.5 << ',' << v[3] + 0.5 << '\n';
     swapped += line.str();
     lines >> std::ws;
@@ -92,9 +90,8 @@ TEST(Fit, SaysWhyThereIsNoModelAndWritesNone) {
   std::istringstream points(good);
   for (std::string line; std::getline(points, line);) {
     double v[5];
-    std::istringstream(line) >> v[0] >> v[1] >> v[2] >> v[3] >> v[4];
-    std::ostringstream flat;
-    flat.precision(17);
+    test::PrintedNumbers(line) >> v[0] >> v[1] >> v[2] >> v[3] >> v[4];
+    test::PointText flat;
     flat << v[0] << ' ' << v[1] << ' ' << 1e4 * v[0] + 2e4 * v[1] << ' ' << v[3] << ' ' << v[4] << '\n';
     plane += flat.str();
   }
@@ -117,8 +114,8 @@ TEST(Invert, StatesAnErrorThatHolds) {
   EXPECT_LT(stated, 1e-8);
   test::RunOptions points;
   for (int line = 0; line < 1700; line += 37) points.input += std::to_string(line) + " 900.5 200\n";
-  std::istringstream inverse(RunKelvane({"project", folder.Path("inverse.xml")}, points).out);
-  std::istringstream located(RunKelvane({"locate", model}, points).out);
+  test::PrintedNumbers inverse(RunKelvane({"project", folder.Path("inverse.xml")}, points).out);
+  test::PrintedNumbers located(RunKelvane({"locate", model}, points).out);
   double expected = 0.0;
   int compared = 0;
   for (double found = 0.0; inverse >> found; ++compared) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,8 +38,7 @@ class Intersect : public testing::Test {
   }
   /// Where the models see a place 100 m high, but for one of them; as the program would ask for it.
   std::string Tie(double i, std::size_t unseen, bool xy = false) const {
-    std::ostringstream tie;
-    tie.precision(17);
+    test::PointText tie;
     for (std::size_t m = 0; m < 3; ++m) {
       double at[2] = {std::nan(""), std::nan("")};
       const double lon = 180.0 + 0.01 * std::sin(2 * i) - moved_;
@@ -68,8 +66,8 @@ TEST_F(Intersect, GivesPointsBackWhateverThreadsTurnAndOrder) {
   const test::Outcome plain = Run(models_, ties[0], {"--threads", "1"});
   EXPECT_EQ(plain.status, 0) << plain.err;
   EXPECT_EQ(Run(models_, ties[0], {"--threads", "3"}).out, plain.out);
-  std::istringstream lines(plain.out);
-  std::istringstream xy_lines(Run(models_, ties[1], {"--xy", "--origin", "corner"}).out);
+  test::PrintedNumbers lines(plain.out);
+  test::PrintedNumbers xy_lines(Run(models_, ties[1], {"--xy", "--origin", "corner"}).out);
   double g[2][4];
   std::string tie;
   int i = 0;

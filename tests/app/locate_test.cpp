@@ -46,19 +46,19 @@ std::string WithHeights(const std::string& answers) {
 TEST(Locate, BringsProjectedPointsBackWhateverTheThreads) {
   const test::ScratchFolder folder;
   const TRPCData data = test::SampleRecord("worldview3.RPB");
-  std::string points;
+  test::PointText points;
   for (int i = 0; i < PointCount; ++i) {
-    points += std::to_string(data.LatitudeOffset + data.LatitudeScale * std::sin(i)) + ' ' +
-              std::to_string(data.LongitudeOffset + data.LongitudeScale * std::cos(3.0 * i)) + '\n';
+    points << data.LatitudeOffset + data.LatitudeScale * std::sin(i) << ' '
+           << data.LongitudeOffset + data.LongitudeScale * std::cos(3.0 * i) << '\n';
   }
   for (const TRPCData& record : {data, test::WithNegativeLatitudeScale(data)}) {
     const std::string model = WriteModel(folder, record);
-    const std::string image = Answer("project", model, WithHeights(points)).out;
+    const std::string image = Answer("project", model, WithHeights(points.str())).out;
     const Outcome ground = Answer("locate", model, WithHeights(image), {"--threads", "3"});
     EXPECT_EQ(ground.status, 0) << ground.err;
     EXPECT_EQ(Answer("locate", model, WithHeights(image), {"--threads", "1"}).out, ground.out);
-    std::istringstream there(image);
-    std::istringstream and_back(Answer("project", model, WithHeights(ground.out)).out);
+    test::PrintedNumbers there(image);
+    test::PrintedNumbers and_back(Answer("project", model, WithHeights(ground.out)).out);
     double pixel[2] = {};
     int compared = 0;
     for (; there >> pixel[0]; ++compared) {

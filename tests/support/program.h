@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,23 @@
 #include "tests/support/records.h"
 
 namespace test {
+
+/// Points for the program: numbers as it reads them, whatever the locale of the tests, and with all digits.
+class PointText : public std::ostringstream {
+ public:
+  PointText() {
+    imbue(std::locale::classic());
+    precision(17);
+  }
+};
+
+/// What the program printed, number by number.
+class PrintedNumbers : public std::istringstream {
+ public:
+  explicit PrintedNumbers(const std::string& text) : std::istringstream(text) {
+    imbue(std::locale::classic());
+  }
+};
 
 struct Outcome {
   int status = -1;  ///< exit status; -1 when the program was ended by a signal
