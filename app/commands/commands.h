@@ -29,6 +29,9 @@ void AddPointInputOptions(CLI::App* command, PointOptions* options);
 /// Those, and `--precision`: the options of every command that answers points.
 void AddPointOptions(CLI::App* command, PointOptions* options);
 
+/// `--threads`, at first as many as the host counts.
+void AddThreadsOption(CLI::App* command, int* threads);
+
 /// `--height`, of those whose points have one.
 void AddHeightOption(CLI::App* command, PointOptions* options);
 

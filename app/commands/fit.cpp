@@ -3,13 +3,12 @@
 #include <memory>
 
 #include "app/commands/commands.h"
+#include "app/estimation_run.h"
 #include "app/ground_points.h"
-#include "app/interrupt.h"
 #include "app/json_report.h"
 #include "app/model_writing.h"
 #include "app/point_rows.h"
 #include "app/problem.h"
-#include "app/progress.h"
 #include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc_estimation.h"
 
@@ -25,28 +24,6 @@ struct FitOptions {
   std::string out;
   PointOptions points;
   bool json = false;
-};
-
-/// What the fit tells while it runs. The library's callbacks are bare functions: one fit runs at a time.
-class FitProgress {
- public:
-  explicit FitProgress(bool quiet) : progress_(MostCalls, !quiet) { current_ = this; }
-  ~FitProgress() { current_ = nullptr; }
-  FitProgress(const FitProgress&) = delete;
-  FitProgress& operator=(const FitProgress&) = delete;
-
-  static int Cancel() {
-    current_->progress_.Update(++current_->calls_, 0);
-    return InterruptWatch::IsInterrupted() ? 1 : 0;
-  }
-
- private:
-  /// Two linear solutions, and two steps in each iteration.
-  static constexpr std::size_t MostCalls = 2 * 7 + 2 * 78 * SatCommonUtils::RPCEstimationMostIterations;
-
-  inline static FitProgress* current_ = nullptr;
-  Progress progress_;
-  std::size_t calls_ = 0;
 };
 
 TRPCEstimationDataSet ReadItems(const FitOptions& options, std::size_t* bad) {
@@ -108,11 +85,8 @@ std::string WhyNot(const TRPCEstimationDataSet& data) {
 }
 
 ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPCEstimationReport* report) {
-  SatCommonUtils::TRPCEstimationControl control;
-  control.Threads = options.points.threads;
-  control.Cancel = FitProgress::Cancel;
-  const InterruptWatch watch;
-  const FitProgress progress(options.points.quiet);
+  const EstimationRun run(options.points.threads, options.points.quiet);
+  const auto control = run.Control(SatCommonUtils::TE_RPCEstimationSteps::Together);
   ModelFile fitted;
   // Also after the last time that the library asked.
   const auto estimate = [&] {
@@ -154,10 +128,7 @@ int RunFit(const FitOptions& options) {
     std::printf("%zu points\nline:   rms %.3g, at most %.3g pixels\nsample: rms %.3g, at most %.3g pixels\n",
                 data.Items.size(), residuals.RmsLine, residuals.MaxLine, residuals.RmsSample,
                 residuals.MaxSample);
-    std::printf(estimation.Converged
-                    ? "converged after %d iterations\n"
-                    : "ended at the limit of %d iterations, before the coefficients came to rest\n",
-                estimation.Iterations);
+    PrintEnding(estimation);
     PrintWritten(written, options.out);
   }
   return bad == 0 ? AllComputed : SomePointsFailed;

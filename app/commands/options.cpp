@@ -27,7 +27,6 @@ CLI::Validator Undescribed(CLI::Validator validator) { return validator.descript
 }  // namespace
 
 void AddPointInputOptions(CLI::App* command, PointOptions* options) {
-  options->threads = KaGetThreadsCount();
   command
       ->add_option("-p,--points", options->path,
                    "Where points come from; without it, or with -, standard input")
@@ -41,12 +40,15 @@ void AddPointInputOptions(CLI::App* command, PointOptions* options) {
           "larger)")
       ->check(Undescribed(CLI::IsMember({"center", "corner"})))
       ->type_name("center|corner");
-  command
-      ->add_option("--threads", options->threads,
-                   "Worker threads; default KELVANE_THREADS, or all processors")
+  AddThreadsOption(command, &options->threads);
+  command->add_flag("--quiet", options->quiet, "No progress bar, no remarks");
+}
+
+void AddThreadsOption(CLI::App* command, int* threads) {
+  *threads = KaGetThreadsCount();
+  command->add_option("--threads", *threads, "Worker threads; default KELVANE_THREADS, or all processors")
       ->check(Undescribed(CLI::Range(1, KaMostThreads)))
       ->type_name("N");
-  command->add_flag("--quiet", options->quiet, "No progress bar, no remarks");
 }
 
 void AddPointOptions(CLI::App* command, PointOptions* options) {

@@ -41,7 +41,9 @@ TRPCEstimationDataSet SeenNodes(const TRPC& rpc, double step) {
 
 }  // namespace
 
-bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps, TKaProgressHandler*) {
+bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
+                         const TRPCEstimationControl& control, TRPCEstimationReport* report) {
+  *report = TRPCEstimationReport();
   TRPCData forward;
   rpc.GetRPCData(&forward);
   inverted->LineOffset = forward.LatitudeOffset;
@@ -56,7 +58,12 @@ bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps, TKa
   inverted->HeightScale = forward.HeightScale;
   // Backwards there is no end to the grid.
   if (gridSteps < 1) return false;
-  return EstimateRPC(SeenNodes(rpc, 2.0 / gridSteps), inverted);
+  return EstimateRPC(SeenNodes(rpc, 2.0 / gridSteps), inverted, control, report);
+}
+
+bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps, TKaProgressHandler*) {
+  TRPCEstimationReport report;
+  return EstimateInvertedRPC(rpc, inverted, gridSteps, TRPCEstimationControl(), &report);
 }
 
 bool TRPC::CreateInvertedRPC(int gridSteps) const {

@@ -105,4 +105,8 @@ KELVANE_API TRPCResiduals CalculateResiduals(const TRPC& model,
 KELVANE_API bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
                                      TKaProgressHandler* progress);
 
+/// The same, controlled, and telling how the estimation ended; the report is written in every case.
+KELVANE_API bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
+                                     const TRPCEstimationControl& control, TRPCEstimationReport* report);
+
 }  // namespace SatCommonUtils

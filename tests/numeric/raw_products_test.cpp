@@ -73,6 +73,7 @@ TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
                               {4, 0, 3},
                               {5, 3, 0},
                               {130, 39, 7},
+                              {5000, 39, 2},
                               {64, 50, 49},
                               {65, 6, 101},
                               {3, 197, 4},

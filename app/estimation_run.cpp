@@ -1,0 +1,43 @@
+#include "app/estimation_run.h"
+
+#include <cstdio>
+
+namespace app {
+
+namespace {
+
+/// Two linear solutions, and two steps in each iteration.
+constexpr std::size_t MostCalls = 2 * 7 + 2 * 78 * SatCommonUtils::RPCEstimationMostIterations;
+
+EstimationRun* current = nullptr;
+
+}  // namespace
+
+EstimationRun::EstimationRun(int threads, bool quiet) : progress_(MostCalls, !quiet), threads_(threads) {
+  current = this;
+}
+
+EstimationRun::~EstimationRun() { current = nullptr; }
+
+SatCommonUtils::TRPCEstimationControl EstimationRun::Control(
+    SatCommonUtils::TE_RPCEstimationSteps steps) const {
+  SatCommonUtils::TRPCEstimationControl control;
+  control.Steps = steps;
+  control.Threads = threads_;
+  control.Cancel = Cancel;
+  return control;
+}
+
+int EstimationRun::Cancel() {
+  current->progress_.Update(++current->calls_, 0);
+  return InterruptWatch::IsInterrupted() ? 1 : 0;
+}
+
+void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report) {
+  std::printf(report.Converged
+                  ? "converged after %d iterations\n"
+                  : "ended at the limit of %d iterations, before the coefficients came to rest\n",
+              report.Iterations);
+}
+
+}  // namespace app

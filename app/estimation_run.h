@@ -1,0 +1,36 @@
+/// \file
+/// Fits that a person waits for.
+#pragma once
+
+#include <cstddef>
+
+#include "app/interrupt.h"
+#include "app/progress.h"
+#include "kelvane/rpc/rpc_estimation.h"
+
+namespace app {
+
+/// While it lives, a fit with its control shows its progress and ends at an interrupt. The library's
+/// callbacks are bare functions: one run at a time.
+class EstimationRun {
+ public:
+  EstimationRun(int threads, bool quiet);
+  ~EstimationRun();
+  EstimationRun(const EstimationRun&) = delete;
+  EstimationRun& operator=(const EstimationRun&) = delete;
+
+  SatCommonUtils::TRPCEstimationControl Control(SatCommonUtils::TE_RPCEstimationSteps steps) const;
+
+ private:
+  static int Cancel();
+
+  InterruptWatch watch_;
+  Progress progress_;
+  int threads_;
+  std::size_t calls_ = 0;
+};
+
+/// Prints how an estimation ended.
+void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report);
+
+}  // namespace app
