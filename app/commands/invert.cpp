@@ -27,7 +27,8 @@ struct InvertOptions {
 
 constexpr int MostSteps = 200;
 
-/// Steps that are taken back when they help no more: the others wander on fine grids of a nearly linear model.
+/// Steps that are taken back when they help no more: the others wander on fine grids of a nearly linear
+/// model.
 ModelFile InverseOf(const ModelFile& file, const InvertOptions& options, TRPCEstimationReport* report) {
   const EstimationRun run(options.threads, options.quiet);
   const auto control = run.Control(SatCommonUtils::TE_RPCEstimationSteps::Apart);
