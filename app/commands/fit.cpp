@@ -108,9 +108,9 @@ int RunFit(const FitOptions& options) {
   TRPCEstimationDataSet data = ReadItems(options, &bad);
   TRPCEstimationReport estimation;
   const ModelFile fitted = Fit(data, options, &estimation);
-  for (TRPCEstimationDataItem& item : data.Items) item.Longitude = InModelsTurn(item.Longitude, fitted.data);
-  const SatCommonUtils::TRPCResiduals residuals = CalculateResiduals(*fitted.model, data.Items);
   const WrittenModel written = WriteModelFile(fitted, options.out);
+  for (TRPCEstimationDataItem& item : data.Items) item.Longitude = InModelsTurn(item.Longitude, fitted.data);
+  const SatCommonUtils::TRPCResiduals residuals = CalculateResiduals(*written.model, data.Items);
   if (options.json) {
     nlohmann::ordered_json report;
     report["points"] = data.Items.size();

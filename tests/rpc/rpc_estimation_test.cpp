@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -51,6 +52,7 @@ TRPCEstimationDataSet PointsOf(const TRPCData& data, int count) {
 struct Written {
   double num[20] = {};
   double den[20] = {};
+  TVector step;
 
   void Start(const std::vector<TRPCEstimationDataItem>& items, double TRPCEstimationDataItem::*observed) {
     TMatrix a(7, items.size());
@@ -88,13 +90,51 @@ struct Written {
       for (std::size_t k = 1; k < 20; ++k) a.SetElement(19 + k, i, -estimate * terms[k] / v[1]);
       r[i] = estimate - items[i].*observed;
     }
-    TVector step(39);
+    step.Reset(39);
     if (Gauss(!a * a, -(!a * r), step) == 0.0) return std::nan("");
-    for (std::size_t k = 0; k < 20; ++k) num[k] += step[k];
-    for (std::size_t k = 1; k < 20; ++k) den[k] += step[19 + k];
+    Move(1.0);
     return step.Norma1();
   }
+
+  void Move(double sign) {
+    for (std::size_t k = 0; k < 20; ++k) num[k] += sign * step[k];
+    for (std::size_t k = 1; k < 20; ++k) den[k] += sign * step[19 + k];
+  }
+
+  double Rms(const std::vector<TRPCEstimationDataItem>& items,
+             double TRPCEstimationDataItem::*observed) const {
+    double sum = 0.0;
+    for (const auto& item : items) {
+      const double* const coefs[] = {num, den, num, den};
+      double v[4];
+      CalculateRPCPolynomes(item.Latitude, item.Longitude, item.Height, coefs, v, nullptr, nullptr, nullptr);
+      const double residual = v[0] / v[1] - item.*observed;
+      sum += residual * residual;
+    }
+    return std::sqrt(sum / static_cast<double>(items.size()));
+  }
+
+  /// The second form's control; how many steps were tried.
+  int IterateApart(const std::vector<TRPCEstimationDataItem>& items,
+                   double TRPCEstimationDataItem::*observed) {
+    double before = Rms(items, observed);
+    for (int i = 1; i <= 10; ++i) {
+      Step(items, observed);
+      const double after = Rms(items, observed);
+      if (!(after < before)) Move(-1.0);
+      if (!(after < before) || before - after < 1e-10) return i;
+      before = after;
+    }
+    return 11;
+  }
 };
+
+void ExpectBits(const TRPCData& fitted, const Written& line, const Written& sample) {
+  EXPECT_EQ(std::memcmp(line.num, fitted.LineNum, sizeof line.num), 0);
+  EXPECT_EQ(std::memcmp(line.den, fitted.LineDenom, sizeof line.den), 0);
+  EXPECT_EQ(std::memcmp(sample.num, fitted.SampleNum, sizeof sample.num), 0);
+  EXPECT_EQ(std::memcmp(sample.den, fitted.SampleDenom, sizeof sample.den), 0);
+}
 
 TEST(RpcEstimation, HasTheBitsOfTheDenseClasses) {
   // More than one block of rows, and not a whole number of them.
@@ -122,10 +162,7 @@ TEST(RpcEstimation, HasTheBitsOfTheDenseClasses) {
     if (!(moved < 1e-11)) sample.Step(items, &TRPCEstimationDataItem::Sample);
     EXPECT_EQ(rests, report.Converged && i + 1 == report.Iterations);
   }
-  EXPECT_EQ(std::memcmp(line.num, fitted.LineNum, sizeof line.num), 0);
-  EXPECT_EQ(std::memcmp(line.den, fitted.LineDenom, sizeof line.den), 0);
-  EXPECT_EQ(std::memcmp(sample.num, fitted.SampleNum, sizeof sample.num), 0);
-  EXPECT_EQ(std::memcmp(sample.den, fitted.SampleDenom, sizeof sample.den), 0);
+  ExpectBits(fitted, line, sample);
 
   // As normalised items, they give the same coefficients and leave the normalisation alone.
   TRPCEstimationDataSet normalized;
@@ -136,6 +173,18 @@ TEST(RpcEstimation, HasTheBitsOfTheDenseClasses) {
   EXPECT_EQ(std::memcmp(again.LineNum, fitted.LineNum, 4 * sizeof fitted.LineNum), 0);
   EXPECT_EQ(again.LineOffset, TRPCData::Unset);
   EXPECT_EQ(again.HeightScale, TRPCData::Unset);
+
+  TRPCEstimationControl apart;
+  apart.Steps = TE_RPCEstimationSteps::Apart;
+  ASSERT_TRUE(EstimateRPC(normalized, &again, apart, &report));
+  line = sample = Written();
+  line.Start(items, &TRPCEstimationDataItem::Line);
+  sample.Start(items, &TRPCEstimationDataItem::Sample);
+  const int by_line = line.IterateApart(items, &TRPCEstimationDataItem::Line);
+  const int by_sample = sample.IterateApart(items, &TRPCEstimationDataItem::Sample);
+  EXPECT_NE(by_line, by_sample) << "one goes on when the other is finished";
+  EXPECT_EQ(report.Iterations, std::max(by_line, by_sample));
+  ExpectBits(again, line, sample);
 }
 
 TEST(RpcEstimation, ReproducesAnExactModel) {
@@ -174,6 +223,14 @@ TEST(RpcEstimation, ThreadsChangeNoBit) {
     TRPCData many;
     EXPECT_TRUE(EstimateRPC(data, &many, nullptr, nullptr));
     EXPECT_EQ(std::memcmp(&one, &many, sizeof one), 0) << threads;
+    TRPCEstimationControl control;
+    TRPCEstimationReport report;
+    TRPCData together[2];
+    for (TRPCData& fitted : together) {
+      EXPECT_TRUE(EstimateRPC(data, &fitted, control, &report));
+      control.Threads = threads;
+    }
+    EXPECT_EQ(std::memcmp(&together[0], &together[1], sizeof one), 0) << threads;
   }
   KaSetThreadsCount(0);
 }
