@@ -26,6 +26,7 @@ PointRows ReadPointRows(std::size_t columns, const PointOptions& options) {
       if (!IsPoint(line)) continue;
       if (ReadNumbers(&line, job, options, numbers.data(), &why)) {
         rows.numbers.insert(rows.numbers.end(), numbers.begin(), numbers.end());
+        rows.lines.push_back(number);
       } else {
         ++rows.bad;
         problems.Tell(number, why);

@@ -1,13 +1,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "app/commands/commands.h"
+#include "app/correspondences.h"
 #include "app/estimation_run.h"
 #include "app/ground_points.h"
 #include "app/json_report.h"
 #include "app/model_writing.h"
-#include "app/point_rows.h"
 #include "app/problem.h"
 #include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc_estimation.h"
@@ -26,24 +27,12 @@ struct FitOptions {
   bool json = false;
 };
 
-TRPCEstimationDataSet ReadItems(const FitOptions& options, std::size_t* bad) {
-  const PointRows rows = ReadPointRows(5, options.points);
-  *bad = rows.bad;
-  const bool xy = options.points.xy;
-  const double shift = options.points.PixelShift();
+/// All in the turn of the first: a scene may lie across the 180th meridian.
+TRPCEstimationDataSet InOneTurn(std::vector<TRPCEstimationDataItem> items) {
   TRPCEstimationDataSet data;
-  data.Items.reserve(rows.Count());
-  for (std::size_t i = 0; i < rows.Count(); ++i) {
-    const double* const row = rows[i];
-    TRPCEstimationDataItem item;
-    item.Latitude = row[xy ? 1 : 0];
-    item.Longitude = row[xy ? 0 : 1];
-    item.Height = row[2];
-    item.Line = row[xy ? 4 : 3] - shift;
-    item.Sample = row[xy ? 3 : 4] - shift;
-    // All in the turn of the first: a scene may lie across the 180th meridian.
-    if (i > 0) item.Longitude = SatCommonUtils::InTurnOf(data.Items[0].Longitude, item.Longitude);
-    data.Items.push_back(item);
+  data.Items = std::move(items);
+  for (TRPCEstimationDataItem& item : data.Items) {
+    item.Longitude = SatCommonUtils::InTurnOf(data.Items[0].Longitude, item.Longitude);
   }
   return data;
 }
@@ -104,8 +93,8 @@ ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPC
 }
 
 int RunFit(const FitOptions& options) {
-  std::size_t bad = 0;
-  TRPCEstimationDataSet data = ReadItems(options, &bad);
+  Correspondences read = ReadCorrespondences(options.points);
+  TRPCEstimationDataSet data = InOneTurn(std::move(read.items));
   TRPCEstimationReport estimation;
   const ModelFile fitted = Fit(data, options, &estimation);
   const WrittenModel written = WriteModelFile(fitted, options.out);
@@ -131,7 +120,7 @@ int RunFit(const FitOptions& options) {
     PrintEnding(estimation);
     PrintWritten(written, options.out);
   }
-  return bad == 0 ? AllComputed : SomePointsFailed;
+  return read.bad == 0 ? AllComputed : SomePointsFailed;
 }
 
 }  // namespace
