@@ -13,49 +13,33 @@ namespace {
 using namespace SatCommonUtils;
 
 constexpr TRPC1Params Skewed = {
-    {3.0, 0.5, -0.25, 100.0}, {-0.5, 2.0, 0.125, 50.0}, {1e-3, 2e-3, -1e-3, 1.0}, {-2e-3, 1e-3, 5e-4, 1.0}};
-
-std::string Xml(const TRPC1& model) {
-  return test::SavedXml([&](TKaXIniWriter* writer) { return model.SaveToXML(writer); });
-}
+    {3, 0.5, -0.25, 100}, {-0.5, 2, 0.125, 50}, {0.1, 0.2, -0.1, 1}, {-0.2, 0.1, 0, 1}};
 
 TEST(Rpc1, ProjectsThereAndBack) {
-  const TRPC1 model(Skewed);
-  for (const double X : {-20.0, 0.0, 7.5}) {
-    double line = X;
-    double sample = 3.0;
-    model.CalculateLineSample(line, sample, 10.0, &line, &sample);  // in place
-    EXPECT_EQ(line,
-              (3.0 * X + 0.5 * 3.0 - 0.25 * 10.0 + 100.0) / (1e-3 * X + 2e-3 * 3.0 - 1e-3 * 10.0 + 1.0));
-    EXPECT_EQ(sample,
-              (-0.5 * X + 2.0 * 3.0 + 0.125 * 10.0 + 50.0) / (-2e-3 * X + 1e-3 * 3.0 + 5e-4 * 10.0 + 1.0));
-    double back[2];
-    ASSERT_TRUE(model.CalculateXY(line, sample, 10.0, &back[0], &back[1]));
-    EXPECT_NEAR(back[0], X, 1e-12);
-    EXPECT_NEAR(back[1], 3.0, 1e-12);
-  }
-}
-
-TEST(Rpc1, ParallelEquationsHaveNoSolutionAndNaNSpreads) {
+  double line = 7.5;
+  double sample = 3.0;
   TRPC1 model(Skewed);
-  double X = 1.0;
-  double Y = 2.0;
-  ASSERT_TRUE(model.CalculateXY(std::nan(""), 0.0, 0.0, &X, &Y));
-  EXPECT_TRUE(std::isnan(X) && std::isnan(Y));
-  // Line and sample ask for the same plane.
-  model.Set({{1.0, 2.0, 0.0, 0.0}, {2.0, 4.0, 0.0, 0.0}, {0.0, 0.0, 0.0, 1.0}, {0.0, 0.0, 0.0, 1.0}});
-  X = 1.0;
-  EXPECT_FALSE(model.CalculateXY(5.0, 6.0, 0.0, &X, &X));
-  EXPECT_EQ(X, 1.0);
-  model.Reset();
-  model.CalculateLineSample(1.0, 1.0, 1.0, &X, &Y);
-  EXPECT_TRUE(std::isnan(X) && std::isnan(Y));
+  model.CalculateLineSample(line, sample, 10.0, &line, &sample);  // in place
+  EXPECT_NEAR(line, 121.5 / 1.35, 1e-13);
+  EXPECT_NEAR(sample, 53.5 / -0.2, 1e-12);
+  ASSERT_TRUE(model.CalculateXY(line, sample, 10.0, &line, &sample));
+  EXPECT_NEAR(line, 7.5, 1e-12);
+  EXPECT_NEAR(sample, 3.0, 1e-12);
+  ASSERT_TRUE(model.CalculateXY(std::nan(""), 0.0, 0.0, &line, &sample));
+  EXPECT_TRUE(std::isnan(line) && std::isnan(sample));
+
+  double kept = 1.0;
+  model.Set({{1, 2, 0, 0}, {2, 4, 0, 0}, {0, 0, 0, 1}, {0, 0, 0, 1}});  // parallel
+  EXPECT_FALSE(model.CalculateXY(5.0, 6.0, 0.0, &kept, &kept));
+  EXPECT_EQ(kept, 1.0);
 }
 
-TEST(Rpc1, EveryKeyIsRequired) {
-  const std::string xml = Xml(TRPC1(Skewed));
-  TRPC1 model({{1.0}, {2.0}, {3.0}, {4.0}});
-  const std::string before = Xml(model);
+TEST(Rpc1, EveryKeyIsRequiredInItsOrder) {
+  const auto xml_of = [](const TRPC1& model) {
+    return test::SavedXml([&](TKaXIniWriter* writer) { return model.SaveToXML(writer); });
+  };
+  const std::string xml = xml_of(TRPC1(Skewed));
+  TRPC1 model;
   std::size_t last = 0;
   for (const char* set : {"LineNum", "LineDenom", "SampleNum", "SampleDenom"}) {
     for (const char* k : {"0", "1", "2", "3"}) {
@@ -66,7 +50,7 @@ TEST(Rpc1, EveryKeyIsRequired) {
       EXPECT_FALSE(model.InitializeFromXML(&reader)) << key;
     }
   }
-  EXPECT_EQ(Xml(model), before);
+  EXPECT_EQ(xml_of(model), xml_of(TRPC1()));
 }
 
 }  // namespace
