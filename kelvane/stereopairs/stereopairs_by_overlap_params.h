@@ -18,6 +18,7 @@ namespace StereopairsByOverlap {
 ///
 /// Each field's name is its key in XML. Members that read or write report by their result and let no
 /// exception out.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): the order of the fields is the interface's
 struct KELVANE_API TStereopairsByOverlapParams {
   /// Marks a limit of an angle that nobody has set.
   static constexpr double UndefinedAngle = 361.0;

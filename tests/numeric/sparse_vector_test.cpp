@@ -30,8 +30,8 @@ TEST(SparseVector, StoresWhatIsNotZero) {
   v.Compress();
   EXPECT_EQ(v.Elements().size(), 1U);
   v[0] = 6.0;
-  EXPECT_EQ(Dense(v /= v[1]), (Values{2, 1, 0, 0}));
-  EXPECT_EQ(Dense(-(v *= v[0])), (Values{-4, -2, 0, 0}));
+  EXPECT_EQ(Dense(v /= v[0]), (Values{1, 0.5, 0, 0}));
+  EXPECT_EQ(Dense(-(v *= 4.0)), (Values{-4, -2, 0, 0}));
   EXPECT_EQ(Dense(v -= v[0]), (Values{0, -2, 0, 0}));
 }
 

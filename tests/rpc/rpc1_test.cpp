@@ -13,7 +13,7 @@ namespace {
 using namespace SatCommonUtils;
 
 constexpr TRPC1Params Skewed = {
-    {3, 0.5, -0.25, 100}, {-0.5, 2, 0.125, 50}, {0.1, 0.2, -0.1, 1}, {-0.2, 0.1, 0, 1}};
+    {3, 0.5, -0.25, 100}, {-0.5, 2, 0.125, 50}, {0.1, 0.2, -0.1, 1}, {-0.2, 0.1, 0.3, 1}};
 
 TEST(Rpc1, ProjectsThereAndBack) {
   double line = 7.5;
@@ -21,7 +21,7 @@ TEST(Rpc1, ProjectsThereAndBack) {
   TRPC1 model(Skewed);
   model.CalculateLineSample(line, sample, 10.0, &line, &sample);  // in place
   EXPECT_NEAR(line, 121.5 / 1.35, 1e-13);
-  EXPECT_NEAR(sample, 53.5 / -0.2, 1e-12);
+  EXPECT_NEAR(sample, 53.5 / 2.8, 1e-13);
   ASSERT_TRUE(model.CalculateXY(line, sample, 10.0, &line, &sample));
   EXPECT_NEAR(line, 7.5, 1e-12);
   EXPECT_NEAR(sample, 3.0, 1e-12);
