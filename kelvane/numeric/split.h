@@ -8,6 +8,9 @@
 
 namespace SatCommonUtils {
 
+/// Between the numbers of a vector's text, be it dense or sparse.
+inline constexpr char VectorDelimiters[] = "();";
+
 /// Cuts `text` at every character of `delimiters` and converts each token that is not empty with the
 /// scanning format "%lg" of the C locale, whatever locale is set: blanks before the number are passed over,
 /// and so is what follows it. A token that begins with no number, or is blank, does not count. A token may

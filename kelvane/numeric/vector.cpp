@@ -18,8 +18,6 @@ namespace SatCommonUtils {
 
 namespace {
 
-constexpr char TextDelimiters[] = "();";
-
 using TElements = std::unique_ptr<double[]>;
 
 TElements Zeros(std::size_t n) { return TElements(n == 0 ? nullptr : new double[n]()); }
@@ -32,10 +30,10 @@ TElements Copied(const double* src, std::size_t n) {
 
 /// False, `*v` unchanged, when the text holds no number.
 bool Parse(const std::string& text, TVector* v) {
-  const std::size_t count = Split(text.c_str(), TextDelimiters, nullptr, 0, false);
+  const std::size_t count = Split(text.c_str(), VectorDelimiters, nullptr, 0, false);
   if (count == 0) return false;
   v->Reset(count);
-  Split(text.c_str(), TextDelimiters, v->data, count, false);
+  Split(text.c_str(), VectorDelimiters, v->data, count, false);
   return true;
 }
 

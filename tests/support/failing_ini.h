@@ -17,6 +17,8 @@ class Countdown {
   bool Fails() { return left_-- == 0; }
   /// True when fewer operations were done than would have reached the failing one.
   bool NeverFailed() const { return left_ >= 0; }
+  /// True when the failing operation was the last one.
+  bool JustFailed() const { return left_ == -1; }
 
  private:
   int left_;
@@ -42,7 +44,6 @@ class FailingReader : public TKaXIniStreamReader {
   unsigned long EnterSection(const std::string& name) override {
     return countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
   }
-  using TKaXIniStreamReader::GetValue;
   bool GetValue(unsigned long index, double* value) const override {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
@@ -50,6 +51,9 @@ class FailingReader : public TKaXIniStreamReader {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
   bool GetValue(unsigned long index, unsigned long* value) const override {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
+  bool GetValue(unsigned long index, bool* value) const override {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
   bool GetValue(unsigned long index, std::string* value) const override {
@@ -64,11 +68,14 @@ class FailingWriter : public TKaXIniXmlWriter {
  public:
   explicit FailingWriter(int failing) : countdown_(failing) {}
   bool NeverFailed() const { return countdown_.NeverFailed(); }
+  /// True when nothing was written after the failure; sections may have been ended.
+  bool StoppedThere() const { return countdown_.JustFailed(); }
 
   unsigned long BeginSection(const std::string& name) override {
     return countdown_.Fails() ? 0 : TKaXIniXmlWriter::BeginSection(name);
   }
   bool EndSection(unsigned long handle) override {
+    if (StoppedThere()) return TKaXIniXmlWriter::EndSection(handle);
     return !countdown_.Fails() && TKaXIniXmlWriter::EndSection(handle);
   }
   bool WritePoint(const std::string& name, const xy_d& point) override {
@@ -76,7 +83,6 @@ class FailingWriter : public TKaXIniXmlWriter {
   }
 
  protected:
-  using TKaXIniXmlWriter::PutValue;
   bool PutValue(const std::string& key, const double& value) override {
     return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
   }
@@ -84,6 +90,9 @@ class FailingWriter : public TKaXIniXmlWriter {
     return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
   }
   bool PutValue(const std::string& key, const unsigned long& value) override {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
+  bool PutValue(const std::string& key, const bool& value) override {
     return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
   }
   bool PutValue(const std::string& key, const std::string& value) override {

@@ -85,12 +85,6 @@ TEST(AffineParams, FailedReadKeepsWhatCameAfter) {
     EXPECT_EQ(read, failing_reader.NeverFailed()) << failing;
     if (read) break;
   }
-  for (int failing = 0;; ++failing) {
-    test::FailingWriter writer(failing);
-    const bool written = SaveToXML(Skewed, &writer, "Key");
-    EXPECT_EQ(written, writer.NeverFailed()) << failing;
-    if (written) break;
-  }
 
   const std::string no_b3 = test::SavedXml([](TKaXIniWriter* writer) {
     for (const char* key : {"A1", "A2", "A3", "B1", "B2"}) writer->WriteS<double>(key, 9.0);
