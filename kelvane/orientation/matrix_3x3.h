@@ -40,26 +40,24 @@ inline TMatrix Made(const T3x3& elements) {
   return m;
 }
 
-/// Turns about an axis, `Order` times differentiated by the angle: order 0 is the turn, order 1 its
-/// derivative, order 2 minus the turn with a zero on the axis.
-template <int Order>
-struct TTurn {
-  static_assert(0 <= Order && Order <= 2);
-
-  explicit TTurn(double angle) {
+/// A turn about an axis, differentiated by its angle `order` times (0 to 2).
+class TTurn {
+ public:
+  explicit TTurn(double angle, int order = 0) : axis_(order == 0 ? 1.0 : 0.0) {
     const double c = std::cos(angle);
     const double s = std::sin(angle);
-    Cos = Order == 0 ? c : Order == 1 ? -s : -c;
-    Sin = Order == 0 ? s : Order == 1 ? c : -s;
+    cos_ = order == 0 ? c : order == 1 ? -s : -c;
+    sin_ = order == 0 ? s : order == 1 ? c : -s;
   }
 
-  T3x3 AboutX() const { return {{{Axis, 0.0, 0.0}, {0.0, Cos, -Sin}, {0.0, Sin, Cos}}}; }
-  T3x3 AboutY() const { return {{{Cos, 0.0, Sin}, {0.0, Axis, 0.0}, {-Sin, 0.0, Cos}}}; }
-  T3x3 AboutZ() const { return {{{Cos, -Sin, 0.0}, {Sin, Cos, 0.0}, {0.0, 0.0, Axis}}}; }
+  T3x3 AboutX() const { return {{{axis_, 0.0, 0.0}, {0.0, cos_, -sin_}, {0.0, sin_, cos_}}}; }
+  T3x3 AboutY() const { return {{{cos_, 0.0, sin_}, {0.0, axis_, 0.0}, {-sin_, 0.0, cos_}}}; }
+  T3x3 AboutZ() const { return {{{cos_, -sin_, 0.0}, {sin_, cos_, 0.0}, {0.0, 0.0, axis_}}}; }
 
-  static constexpr double Axis = Order == 0 ? 1.0 : 0.0;
-  double Cos;
-  double Sin;
+ private:
+  double axis_;
+  double cos_;
+  double sin_;
 };
 
 }  // namespace SatCommonUtils

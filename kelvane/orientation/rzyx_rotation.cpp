@@ -6,13 +6,13 @@
 
 namespace SatCommonUtils {
 
-void RzyxGetRx(const double& alpha, TMatrix* M) { Write(TTurn<0>(alpha).AboutX(), M); }
-void RzyxGetRy(const double& beta, TMatrix* M) { Write(TTurn<0>(beta).AboutY(), M); }
-void RzyxGetRz(const double& gamma, TMatrix* M) { Write(TTurn<0>(gamma).AboutZ(), M); }
+void RzyxGetRx(const double& alpha, TMatrix* M) { Write(TTurn(alpha).AboutX(), M); }
+void RzyxGetRy(const double& beta, TMatrix* M) { Write(TTurn(beta).AboutY(), M); }
+void RzyxGetRz(const double& gamma, TMatrix* M) { Write(TTurn(gamma).AboutZ(), M); }
 
-void RzyxGet_dRx_dalpha(const double& alpha, TMatrix* M) { Write(TTurn<1>(alpha).AboutX(), M); }
-void RzyxGet_dRy_dbeta(const double& beta, TMatrix* M) { Write(TTurn<1>(beta).AboutY(), M); }
-void RzyxGet_dRz_dgamma(const double& gamma, TMatrix* M) { Write(TTurn<1>(gamma).AboutZ(), M); }
+void RzyxGet_dRx_dalpha(const double& alpha, TMatrix* M) { Write(TTurn(alpha, 1).AboutX(), M); }
+void RzyxGet_dRy_dbeta(const double& beta, TMatrix* M) { Write(TTurn(beta, 1).AboutY(), M); }
+void RzyxGet_dRz_dgamma(const double& gamma, TMatrix* M) { Write(TTurn(gamma, 1).AboutZ(), M); }
 
 void RzyxGetR(const double& alpha, const double& beta, const double& gamma, TMatrix* M) {
   const double ca = std::cos(alpha);
