@@ -71,12 +71,11 @@ TExtraction Extract(TMatrix* matrices, std::size_t n, TAngleUnit* units) {
   return found;
 }
 
-// | Poles | Reference nu       | Reference gamma, psi                                       |
-// |-------|--------------------|------------------------------------------------------------|
-// | none  | record n/2         | record n/2                                                 |
-// | all   | record n/2         | record n/2, with psi = 0                                   |
-// | some  | last pole (±π/2)   | chosen regular record, or its twin if that has the nu      |
-// |       |                    | within π/2 of the pole's                                   |
+// | Poles | Reference nu     | Reference gamma, psi                                                   |
+// |-------|------------------|------------------------------------------------------------------------|
+// | none  | record n/2       | record n/2                                                             |
+// | all   | record n/2       | record n/2: the combination, 0                                         |
+// | some  | last pole (±π/2) | chosen record; its twin's when it is more than π/2 of nu from the pole |
 TReference Reference(const TAngleUnit* units, std::size_t n, const TExtraction& found) {
   if (found.PoleCount == 0) return Angles(units[n / 2]);
   const TAngleUnit& chosen = units[found.Chosen];
@@ -93,7 +92,7 @@ TReference Reference(const TAngleUnit* units, std::size_t n, const TExtraction& 
 // |--------|--------|-----------|---------|
 // | found  | ν      | γ         | ψ       |
 // | twin   | π - ν  | γ + π     | ψ + π   |
-void TakeTwinIfNearer(const TReference& reference, TAngleUnit* unit) {
+void TakeTwinIfFar(const TReference& reference, TAngleUnit* unit) {
   if (!IsFar(unit->nyu, reference.nyu) && !IsFar(unit->gamma, reference.gamma) &&
       !IsFar(unit->psi, reference.psi))
     return;
@@ -198,7 +197,7 @@ bool TAngleUnitSet::Set(TMatrix* matrices, std::size_t n) {
   }
   const TReference reference = Reference(units.get(), n, found);
   for (std::size_t i = 0; i < n; ++i) {
-    if (units[i].kind == Regular) TakeTwinIfNearer(reference, &units[i]);
+    if (units[i].kind == Regular) TakeTwinIfFar(reference, &units[i]);
   }
   ChooseRanges(reference, units.get(), n);
 

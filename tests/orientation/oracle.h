@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
-#include <Eigen/Geometry>
 
 #include "kelvane/numeric/matrix.h"
 
@@ -13,23 +12,17 @@ namespace test {
 
 inline Eigen::Matrix3d EigenMatrix(const SatCommonUtils::TMatrix& m) {
   EXPECT_EQ(m.width * m.height, 9U);
-  return Eigen::Matrix3d::NullaryExpr(
-      [&m](Eigen::Index row, Eigen::Index col) { return m.rows[row].data[col]; });
+  return Eigen::Matrix3d::NullaryExpr([&m](auto row, auto col) { return m.rows[row].data[col]; });
 }
 
-inline Eigen::Matrix3d AboutX(double angle) {
-  return Eigen::AngleAxisd(angle, Eigen::Vector3d::UnitX()).toRotationMatrix();
-}
-inline Eigen::Matrix3d AboutY(double angle) {
-  return Eigen::AngleAxisd(angle, Eigen::Vector3d::UnitY()).toRotationMatrix();
-}
-inline Eigen::Matrix3d AboutZ(double angle) {
-  return Eigen::AngleAxisd(angle, Eigen::Vector3d::UnitZ()).toRotationMatrix();
+/// About axis 0 (X), 1 (Y) or 2 (Z).
+inline Eigen::Matrix3d Turn(int axis, double angle) {
+  return Eigen::AngleAxisd(angle, Eigen::Vector3d::Unit(axis)).toRotationMatrix();
 }
 
 /// The largest difference of two elements; NaN when there is a NaN.
-inline double Difference(const Eigen::Matrix3d& a, const Eigen::Matrix3d& b) {
-  return (a - b).cwiseAbs().maxCoeff<Eigen::PropagateNaN>();
+inline double Difference(const SatCommonUtils::TMatrix& a, const Eigen::Matrix3d& b) {
+  return (EigenMatrix(a) - b).cwiseAbs().maxCoeff<Eigen::PropagateNaN>();
 }
 
 }  // namespace test
