@@ -120,6 +120,9 @@ TEST(AngleUnitSet, WhatCannotBeFittedChangesNothing) {
   ASSERT_TRUE(set.Set(matrices.data(), 4));
   EXPECT_THROW(set.Aproximate(times.data(), 0, 2, 2, coefs[0], coefs[1], coefs[2]), const char*);
   EXPECT_FALSE(fits(0, 2, 2));
+  times = {1.0, 0.0, 2.0, 0.0};  // all of γ + ψ, but one γ - ψ for two unknowns
+  EXPECT_FALSE(fits(0, 1, 1));
+  times = series.times;
   for (const auto& row : coefs) EXPECT_EQ(std::count(row, row + 4, 0.0), 4);
   EXPECT_TRUE(fits(0, 1, 0));
 }
