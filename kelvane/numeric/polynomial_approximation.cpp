@@ -4,24 +4,11 @@
 #include <cmath>
 #include <vector>
 
+#include "kelvane/numeric/different_numbers.h"
 #include "kelvane/numeric/linear_solvers.h"
 #include "kelvane/numeric/matrix.h"
 
 namespace SatCommonUtils {
-
-namespace {
-
-/// True when at least `count` of the n numbers are different. Rounding hides from the elimination that the
-/// normal equations are singular; this does not.
-bool HasDifferent(const double* x, std::size_t n, std::size_t count) {
-  std::vector<double> different;
-  for (std::size_t i = 0; i < n && different.size() < count; ++i) {
-    if (std::find(different.begin(), different.end(), x[i]) == different.end()) different.push_back(x[i]);
-  }
-  return different.size() >= count;
-}
-
-}  // namespace
 
 TInterpolation::~TInterpolation() = default;
 

@@ -57,15 +57,20 @@ inline SatCommonUtils::TMatrix Matrix(std::size_t width, const Values& values) {
   return Filled(width, values.size() / width, [&next] { return *next++; });
 }
 
-/// The text of the `std::runtime_error` that the action throws.
-template <class Action>
-std::string RuntimeErrorOf(Action action) {
+/// The text of the error of that kind that the action throws.
+template <class Error, class Action>
+std::string ErrorOf(Action action) {
   try {
     action();
-  } catch (const std::runtime_error& error) {
+  } catch (const Error& error) {
     return error.what();
   }
-  return "no runtime error";
+  return "no such error";
+}
+
+template <class Action>
+std::string RuntimeErrorOf(Action action) {
+  return ErrorOf<std::runtime_error>(action);
 }
 
 /// The messages that the action prints for debugging, each ended by "#".
