@@ -16,7 +16,8 @@ struct Correspondences {
   std::size_t bad = 0;  ///< lines that were left out; standard error says why
 };
 
-/// Reads all points "lat lon h line sample", or as the options say. Throws `Problem` when they cannot be read.
+/// Reads all points "lat lon h line sample", or as the options say. Throws `Problem` when they cannot be
+/// read.
 Correspondences ReadCorrespondences(const PointOptions& options);
 
 }  // namespace app
