@@ -17,6 +17,8 @@ class Countdown {
   bool Fails() { return left_-- == 0; }
   /// True when fewer operations were done than would have reached the failing one.
   bool NeverFailed() const { return left_ >= 0; }
+  /// True when the failing operation was the last one.
+  bool StoppedThere() const { return left_ == -1; }
 
  private:
   int left_;
@@ -64,6 +66,7 @@ class FailingWriter : public TKaXIniXmlWriter {
  public:
   explicit FailingWriter(int failing) : countdown_(failing) {}
   bool NeverFailed() const { return countdown_.NeverFailed(); }
+  bool StoppedThere() const { return countdown_.StoppedThere(); }
 
   unsigned long BeginSection(const std::string& name) override {
     return countdown_.Fails() ? 0 : TKaXIniXmlWriter::BeginSection(name);
@@ -93,6 +96,18 @@ class FailingWriter : public TKaXIniXmlWriter {
  private:
   Countdown countdown_;
 };
+
+/// How many operations `save(writer)` takes, each of which was made to fail in turn; -1 when one of those
+/// failures was not reported, or not the end.
+template <class Save>
+int ReportedWrites(Save save) {
+  for (int failing = 0;; ++failing) {
+    FailingWriter writer(failing);
+    const bool written = save(&writer);
+    if (writer.NeverFailed()) return written ? failing : -1;
+    if (written || !writer.StoppedThere()) return -1;
+  }
+}
 
 /// What `save(writer)` writes, as a document's text; empty when it fails.
 template <class Save>
