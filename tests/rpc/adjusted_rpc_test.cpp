@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "kelvane/module/host/message.h"
 #include "kelvane/rpc/ground_solution.h"
+#include "kelvane/rpc/rpc_adaptation.h"
 #include "tests/support/failing_ini.h"
 #include "tests/support/files.h"
 #include "tests/support/matrices.h"
@@ -236,6 +240,41 @@ TEST(AdjustedRpc, GridFillsTheCube) {
     EXPECT_FALSE(model.CreateReApproximationDataset(&refused, &items));
   }
   EXPECT_EQ(items.Items.size(), before);
+}
+
+TEST(RpcAdaptation, MovesAModelToItsPoints) {
+  const TRPCData data = test::SampleRecord("worldview3.RPB");
+  const TAdjustedRPC model(&data, &Rotated);
+  TRPCEstimationDataSet points;
+  TCube cube(data);
+  for (int i = 0; i < 400; ++i) {
+    const auto [lat, lon, h] = cube.Anywhere();
+    TRPCEstimationDataItem item = {lat, lon, h, 0.0, 0.0};
+    model.CalculateLineSample(lat, lon, h, &item.Line, &item.Sample, nullptr, nullptr);
+    points.Items.push_back(item);
+  }
+  TRPCData adapted = data;
+  for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+    adapted.LineNum[k] *= 2.0;
+    adapted.LineDenom[k] *= 2.0;
+  }
+  ASSERT_TRUE(AdaptRPC(points, &adapted));
+  EXPECT_LE(Difference(model, adapted), 1e-6);
+  EXPECT_EQ(adapted.LineDenom[0], 1.0);
+  EXPECT_EQ(adapted.LineScale, data.LineScale);
+
+  const auto refuses = [](const TRPCEstimationDataSet& set, TRPCData record) {
+    const TRPCData before = record;
+    return !AdaptRPC(set, &record) && Same(record, before);
+  };
+  TRPCEstimationDataSet few = points;
+  few.Items.resize(39);
+  EXPECT_TRUE(refuses(few, data));
+  TRPCData blind = data;
+  blind.SampleDenom[0] = 0.0;
+  EXPECT_TRUE(refuses(points, blind));
+  points.Items[17].Height = NAN;
+  EXPECT_TRUE(refuses(points, data));
 }
 
 TEST(AdjustedRpc, AStepWithoutSolutionGivesTheOffsets) {
