@@ -191,9 +191,7 @@ class KELVANE_API TRPC {
   /// Empties the model. The inverted model stays.
   void Reset();
 
- private:
-  static constexpr std::size_t ApproximationSize = 16;
-
+ protected:
   struct TNormalizations {
     TLinearNormalization Line;
     TLinearNormalization Sample;
@@ -201,6 +199,12 @@ class KELVANE_API TRPC {
     TLinearNormalization Longitude;
     TLinearNormalization Height;
   };
+
+  /// Null while the model is empty.
+  const TNormalizations* Normalizations() const { return normalizations_ ? &*normalizations_ : nullptr; }
+
+ private:
+  static constexpr std::size_t ApproximationSize = 16;
 
   struct TNormalizedPosition {
     double P;

@@ -118,12 +118,6 @@ TItems Normalized(const TItems& items, const TNormalizations& normalizations) {
   return normalized;
 }
 
-/// The monomials in the order of their coefficients.
-std::array<double, TermCount> Monomials(const TRPCTerms<double>& t) {
-  return {1.0,   t.L,   t.P,   t.H,   t.LP,  t.LH,  t.PH,  t.LL,  t.PP,  t.HH,
-          t.PLH, t.LLL, t.LPP, t.LHH, t.LLP, t.PPP, t.PHH, t.LLH, t.PPH, t.HHH};
-}
-
 TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitude, item.Height}; }
 
 /// A fit that goes on: the items, normalised, and the two functions as they stand.
@@ -195,7 +189,7 @@ class TEstimation {
   bool FindStep(const TFunction& function, TWatch* watch, TVector* step) const {
     const auto fill = [&](std::size_t k, double* row) {
       const TRPCTerms<double> terms = Terms(items_[k]);
-      const std::array<double, TermCount> monomials = Monomials(terms);
+      const std::array<double, TermCount> monomials = RPCMonomials(terms);
       double denominator = 0.0;
       const double value = function.Value(terms, &denominator);
       for (std::size_t i = 0; i < TermCount; ++i) row[i] = monomials[i] / denominator;

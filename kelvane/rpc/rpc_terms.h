@@ -5,6 +5,8 @@
 /// and product is part of the result's bits.
 #pragma once
 
+#include <array>
+
 namespace SatCommonUtils {
 
 /// The monomials above first order at one normalised ground point, formed once for all polynomials.
@@ -36,6 +38,12 @@ struct TRPCTerms {
         PPH(PP * h),
         HHH(HH * h) {}
 };
+
+/// The monomials in the order of their coefficients.
+inline std::array<double, 20> RPCMonomials(const TRPCTerms<double>& t) {
+  return {1.0,   t.L,   t.P,   t.H,   t.LP,  t.LH,  t.PH,  t.LL,  t.PP,  t.HH,
+          t.PLH, t.LLL, t.LPP, t.LHH, t.LLP, t.PPP, t.PHH, t.LLH, t.PPH, t.HHH};
+}
 
 template <class V, class C>
 inline auto RPCValue(const C& c, const TRPCTerms<V>& t) {

@@ -1,8 +1,10 @@
 #include "kelvane/transforms/affine_2d.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "kelvane/module/host/ini.h"
+#include "kelvane/numeric/linear_solvers.h"
 
 namespace SatCommonUtils {
 
@@ -81,6 +83,28 @@ void Combine2DAffineParams(const T2DAffineParams& first, const T2DAffineParams& 
   result->B1 = s.B1 * f.A1 + s.B2 * f.B1;
   result->B2 = s.B1 * f.A2 + s.B2 * f.B2;
   result->B3 = s.B1 * f.A3 + s.B2 * f.B3 + s.B3;
+}
+
+bool Calculate2DAffineParams(const std::vector<T2DTransformParamsSourceDataItem>& points,
+                             T2DAffineParams* params) {
+  constexpr std::size_t Unknowns = 3;
+  const std::size_t n = points.size();
+  if (n < Unknowns) return false;
+  TMatrix design(Unknowns, n);
+  TVector x_to(n);
+  TVector y_to(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const double row[Unknowns] = {points[i].Xfrom, points[i].Yfrom, 1.0};
+    std::copy_n(row, Unknowns, design.rows[i].data);
+    x_to[i] = points[i].Xto;
+    y_to[i] = points[i].Yto;
+  }
+  TVector a;
+  TVector b;
+  TOverdefinedLinearSystem(design, x_to).Solution(a);
+  TOverdefinedLinearSystem(design, y_to).Solution(b);
+  *params = {a[0], a[1], a[2], b[0], b[1], b[2]};
+  return true;
 }
 
 }  // namespace SatCommonUtils

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "kelvane/module/export.h"
+#include "kelvane/transforms/point_pairs.h"
 
 class TKaXIniReader;
 class TKaXIniWriter;
@@ -43,5 +45,12 @@ KELVANE_API bool Invert2DAffineParams(const T2DAffineParams& src, T2DAffineParam
 /// The map that applies `first`, then `second`. `*result` may be either of the two.
 KELVANE_API void Combine2DAffineParams(const T2DAffineParams& first, const T2DAffineParams& second,
                                        T2DAffineParams* result);
+
+/// The map that fits the pairs best, by unweighted least squares; three pairs off a line are met exactly.
+/// False, with `*params` untouched, for fewer than three. Source points on one line are not detected: what
+/// `TOverdefinedLinearSystem` makes of a singular system is then written. Far from the origin digits are
+/// lost; a caller that needs them takes both kinds of points from a centre.
+KELVANE_API bool Calculate2DAffineParams(const std::vector<T2DTransformParamsSourceDataItem>& points,
+                                         T2DAffineParams* params);
 
 }  // namespace SatCommonUtils

@@ -8,6 +8,8 @@
 
 #include "kelvane/geometry/polygon.h"
 #include "kelvane/numeric/polynomial.h"
+#include "kelvane/refinement/refinement_transform.h"
+#include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc1.h"
 #include "kelvane/stereopairs/stereopairs_by_overlap_params.h"
@@ -89,6 +91,22 @@ std::vector<Persistent> EveryWay() {
   Add(&ways, "AffineTransform", [] { return T2DAffineTransform(Skewed); });
   Add(&ways, "RPCData", [] { return test::NumberedRecord(); });
   Add(&ways, "RPC", [] { return Model(test::NumberedRecord()); });
+  const TAffineCorrection correction = {10.0, 1.5, -0.25, -7.0, 0.5, 1.0 / 3.0};
+  const TRPCRefinementDataAffine refinement = {correction};
+  namespace Next = SatCommonUtilsNext;
+  Add(&ways, "RefinementData", [=] { return refinement; });
+  Add(&ways, "Refinement", [=] { return TRPCRefinementAffine(refinement); });
+  Add(
+      &ways, "AdjustedRPC", [=] { return TAdjustedRPC(test::NumberedRecord(), nullptr, &refinement); },
+      test::NumberedRecord(), nullptr, nullptr);
+  Add(&ways, "NextRefinementType", [] {
+    Next::TRPCRefinementType type;
+    type.Setup(1);
+    return type;
+  });
+  Add(&ways, "NextRefinementData", [=] { return Next::TRPCRefinementDataAffine(correction); });
+  Add(&ways, "NextRefinement",
+      [=] { return Next::TRPCRefinementAffine(Next::TRPCRefinementDataAffine(correction)); });
   Add(&ways, "RPC1Params", [] { return FirstOrder; });
   Add(&ways, "RPC1", [] { return TRPC1(FirstOrder); });
   Add(&ways, "StereopairsByOverlapParams", Criteria);

@@ -1,0 +1,117 @@
+/// \file
+/// A sensor model whose image coordinates are corrected, and its ways back to a plain record.
+#pragma once
+
+#include <optional>
+
+#include "kelvane/module/export.h"
+#include "kelvane/refinement/affine_refinement.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_estimation.h"
+
+namespace SatCommonUtils {
+
+/// A model with an affine refinement of its image coordinates, or without one. The virtual members of `TRPC`
+/// speak of refined coordinates, and so does all that projects through them: the approximation, the ground
+/// solutions, the height surface in metres. What is said to work on the class's own polynomials
+/// (`SolveLatLon`, `CalculateLineSampleNormalized`, `CalculateLatLonNormalized`,
+/// `CalculateLatLonNormalizedAlt`, the inverted model) speaks of raw ones.
+///
+/// The refinement stays when `SetRPCData` or `Reset` changes the model.
+class KELVANE_API TAdjustedRPC : public TRPC {
+ public:
+  /// Nodes of a grid over normalised ground coordinates: `Steps` steps, one node more, an axis.
+  struct KELVANE_API TRPCEstimationDataSetParams {
+    struct TRange {
+      double Min = -1.0;
+      double Max = 1.0;
+    };
+    TRange Latitude;
+    TRange Longitude;
+    TRange Height;
+    int Steps = 10;
+  };
+
+  /// The model of a record, which must not be null, and of a refinement, which may be. Throws as
+  /// `TRPC::SetRPCData` and as the constructor of `TRPCRefinementAffine`.
+  TAdjustedRPC(const TRPCData* rpc, const TRPCRefinementDataAffine* refinement);
+  /// The same with a margin, which may be null.
+  TAdjustedRPC(const TRPCData& rpc, const TPolygon* margin, const TRPCRefinementDataAffine* refinement);
+  /// The model that stands in the reader's current section. Throws `std::runtime_error`
+  /// "TAdjustedRPC::TAdjustedRPC(TKaXIniReader *src)" when it cannot be read, and as `TRPC::SetRPCData`.
+  explicit TAdjustedRPC(TKaXIniReader* src);
+  ~TAdjustedRPC() override;
+
+  /// A new adjusted model of the same record, refinement (its inverse derived anew), margin and raster size;
+  /// empty when the copy fails.
+  var_a<TRPC*> CreateVCopy() const override;
+
+  /// Ground to refined image coordinates; see `TRPC`. The refinement's linear part maps the derivatives too.
+  void CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
+                           double* sample, double* dLine, double* dSample) const override;
+
+  /// Refined image coordinates and height to ground; see `TRPC`. False when a step had no solution: the
+  /// outputs are then the model's latitude and longitude offsets.
+  bool CalculateLatLon(const double& line, const double& sample, const double& h, double* lat,
+                       double* lon) const override;
+
+  /// Reads the model as `TRPC` does, then section "Refinement". Without that section, or when what stands in
+  /// it is no refinement, the model has none. False when the plain model cannot be read, the model then
+  /// without a refinement, or when the section cannot be left.
+  bool InitializeFromXML(TKaXIniReader* reader) override;
+  /// Writes the model as `TRPC` does, then its refinement, if any, into section "Refinement"; false at the
+  /// first failure.
+  bool SaveToXML(TKaXIniWriter* writer) const override;
+
+  /// The correction from raw to refined; false, with nothing written, when there is no refinement.
+  bool GetRPCRefinementData(TRPCRefinementDataAffine* data) const;
+
+  /// Where the model sees the nodes of a grid: items for `EstimateRPC`, normalised with the record's offsets
+  /// and scales, in place of what `*data` held. On each axis the nodes are those of Chebyshev's second kind,
+  /// the ends of the range among them: closer there, where polynomials that are fitted stray most. Nodes
+  /// outside the raster are kept, since the record promises the whole cube; nodes without an image are left
+  /// out. A fit may come out badly for one number of nodes and well for the next (its systems are nearly
+  /// singular); so it is tried, and where it misses the model by more than a thousandth of a pixel, one or
+  /// two nodes more or fewer an axis are tried too, and the best are taken. False, with `*data` untouched,
+  /// when fewer than `RPCEstimationLeastItems` nodes are left, when a range is empty or reaches beyond -1 to
+  /// 1, or when the model is empty.
+  bool CreateReApproximationDataset(TRPCEstimationDataSetParams* params, TRPCEstimationDataSet* data) const;
+
+  /// Writes a plain record of the refined model. Without refinement, or with a unity, that is the model's
+  /// own; where the refinement only shifts, its biases are added to the offsets; otherwise coefficients are
+  /// fitted by `EstimateRPC` to a grid of 11 nodes an axis or so (of 101, where that gives too few items),
+  /// and offsets and scales kept. False when there are too few items, or the model is empty, `*rpc` then
+  /// untouched, or when the fit fails: it then holds the model's own record. How far the result is from the
+  /// refined model is told by `CalculateMaxImageDifference`. `ExportClosely` comes nearer.
+  bool Export(TRPCData* rpc) const;
+
+  /// Writes a plain record of the refined model where there is one that equals it:
+  /// - when the refinement has no tilt of line by sample nor drift of sample by line, offsets and scales take
+  ///   it up (a negative factor turns the numerator's signs, the scale keeps its own);
+  /// - when line and sample have the same denominator, coefficient by coefficient, the numerators take up any
+  ///   refinement. Each scale becomes the reach that the refined image has in its direction.
+  /// False, with `*rpc` untouched, when neither holds, when a factor or scale would be zero or not finite,
+  /// and when the model is empty or a field of its record is unset.
+  ///
+  /// What is left is rounding: projections differ by less than `ExactExportBound` times the largest absolute
+  /// value of the image coordinates, offsets and scales involved, as long as the denominators stay away from
+  /// zero.
+  bool ExportExactly(TRPCData* rpc) const;
+  static constexpr double ExactExportBound = 1e-14;
+
+  /// Writes the plain record that comes nearest: `ExportExactly` where that can, else the model's own with
+  /// its coefficients adapted (`AdaptRPC`) to the grid that `CreateReApproximationDataset` describes. False,
+  /// with
+  /// `*rpc` untouched, where neither can.
+  bool ExportClosely(TRPCData* rpc) const;
+
+ private:
+  /// The items of so many steps an axis; false, nothing written, when they are too few.
+  bool SeeNodes(const TRPCEstimationDataSetParams& params, int steps, TRPCEstimationDataSet* data) const;
+  /// How far a fit to the items misses others, in pixels; infinite when there is none.
+  double MissOfFit(const TRPCEstimationDataSet& fitted, const TRPCEstimationDataSet& others) const;
+
+  std::optional<TRPCRefinementAffine> refinement_;
+};
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,310 @@
+#include "kelvane/rpc/refinement_estimation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <random>
+#include <utility>
+
+#include "kelvane/transforms/affine_2d.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+using TPair = T2DTransformParamsSourceDataItem;
+using TPairs = std::vector<TPair>;
+using TKeeping = std::vector<bool>;
+
+bool Fail(std::string problem, TRefinementEstimate* estimate) {
+  *estimate = TRefinementEstimate();
+  estimate->Problem = std::move(problem);
+  return false;
+}
+
+std::string PointName(std::size_t i) { return "control point " + std::to_string(i + 1); }
+
+/// Line and sample as the model sees them and as they were measured; what is wrong, or nothing.
+std::string SeePoints(const TRPC& model, const std::vector<TRPCEstimationDataItem>& points, TPairs* pairs) {
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const TRPCEstimationDataItem& point = points[i];
+    for (const double value : {point.Latitude, point.Longitude, point.Height, point.Line, point.Sample}) {
+      if (!std::isfinite(value)) return PointName(i) + " has a coordinate that is not finite";
+    }
+    TPair pair = {0.0, 0.0, point.Line, point.Sample};
+    model.CalculateLineSample(point.Latitude, point.Longitude, point.Height, &pair.Xfrom, &pair.Yfrom,
+                              nullptr, nullptr);
+    if (!std::isfinite(pair.Xfrom) || !std::isfinite(pair.Yfrom)) {
+      return "the model has no image of " + PointName(i);
+    }
+    pairs->push_back(pair);
+  }
+  return {};
+}
+
+TPairs Chosen(const TPairs& pairs, const TKeeping& kept) {
+  TPairs chosen;
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    if (kept[i]) chosen.push_back(pairs[i]);
+  }
+  return chosen;
+}
+
+xy_d Centre(const TPairs& pairs) {
+  xy_d sum;
+  for (const TPair& pair : pairs) {
+    sum.x += pair.Xfrom;
+    sum.y += pair.Yfrom;
+  }
+  const auto count = static_cast<double>(pairs.size());
+  return {sum.x / count, sum.y / count};
+}
+
+/// How far source points are from lying on a line: the standard deviation across as a part of that along.
+double SpreadOf(const TPairs& pairs) {
+  const xy_d centre = Centre(pairs);
+  double xx = 0.0;
+  double xy = 0.0;
+  double yy = 0.0;
+  for (const TPair& pair : pairs) {
+    const double x = pair.Xfrom - centre.x;
+    const double y = pair.Yfrom - centre.y;
+    xx += x * x;
+    xy += x * y;
+    yy += y * y;
+  }
+  // The eigenvalues, the smaller by the determinant.
+  const double larger = 0.5 * (xx + yy) + std::hypot(0.5 * (xx - yy), xy);
+  const double smaller = larger > 0.0 ? (xx * yy - xy * xy) / larger : 0.0;
+  return smaller > 0.0 ? std::sqrt(smaller / larger) : 0.0;
+}
+
+bool AreSpread(const TPairs& pairs) { return pairs.size() >= 3 && SpreadOf(pairs) >= RefinementLeastSpread; }
+
+/// The least-squares map, worked about the centre of the source points: far from the origin the normal
+/// equations would lose what tells the points apart.
+T2DAffineParams FitAffine(const TPairs& pairs) {
+  const xy_d centre = Centre(pairs);
+  TPairs centred = pairs;
+  for (TPair& pair : centred) {
+    pair.Xfrom -= centre.x;
+    pair.Yfrom -= centre.y;
+    pair.Xto -= centre.x;
+    pair.Yto -= centre.y;
+  }
+  T2DAffineParams map;
+  Calculate2DAffineParams(centred, &map);
+  map.A3 += centre.x - (map.A1 * centre.x + map.A2 * centre.y);
+  map.B3 += centre.y - (map.B1 * centre.x + map.B2 * centre.y);
+  return map;
+}
+
+T2DAffineParams FitShift(const TPairs& pairs) {
+  T2DAffineParams map;
+  for (const TPair& pair : pairs) {
+    map.A3 += pair.Xto - pair.Xfrom;
+    map.B3 += pair.Yto - pair.Yfrom;
+  }
+  map.A3 /= static_cast<double>(pairs.size());
+  map.B3 /= static_cast<double>(pairs.size());
+  return map;
+}
+
+xy_d Residual(const T2DAffineParams& map, const TPair& pair) {
+  return {pair.Xto - (map.A1 * pair.Xfrom + map.A2 * pair.Yfrom + map.A3),
+          pair.Yto - (map.B1 * pair.Xfrom + map.B2 * pair.Yfrom + map.B3)};
+}
+
+double Length(const xy_d& v) { return std::sqrt(v.x * v.x + v.y * v.y); }
+
+/// The value at a place of the sorted sequence.
+double AtPlace(std::vector<double> values, std::size_t place) {
+  const auto nth = values.begin() + static_cast<std::ptrdiff_t>(place);
+  std::nth_element(values.begin(), nth, values.end());
+  return *nth;
+}
+
+double Median(const std::vector<double>& values) {
+  const std::size_t n = values.size();
+  return 0.5 * (AtPlace(values, (n - 1) / 2) + AtPlace(values, n / 2));
+}
+
+/// A kind of refinement: how many points determine it, its fit to points, its robust start.
+struct TMethod {
+  std::size_t Least;
+  bool (*Determines)(const TPairs& pairs);
+  T2DAffineParams (*Fit)(const TPairs& pairs);
+  T2DAffineParams (*Start)(const TPairs& pairs);
+};
+
+/// The residual that the start makes smallest: the median, or somewhat beyond it for a few points, which a
+/// start through some of them would meet.
+double MedianResidual(const TPairs& pairs, const T2DAffineParams& map, std::size_t least) {
+  std::vector<double> lengths;
+  lengths.reserve(pairs.size());
+  for (const TPair& pair : pairs) lengths.push_back(Length(Residual(map, pair)));
+  const std::size_t count = std::min(pairs.size(), pairs.size() / 2 + (least + 1) / 2);
+  return AtPlace(std::move(lengths), count - 1);
+}
+
+T2DAffineParams StartShift(const TPairs& pairs) {
+  std::vector<double> x;
+  std::vector<double> y;
+  for (const TPair& pair : pairs) {
+    x.push_back(pair.Xto - pair.Xfrom);
+    y.push_back(pair.Yto - pair.Yfrom);
+  }
+  return {1.0, 0.0, Median(x), 0.0, 1.0, Median(y)};
+}
+
+/// At most so many points, spread over all, judge the threes, and so many threes are tried.
+constexpr std::size_t MostJudges = 1000;
+constexpr std::size_t MostThrees = 3000;
+
+TPairs Judges(const TPairs& pairs) {
+  if (pairs.size() <= MostJudges) return pairs;
+  TPairs judges;
+  for (std::size_t i = 0; i < MostJudges; ++i) judges.push_back(pairs[i * pairs.size() / MostJudges]);
+  return judges;
+}
+
+/// Calls `visit` with threes of the numbers below n: with all, or with some, always the same.
+template <class Visit>
+void ForEachThree(std::size_t n, const Visit& visit) {
+  if (n * (n - 1) * (n - 2) / 6 <= MostThrees) {
+    for (std::size_t i = 0; i < n; ++i) {
+      for (std::size_t j = i + 1; j < n; ++j) {
+        for (std::size_t k = j + 1; k < n; ++k) visit(i, j, k);
+      }
+    }
+    return;
+  }
+  std::minstd_rand sequence;  // defined to the bit, and begun alike every time
+  const auto next = [&] { return static_cast<std::size_t>(sequence()) % n; };
+  for (std::size_t t = 0; t < MostThrees; ++t) {
+    const std::size_t i = next();
+    const std::size_t j = next();
+    const std::size_t k = next();
+    visit(i, j, k);
+  }
+}
+
+/// The map through three of the points that leaves the least median residual. Threes on a line are passed
+/// over, as are those with a point taken twice; the unity stands where there is no other.
+T2DAffineParams StartAffine(const TPairs& pairs) {
+  const TPairs judges = Judges(pairs);
+  T2DAffineParams best;
+  double least = HUGE_VAL;
+  ForEachThree(judges.size(), [&](std::size_t i, std::size_t j, std::size_t k) {
+    const TPairs three = {judges[i], judges[j], judges[k]};
+    if (!AreSpread(three)) return;
+    const T2DAffineParams map = FitAffine(three);
+    const double median = MedianResidual(judges, map, three.size());
+    if (!(median < least)) return;
+    least = median;
+    best = map;
+  });
+  return best;
+}
+
+constexpr TMethod ShiftMethod = {1, [](const TPairs& pairs) { return !pairs.empty(); }, FitShift, StartShift};
+constexpr TMethod AffineMethod = {3, AreSpread, FitAffine, StartAffine};
+
+/// The longest residual of a point that is kept.
+double RejectionBound(const TPairs& pairs, const T2DAffineParams& map, std::size_t least) {
+  constexpr double MedianOfNormal = 1.1774100225154747;  // of lengths in the plane: sqrt(2 ln 2)
+  const std::size_t redundant = pairs.size() - least;
+  if (redundant == 0) return HUGE_VAL;
+  const double few = 1.0 + 5.0 / static_cast<double>(redundant);
+  const double sigma = few * MedianResidual(pairs, map, least) / MedianOfNormal;
+  return std::max(RefinementRejection * sigma, RefinementLeastRejection);
+}
+
+struct TFit {
+  T2DAffineParams Map;
+  TKeeping Kept;
+  double Bound = HUGE_VAL;
+};
+
+TKeeping KeptWithin(double bound, const TPairs& pairs, const T2DAffineParams& map) {
+  TKeeping kept;
+  for (const TPair& pair : pairs) kept.push_back(Length(Residual(map, pair)) <= bound);
+  return kept;
+}
+
+TFit FitRobustly(const TPairs& pairs, const TMethod& method) {
+  constexpr int MostTurns = 50;
+  TFit fit;
+  fit.Map = method.Start(pairs);
+  fit.Bound = RejectionBound(pairs, fit.Map, method.Least);
+  fit.Kept = KeptWithin(fit.Bound, pairs, fit.Map);
+  for (int turn = 0; turn < MostTurns; ++turn) {
+    const TPairs chosen = Chosen(pairs, fit.Kept);
+    if (!method.Determines(chosen)) break;
+    fit.Map = method.Fit(chosen);
+    fit.Bound = RejectionBound(pairs, fit.Map, method.Least);
+    TKeeping kept = KeptWithin(fit.Bound, pairs, fit.Map);
+    if (kept == fit.Kept || turn + 1 == MostTurns) break;
+    fit.Kept = std::move(kept);
+  }
+  return fit;
+}
+
+TRPCRefinementDataAffine RefinementOf(const T2DAffineParams& map) {
+  return {map.A3, map.A1, map.A2, map.B3, map.B1, map.B2};
+}
+
+bool IsFinite(const TRPCRefinementDataAffine& r) {
+  return std::isfinite(r.LineBias) && std::isfinite(r.LineDrift) && std::isfinite(r.LineTilt) &&
+         std::isfinite(r.SampleBias) && std::isfinite(r.SampleDrift) && std::isfinite(r.SampleTilt);
+}
+
+void Report(const TPairs& pairs, const TFit& fit, TRefinementEstimate* estimate) {
+  *estimate = TRefinementEstimate();
+  estimate->Refinement = RefinementOf(fit.Map);
+  estimate->RejectedBeyond = fit.Bound;
+  double before_squares = 0.0;
+  double after_squares = 0.0;
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    const xy_d before = Residual(T2DAffineParams(), pairs[i]);
+    const xy_d after = Residual(fit.Map, pairs[i]);
+    estimate->Points.push_back({!fit.Kept[i], before.x, before.y, after.x, after.y});
+    if (!fit.Kept[i]) continue;
+    ++estimate->Kept;
+    before_squares += before.x * before.x + before.y * before.y;
+    after_squares += after.x * after.x + after.y * after.y;
+  }
+  const auto count = static_cast<double>(estimate->Kept);
+  estimate->RmsBefore = std::sqrt(before_squares / count);
+  estimate->RmsAfter = std::sqrt(after_squares / count);
+  estimate->Spread = SpreadOf(Chosen(pairs, fit.Kept));
+}
+
+}  // namespace
+
+bool EstimateRefinement(const TRPC& model, const std::vector<TRPCEstimationDataItem>& points,
+                        TE_RefinementKind kind, TRefinementEstimate* estimate) {
+  const bool affine = kind == TE_RefinementKind::Affine;
+  const TMethod& method = affine ? AffineMethod : ShiftMethod;
+  if (points.size() < method.Least) {
+    const char* const needs = affine ? "an affine refinement takes 3 control points at least, there are "
+                                     : "a shift takes 1 control point at least, there are ";
+    return Fail(needs + std::to_string(points.size()), estimate);
+  }
+  TPairs pairs;
+  const std::string unseen = SeePoints(model, points, &pairs);
+  if (!unseen.empty()) return Fail(unseen, estimate);
+  if (!method.Determines(pairs)) return Fail("the control points lie on a line in the image", estimate);
+  const TFit fit = FitRobustly(pairs, method);
+  if (!method.Determines(Chosen(pairs, fit.Kept))) {
+    return Fail("the control points without the blunders lie on a line in the image", estimate);
+  }
+  const TRPCRefinementDataAffine refinement = RefinementOf(fit.Map);
+  if (!IsFinite(refinement) || !TRPCRefinementAffine().Setup(refinement)) {
+    return Fail("the refinement that fits the control points has no inverse", estimate);
+  }
+  Report(pairs, fit, estimate);
+  return true;
+}
+
+}  // namespace SatCommonUtils

@@ -1,0 +1,79 @@
+/// \file
+/// The refinement of a model, estimated from control points: ground points whose images were measured.
+///
+/// Blunders are found before they can do harm. For a shift, the start is the median of the differences,
+/// by line and by sample. For an affine refinement it is the map through three of the points that leaves the
+/// least median of squared residuals (P. J. Rousseeuw, "Least median of squares regression", Journal of the
+/// American Statistical Association 79, 1984), over all threes, or, of more than 25 points, over 3000 that a
+/// fixed sequence picks. From there a least-squares fit to the points that are kept and the choice of the
+/// points to keep take turns until the choice stands. A point is kept while its residual, the distance of the
+/// refined image point from the measured one, is at most
+///   max(`RefinementRejection` * sigma, `RefinementLeastRejection`),
+/// sigma being the standard deviation of a coordinate: the median length of the residuals, divided by 1.1774
+/// (what it is for normally distributed ones), times 1 + 5 / (n - p) for n points and a start by p of them
+/// (P. J. Rousseeuw, A. M. Leroy, "Robust regression and outlier detection", Wiley 1987). Of normally
+/// distributed residuals one in 3000 is rejected. Nearly half of the points may be blunders, as long as the
+/// others determine the refinement. The same points in the same order give the same bits.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "kelvane/module/export.h"
+#include "kelvane/refinement/affine_refinement.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_estimation.h"
+
+namespace SatCommonUtils {
+
+/// What is estimated: the two biases, from a point at least, or all six coefficients, from three at least.
+enum class TE_RefinementKind { Shift, Affine };
+
+/// In standard deviations, and in pixels: see above.
+constexpr double RefinementRejection = 4.0;
+constexpr double RefinementLeastRejection = 0.01;
+
+/// An affine refinement is not estimated from points closer to a line than this: the standard deviation of
+/// the kept points' raw image coordinates across it, as a part of that along it.
+constexpr double RefinementLeastSpread = 1e-3;
+
+/// What became of a control point. Residuals are measured less computed coordinates, in pixels.
+struct TRefinementPoint {
+  bool Rejected = false;
+  double LineBefore = 0.0;  ///< against the model
+  double SampleBefore = 0.0;
+  double Line = 0.0;  ///< against the refined model
+  double Sample = 0.0;
+};
+
+struct TRefinementEstimate {
+  TRPCRefinementDataAffine Refinement;
+  /// One for each control point, in their order.
+  std::vector<TRefinementPoint> Points;
+  std::size_t Kept = 0;  ///< how many were not rejected
+  /// Root mean square of the distances between computed and measured image points, over the points that were
+  /// kept, in pixels. With no more points than the refinement needs, there is nothing to tell it by.
+  double RmsBefore = 0.0;
+  double RmsAfter = 0.0;
+  double RejectedBeyond = 0.0;  ///< the length of a residual, pixels
+  /// Of the kept points: see `RefinementLeastSpread`. The smaller, the less an affine refinement is worth
+  /// beside the line.
+  double Spread = 0.0;
+  /// Why there is no estimate; empty when there is one.
+  std::string Problem;
+};
+
+/// Estimates the refinement that takes where the model sees the ground points to where they were measured:
+/// `Line` and `Sample` of the items, pixels; degrees and metres, nothing normalised, longitudes in the turn
+/// of the model's offset. The model projects by its virtual `CalculateLineSample`; the refinement of one that
+/// is refined already comes on top of its own.
+///
+/// False, with a `Problem` that a person can read and nothing else in `*estimate`, for too few points; when a
+/// coordinate is not finite, or the model gives a point no finite image; when points for an affine
+/// refinement, or those of them that are kept, lie on a line; and when the refinement found has no inverse.
+/// The model must be loaded; what it throws passes through.
+KELVANE_API bool EstimateRefinement(const TRPC& model, const std::vector<TRPCEstimationDataItem>& points,
+                                    TE_RefinementKind kind, TRefinementEstimate* estimate);
+
+}  // namespace SatCommonUtils
