@@ -63,6 +63,8 @@ int Main(int argc, char** argv) {
   app::AddIntersectCommand(&program, &action);
   app::AddFitCommand(&program, &action);
   app::AddInvertCommand(&program, &action);
+  app::AddRefineCommand(&program, &action);
+  app::AddExportCommand(&program, &action);
   app::AddConvertCommand(&program, &action);
   try {
     RefuseUnknownCommand(program, argc, argv);

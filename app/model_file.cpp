@@ -15,6 +15,7 @@
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/text.h"
 #include "kelvane/module/host/var_a.h"
+#include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 
 namespace app {
@@ -23,6 +24,7 @@ namespace {
 
 using SatCommonUtils::RPCDataCoefficients;
 using SatCommonUtils::RPCDataFields;
+using SatCommonUtils::TAdjustedRPC;
 using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPCData;
 
@@ -62,9 +64,6 @@ std::string FindDefect(const TRPCData& data) {
 /// Makes the model of the record, or says why there is none.
 void Check(ModelFile& file) {
   file.defect = FindDefect(file.data);
-  if (file.defect.empty() && file.refinement) {
-    file.defect = "it holds a refinement, which this version of the program cannot apply";
-  }
   if (file.defect.empty()) file.model = std::make_unique<TRPC>(file.data, nullptr);
 }
 
@@ -146,21 +145,22 @@ std::optional<T> ReadOptional(const TKaXIniReader& reader, const char* key) {
   return reader.ReadE<T>(item);
 }
 
-/// A refinement that cannot be read leaves a plain model, as it does in the library.
-void ReadRefinement(ModelFile& file, TKaXIniReader& reader) {
-  const unsigned long section = reader.EnterSectionS("Refinement");
-  if (section == 0) return;
-  try {
-    reader.EnterSectionSE("RawToRefined");
-    std::array<double, std::size(RefinementKeys)> values{};
-    std::transform(std::begin(RefinementKeys), std::end(RefinementKeys), values.begin(),
-                   [&](const char* key) { return reader.ReadE<double>(reader.FindFE(key, 0)); });
-    file.refinement = values;
-    file.format = ModelFormat::RefinedXml;
-  } catch (const TKaMessage& message) {
-    Remark(file, std::string("the refinement cannot be read and is passed over: ") + message.what());
+/// Makes the model of a checked record, with what stands beside it: margin, raster size, refinement. One that
+/// cannot be read leaves a plain model, as it does in the library.
+void ReadModel(ModelFile& file, TKaXIniReader& reader) {
+  auto model = std::make_unique<TAdjustedRPC>(file.data, nullptr, nullptr);
+  if (!model->InitializeFromXML(&reader)) {
+    ThrowNotAModel(file, "what stands beside the record cannot be read");
   }
-  reader.LeaveSection(section);
+  SatCommonUtils::TRPCRefinementDataAffine refinement;
+  if (model->GetRPCRefinementData(&refinement)) {
+    file.refinement = refinement;
+    file.format = ModelFormat::RefinedXml;
+  } else if (const unsigned long section = reader.EnterSectionS("Refinement")) {
+    reader.LeaveSection(section);
+    Remark(file, "the refinement cannot be read and is passed over");
+  }
+  file.model = std::move(model);
 }
 
 void ReadXml(ModelFile& file, const std::string& bytes) {
@@ -181,13 +181,8 @@ void ReadXml(ModelFile& file, const std::string& bytes) {
       }
       reader.LeaveSection(section);
     }
-    ReadRefinement(file, reader);
-    Check(file);
-    if (!file.model) return;
-    // From XML the model brings its margin and raster size too.
-    if (!file.model->InitializeFromXML(&reader)) {
-      ThrowNotAModel(file, "what stands beside the record cannot be read");
-    }
+    file.defect = FindDefect(file.data);
+    if (file.defect.empty()) ReadModel(file, reader);
   } catch (const TKaMessage& message) {
     ThrowNotAModel(file, message.what());
   }
@@ -252,6 +247,18 @@ ModelFile ReadModelFile(const std::string& path) {
     why += "; there is no side-car " + stem + ".RPB, " + stem + "_RPC.TXT or " + stem + ".xml";
   }
   throw Problem(path + ": " + why);
+}
+
+std::unique_ptr<TRPC> MakeModel(const TRPCData& data,
+                                const SatCommonUtils::TRPCRefinementDataAffine* refinement,
+                                const TRPC& like) {
+  SatCommonUtils::TPolygon margin;
+  like.GetMargin(&margin);
+  auto model = std::make_unique<TAdjustedRPC>(data, &margin, refinement);
+  int width = 0;
+  int height = 0;
+  if (like.GetRasterDims(&width, &height)) model->SetRasterDims(width, height);
+  return model;
 }
 
 const TRPC& UsableModel(const ModelFile& file) {

@@ -2,21 +2,17 @@
 /// Models in files: found, read, checked.
 #pragma once
 
-#include <array>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "app/model_recognition.h"
+#include "kelvane/refinement/affine_refinement.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_data.h"
 
 namespace app {
-
-/// The correction that a refined model carries, by the names of its keys.
-inline constexpr const char* RefinementKeys[] = {"LineBias",   "LineDrift",   "LineTilt",
-                                                 "SampleBias", "SampleDrift", "SampleTilt"};
 
 /// What the program's XML says beside the record.
 inline constexpr char ErrBiasKey[] = "errBias";
@@ -29,7 +25,8 @@ struct ModelFile {
   ModelFormat format = ModelFormat::Rpb;
   SatCommonUtils::TRPCData data;
   SatCommonUtils::TRPBHeader header;  ///< error figures and names, where the file has them
-  std::optional<std::array<double, std::size(RefinementKeys)>> refinement;
+  /// The correction that a refined model carries; the model is a `TAdjustedRPC` then.
+  std::optional<SatCommonUtils::TRPCRefinementDataAffine> refinement;
   std::string defect;                           ///< why the numbers make no model that can project
   std::unique_ptr<SatCommonUtils::TRPC> model;  ///< null when there is a defect
   std::vector<std::string> remarks;             ///< what a person may want to know
@@ -41,6 +38,11 @@ ModelFile ReadModelFile(const std::string& path);
 
 /// Reads a model from bytes in a known form; `path` is what messages call them.
 ModelFile ReadModelBytes(const std::string& path, ModelFormat format, const std::string& bytes);
+
+/// A model with the margin and the raster size of another. The refinement may be null.
+std::unique_ptr<SatCommonUtils::TRPC> MakeModel(const SatCommonUtils::TRPCData& data,
+                                                const SatCommonUtils::TRPCRefinementDataAffine* refinement,
+                                                const SatCommonUtils::TRPC& like);
 
 /// The model of a file; throws `Problem` with its defect when it has none.
 const SatCommonUtils::TRPC& UsableModel(const ModelFile& file);

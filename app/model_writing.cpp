@@ -53,7 +53,7 @@ bool Save(const ModelFile& file, ModelFormat format, TKaStringStream* stream) {
 /// What of the model the form leaves out, adds or rounds besides the record. `back` is what was written.
 std::vector<std::string> CompareBesidesRecord(const ModelFile& file, const ModelFile& back) {
   std::vector<std::string> remarks;
-  if (back.format == ModelFormat::Xml) return remarks;
+  if (back.format == ModelFormat::Xml || back.format == ModelFormat::RefinedXml) return remarks;
   const std::string form = std::string("the form ") + FormatName(back.format);
   const auto lose = [&](const char* what) { remarks.push_back(form + " has no place for " + what); };
   const TRPBHeader& had = file.header;
@@ -91,6 +91,9 @@ WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
   written.format = FormatOfSuffix(path);
   const std::string as_form = path + ": cannot be written as " + FormatName(written.format) + ": ";
   const SatCommonUtils::TRPC& model = UsableModel(file);
+  if (file.refinement && written.format != ModelFormat::Xml) {
+    throw Problem(as_form + "it has no place for a refinement; \"kelvane export\" makes a plain model of it");
+  }
   if (written.format == ModelFormat::Rpb &&
       (file.header.SatId.value_or("") + file.header.BandId.value_or("")).find('"') != std::string::npos) {
     throw Problem(as_form + "a double quote in satId or bandId has no place there");

@@ -17,7 +17,9 @@ namespace app {
 PointSource::PointSource(const std::string& path)
     : file_(path == "-" ? FileDescriptor() : OpenForReading(path)),
       descriptor_(path == "-" ? STDIN_FILENO : file_.Number()),
-      name_(path == "-" ? "stdin" : KaPrintable(path)) {}
+      name_(NameOf(path)) {}
+
+std::string PointSource::NameOf(const std::string& path) { return path == "-" ? "stdin" : KaPrintable(path); }
 
 std::size_t PointSource::Size() const {
   struct stat status {};

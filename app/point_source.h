@@ -20,7 +20,9 @@ class PointSource {
   /// "-" is standard input. Throws `Problem` when the file cannot be read.
   explicit PointSource(const std::string& path);
 
-  /// What messages call it.
+  /// What messages call the points of a path.
+  static std::string NameOf(const std::string& path);
+  /// What they call these.
   const std::string& Name() const { return name_; }
   /// How many bytes a regular file holds, else 0.
   std::size_t Size() const;

@@ -21,6 +21,8 @@ void AddLocateCommand(CLI::App* program, Action* chosen);
 void AddIntersectCommand(CLI::App* program, Action* chosen);
 void AddFitCommand(CLI::App* program, Action* chosen);
 void AddInvertCommand(CLI::App* program, Action* chosen);
+void AddRefineCommand(CLI::App* program, Action* chosen);
+void AddExportCommand(CLI::App* program, Action* chosen);
 void AddConvertCommand(CLI::App* program, Action* chosen);
 
 /// The options of every command that reads points: `--points`, `--xy`, `--origin`, `--threads`, `--quiet`.

@@ -9,6 +9,7 @@
 #include "app/ground_points.h"
 #include "app/json_report.h"
 #include "app/model_writing.h"
+#include "app/point_source.h"
 #include "app/problem.h"
 #include "kelvane/geometry/longitude.h"
 #include "kelvane/rpc/rpc_estimation.h"
@@ -82,8 +83,7 @@ ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPC
     return EstimateRPC(data, &fitted.data, control, report) && !InterruptWatch::IsInterrupted();
   };
   if (IsFlat(data) || !estimate()) {
-    throw Problem((options.points.path == "-" ? "stdin" : options.points.path) +
-                  ": no model: " + WhyNot(data));
+    throw Problem(PointSource::NameOf(options.points.path) + ": no model: " + WhyNot(data));
   }
   // The same model, with longitudes as they are given out.
   fitted.data.LongitudeOffset = SatCommonUtils::WithinHalfTurn(fitted.data.LongitudeOffset);

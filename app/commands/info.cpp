@@ -55,8 +55,8 @@ nlohmann::ordered_json ToJson(const ModelFile& file, const Derived& derived) {
   if (file.header.ErrRand) report["errRand"] = *file.header.ErrRand;
   if (file.refinement) {
     auto& refinement = report["Refinement"];
-    for (std::size_t i = 0; i < std::size(RefinementKeys); ++i) {
-      refinement[RefinementKeys[i]] = (*file.refinement)[i];
+    for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
+      refinement[field.Key] = *file.refinement.*field.Value;
     }
   }
   auto& footprint = report["footprint"];
@@ -102,8 +102,8 @@ void PrintText(const ModelFile& file, const Derived& derived) {
   if (file.header.ErrRand) PrintValue("errRand", *file.header.ErrRand, "metres");
   if (file.refinement) {
     std::printf("\nrefinement of the image coordinates:\n");
-    for (std::size_t i = 0; i < std::size(RefinementKeys); ++i) {
-      PrintValue(RefinementKeys[i], (*file.refinement)[i], "");
+    for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
+      PrintValue(field.Key, *file.refinement.*field.Value, "");
     }
   }
   if (file.model && !derived.footprint) std::printf("\nno ground found for the corners of the image\n");
@@ -136,7 +136,7 @@ int Info(const InfoOptions& options) {
   } else {
     PrintText(file, derived);
   }
-  if (!file.defect.empty() && !file.refinement) throw Problem(file.path + ": " + file.defect);
+  if (!file.defect.empty()) throw Problem(file.path + ": " + file.defect);
   PrintRemarks(file.remarks, options.quiet);
   return AllComputed;
 }

@@ -27,6 +27,19 @@ struct KELVANE_API TAffineCorrection {
   bool IsUnity() const;
 };
 
+/// A coefficient and its key in XML.
+struct TAffineCorrectionField {
+  const char* Key;
+  double TAffineCorrection::*Value;
+};
+
+/// In the order of the record.
+inline constexpr TAffineCorrectionField AffineCorrectionFields[] = {
+    {"LineBias", &TAffineCorrection::LineBias},       {"LineDrift", &TAffineCorrection::LineDrift},
+    {"LineTilt", &TAffineCorrection::LineTilt},       {"SampleBias", &TAffineCorrection::SampleBias},
+    {"SampleDrift", &TAffineCorrection::SampleDrift}, {"SampleTilt", &TAffineCorrection::SampleTilt},
+};
+
 /// All six coefficients unset.
 constexpr TAffineCorrection UnsetAffineCorrection() {
   constexpr double Unset = TAffineCorrection::Unset;

@@ -1,25 +1,11 @@
 /// \file
-/// The affine correction in XML and in debug text (internal): what both generations write, and the table of
-/// keys that drives their reading.
+/// The affine correction in XML and in debug text (internal): what both generations write.
 #pragma once
 
 #include "kelvane/module/host/ini.h"
 #include "kelvane/refinement/affine_correction.h"
 
 namespace SatCommonUtils {
-
-/// A coefficient and its key in XML.
-struct TAffineCorrectionField {
-  const char* Key;
-  double TAffineCorrection::*Value;
-};
-
-/// In the order of the record.
-inline constexpr TAffineCorrectionField AffineCorrectionFields[] = {
-    {"LineBias", &TAffineCorrection::LineBias},       {"LineDrift", &TAffineCorrection::LineDrift},
-    {"LineTilt", &TAffineCorrection::LineTilt},       {"SampleBias", &TAffineCorrection::SampleBias},
-    {"SampleDrift", &TAffineCorrection::SampleDrift}, {"SampleTilt", &TAffineCorrection::SampleTilt},
-};
 
 /// Writes the six keys in their order; false at the first write that fails.
 bool SaveAffineCorrection(const TAffineCorrection& correction, TKaXIniWriter* writer);

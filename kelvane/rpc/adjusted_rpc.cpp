@@ -143,6 +143,19 @@ bool TAdjustedRPC::CalculateLatLon(const double& line, const double& sample, con
   return solved;
 }
 
+TRPCInverse TAdjustedRPC::SolveLatLon(double line, double sample, double h, double* lat, double* lon) const {
+  if (!refinement_) return TRPC::SolveLatLon(line, sample, h, lat, lon);
+  double raw_line = 0.0;
+  double raw_sample = 0.0;
+  refinement_->RefinedToRaw(line, sample, &raw_line, &raw_sample);
+  TRPCInverse inverse = TRPC::SolveLatLon(raw_line, raw_sample, h, lat, lon);
+  double seen_line = 0.0;
+  double seen_sample = 0.0;
+  CalculateLineSample(*lat, *lon, h, &seen_line, &seen_sample, nullptr, nullptr);
+  inverse.Residual = std::hypot(seen_line - line, seen_sample - sample);
+  return inverse;
+}
+
 bool TAdjustedRPC::InitializeFromXML(TKaXIniReader* reader) {
   refinement_.reset();
   if (!TRPC::InitializeFromXML(reader)) return false;

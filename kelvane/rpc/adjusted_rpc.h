@@ -14,8 +14,8 @@ namespace SatCommonUtils {
 /// A model with an affine refinement of its image coordinates, or without one. The virtual members of `TRPC`
 /// speak of refined coordinates, and so does all that projects through them: the approximation, the ground
 /// solutions, the height surface in metres. What is said to work on the class's own polynomials
-/// (`SolveLatLon`, `CalculateLineSampleNormalized`, `CalculateLatLonNormalized`,
-/// `CalculateLatLonNormalizedAlt`, the inverted model) speaks of raw ones.
+/// (`CalculateLineSampleNormalized`, `CalculateLatLonNormalized`, `CalculateLatLonNormalizedAlt`, the
+/// inverted model) speaks of raw ones.
 ///
 /// The refinement stays when `SetRPCData` or `Reset` changes the model.
 class KELVANE_API TAdjustedRPC : public TRPC {
@@ -54,6 +54,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   /// outputs are then the model's latitude and longitude offsets.
   bool CalculateLatLon(const double& line, const double& sample, const double& h, double* lat,
                        double* lon) const override;
+
+  /// Refined image coordinates and height to ground; see `TRPC`. The residual is one of refined coordinates.
+  TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const override;
 
   /// Reads the model as `TRPC` does, then section "Refinement". Without that section, or when what stands in
   /// it is no refinement, the model has none. False when the plain model cannot be read, the model then
@@ -101,8 +104,7 @@ class KELVANE_API TAdjustedRPC : public TRPC {
 
   /// Writes the plain record that comes nearest: `ExportExactly` where that can, else the model's own with
   /// its coefficients adapted (`AdaptRPC`) to the grid that `CreateReApproximationDataset` describes. False,
-  /// with
-  /// `*rpc` untouched, where neither can.
+  /// with `*rpc` untouched, where neither can.
   bool ExportClosely(TRPCData* rpc) const;
 
  private:

@@ -114,7 +114,7 @@ class KELVANE_API TRPC {
   /// and each step solved as the square system that it is; tells how it ended. The outputs are written in
   /// every case, with the last iterate where it did not converge: the residual decides whether that is an
   /// answer. A model that several threads share must have its approximation first.
-  TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const;
+  virtual TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const;
   /// `CalculateLatLon` with all five values normalised. False also, with the outputs untouched, when there
   /// is no approximation and none can be made.
   bool CalculateLatLonNormalized(const double& line, const double& sample, const double& h, double* lat,
