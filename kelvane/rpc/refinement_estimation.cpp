@@ -74,7 +74,8 @@ double SpreadOf(const TPairs& pairs) {
     yy += y * y;
   }
   // The eigenvalues, the smaller by the determinant.
-  const double larger = 0.5 * (xx + yy) + std::hypot(0.5 * (xx - yy), xy);
+  const double half = 0.5 * (xx - yy);
+  const double larger = 0.5 * (xx + yy) + std::sqrt(half * half + xy * xy);
   const double smaller = larger > 0.0 ? (xx * yy - xy * xy) / larger : 0.0;
   return smaller > 0.0 ? std::sqrt(smaller / larger) : 0.0;
 }
