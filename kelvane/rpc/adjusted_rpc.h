@@ -70,8 +70,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   bool GetRPCRefinementData(TRPCRefinementDataAffine* data) const;
 
   /// Where the model sees the nodes of a grid: items for `EstimateRPC`, normalised with the record's offsets
-  /// and scales, in place of what `*data` held. On each axis the nodes are those of Chebyshev's second kind,
-  /// the ends of the range among them: closer there, where polynomials that are fitted stray most. Nodes
+  /// and scales, in place of what `*data` held. On each axis the nodes stand much as the extremes of a
+  /// Chebyshev polynomial, the ends of the range among them: closer there, where polynomials that are fitted
+  /// stray most (L. N. Trefethen, "Approximation theory and approximation practice", SIAM 2013). Nodes
   /// outside the raster are kept, since the record promises the whole cube; nodes without an image are left
   /// out. A fit may come out badly for one number of nodes and well for the next (its systems are nearly
   /// singular); so it is tried, and where it misses the model by more than a thousandth of a pixel, one or

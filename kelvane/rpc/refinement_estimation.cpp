@@ -74,7 +74,8 @@ double SpreadOf(const TPairs& pairs) {
     yy += y * y;
   }
   // The eigenvalues, the smaller by the determinant.
-  const double larger = 0.5 * (xx + yy) + std::hypot(0.5 * (xx - yy), xy);
+  const double half = 0.5 * (xx - yy);
+  const double larger = 0.5 * (xx + yy) + std::sqrt(half * half + xy * xy);
   const double smaller = larger > 0.0 ? (xx * yy - xy * xy) / larger : 0.0;
   return smaller > 0.0 ? std::sqrt(smaller / larger) : 0.0;
 }
@@ -215,7 +216,8 @@ double RejectionBound(const TPairs& pairs, const T2DAffineParams& map, std::size
   constexpr double MedianOfNormal = 1.1774100225154747;  // of lengths in the plane: sqrt(2 ln 2)
   const std::size_t redundant = pairs.size() - least;
   if (redundant == 0) return HUGE_VAL;
-  const double few = 1.0 + 5.0 / static_cast<double>(redundant);
+  const double q = 5.0 / static_cast<double>(redundant);
+  const double few = 1.0 + q + q * q;
   const double sigma = few * MedianResidual(pairs, map, least) / MedianOfNormal;
   return std::max(RefinementRejection * sigma, RefinementLeastRejection);
 }
