@@ -145,8 +145,8 @@ std::optional<T> ReadOptional(const TKaXIniReader& reader, const char* key) {
   return reader.ReadE<T>(item);
 }
 
-/// Makes the model of a checked record, with what stands beside it: margin, raster size, refinement. One that
-/// cannot be read leaves a plain model, as it does in the library.
+/// Makes the model of a checked record, with what stands beside it: margin, raster size, refinement. Where
+/// the library would go on without a refinement that it cannot read, nobody would notice the wrong pixels.
 void ReadModel(ModelFile& file, TKaXIniReader& reader) {
   auto model = std::make_unique<TAdjustedRPC>(file.data, nullptr, nullptr);
   if (!model->InitializeFromXML(&reader)) {
@@ -158,7 +158,8 @@ void ReadModel(ModelFile& file, TKaXIniReader& reader) {
     file.format = ModelFormat::RefinedXml;
   } else if (const unsigned long section = reader.EnterSectionS("Refinement")) {
     reader.LeaveSection(section);
-    Remark(file, "the refinement cannot be read and is passed over");
+    file.defect = "its refinement cannot be read, or has no inverse";
+    return;
   }
   file.model = std::move(model);
 }

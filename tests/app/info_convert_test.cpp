@@ -135,26 +135,6 @@ TEST(Info, SaysWhatIsMissing) {
   EXPECT_EQ(json::parse(unset.out)["valid"], false);
 }
 
-TEST(Info, ARefinedModelIsShownButNotProjectedWithoutItsRefinement) {
-  const test::ScratchFolder folder;
-  std::string section = "<section key=\"Refinement\"><section key=\"RawToRefined\">";
-  for (const char* key : {"LineBias", "LineDrift", "LineTilt", "SampleBias", "SampleDrift", "SampleTilt"}) {
-    section += std::string("<value key=\"") + key + "\">0.5</value>";
-  }
-  section += "</section></section></configuration>";
-  const std::string path = folder.Write(
-      "refined.xml", Replaced(test::FileText(SamplePath("pleiades_1.xml")), "</configuration>", section));
-  const json report = Info(path);
-  EXPECT_EQ(report["format"], "refined-xml");
-  EXPECT_EQ(report["Refinement"]["SampleTilt"], 0.5);
-  EXPECT_NE(RunKelvane({"info", path}).out.find("SampleTilt       0.5\n"), std::string::npos);
-  const std::string broken = folder.Write("broken.xml", Replaced(test::FileText(path), "LineTilt", "Tilt"));
-  EXPECT_EQ(Info(broken)["format"], "xml");
-  EXPECT_NE(RunKelvane({"info", broken}).err.find("no value \"LineTilt\""), std::string::npos);
-  EXPECT_EQ(RunKelvane({"project", path}).status, 2);
-  EXPECT_EQ(RunKelvane({"convert", path, folder.Path("plain.xml")}).status, 2);
-}
-
 TEST(Convert, XmlKeepsEveryBitAndTheOthersTellHowMuchTheyRound) {
   const test::ScratchFolder folder;
   const auto convert = [&](const std::string& in, const std::string& out) {

@@ -120,8 +120,9 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   expect_unusable(RunKelvane({"project", Model, "--threads", "0"}), "--threads");
   expect_unusable(RunKelvane({"project"}), "MODEL");
   expect_unusable(RunKelvane({}), "subcommand");
-  expect_unusable(RunKelvane({"rotate", Model}),
-                  "\"rotate\" is no command; there are: info project locate intersect fit invert convert");
+  expect_unusable(
+      RunKelvane({"rotate", Model}),
+      "\"rotate\" is no command; there are: info project locate intersect fit invert refine export convert");
   std::string xml = test::FileText(test::SamplePath("pleiades_1.xml"));
   const std::string scale = "\"SampleScale\">";
   const std::size_t at = xml.find(scale) + scale.size();
