@@ -145,21 +145,42 @@ std::optional<T> ReadOptional(const TKaXIniReader& reader, const char* key) {
   return reader.ReadE<T>(item);
 }
 
+bool HasSection(TKaXIniReader& reader, const char* name) {
+  const unsigned long section = reader.EnterSectionS(name);
+  return section != 0 && reader.LeaveSection(section);
+}
+
+/// What keeps a refinement from being applied; empty when nothing does.
+std::string FindDefect(const TAdjustedRPC& model, SatCommonUtils::TRPCRefinementDataAffine* refinement) {
+  if (!model.GetRPCRefinementData(refinement)) return "its refinement cannot be read, or has no inverse";
+  for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
+    const double value = refinement->*field.Value;
+    if (!std::isfinite(value) || value == SatCommonUtils::TAffineCorrection::Unset) {
+      return std::string("its refinement's ") + field.Key + " is no finite number";
+    }
+  }
+  SatCommonUtils::TRPCRefinementAffine invertible;
+  return invertible.Setup(*refinement) ? std::string() : "its refinement has no inverse";
+}
+
 /// Makes the model of a checked record, with what stands beside it: margin, raster size, refinement. Where
 /// the library would go on without a refinement that it cannot read, nobody would notice the wrong pixels.
 void ReadModel(ModelFile& file, TKaXIniReader& reader) {
+  // Asked beforehand: what cannot be read keeps the reader in its section.
+  const bool is_refined = HasSection(reader, "Refinement");
+  const bool has_margin = HasSection(reader, "Margin");
   auto model = std::make_unique<TAdjustedRPC>(file.data, nullptr, nullptr);
   if (!model->InitializeFromXML(&reader)) {
     ThrowNotAModel(file, "what stands beside the record cannot be read");
   }
-  SatCommonUtils::TRPCRefinementDataAffine refinement;
-  if (model->GetRPCRefinementData(&refinement)) {
-    file.refinement = refinement;
+  SatCommonUtils::TPolygon margin;
+  if (has_margin && !model->GetMargin(&margin)) Remark(file, "the margin cannot be read and is passed over");
+  if (is_refined) {
+    SatCommonUtils::TRPCRefinementDataAffine refinement;
     file.format = ModelFormat::RefinedXml;
-  } else if (const unsigned long section = reader.EnterSectionS("Refinement")) {
-    reader.LeaveSection(section);
-    file.defect = "its refinement cannot be read, or has no inverse";
-    return;
+    file.defect = FindDefect(*model, &refinement);
+    if (!file.defect.empty()) return;
+    file.refinement = refinement;
   }
   file.model = std::move(model);
 }
@@ -260,6 +281,24 @@ std::unique_ptr<TRPC> MakeModel(const TRPCData& data,
   int height = 0;
   if (like.GetRasterDims(&width, &height)) model->SetRasterDims(width, height);
   return model;
+}
+
+ModelFile PlainModel(const ModelFile& file, bool* exact) {
+  ModelFile plain;
+  plain.path = file.path;
+  plain.header = file.header;
+  plain.data = file.data;
+  bool is_exact = true;
+  if (file.refinement) {
+    const TAdjustedRPC refined(file.data, nullptr, &*file.refinement);
+    is_exact = refined.ExportExactly(&plain.data);
+    if (!is_exact && !refined.ExportClosely(&plain.data)) {
+      throw Problem(file.path + ": no plain model comes near to it");
+    }
+  }
+  if (exact != nullptr) *exact = is_exact;
+  plain.model = MakeModel(plain.data, nullptr, *file.model);
+  return plain;
 }
 
 const TRPC& UsableModel(const ModelFile& file) {

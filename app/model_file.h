@@ -44,6 +44,10 @@ std::unique_ptr<SatCommonUtils::TRPC> MakeModel(const SatCommonUtils::TRPCData& 
                                                 const SatCommonUtils::TRPCRefinementDataAffine* refinement,
                                                 const SatCommonUtils::TRPC& like);
 
+/// The plain model that a file's refined one is, or comes near to; `*exact` (may be null) tells whether it
+/// equals it. Throws `Problem` when none comes near.
+ModelFile PlainModel(const ModelFile& file, bool* exact);
+
 /// The model of a file; throws `Problem` with its defect when it has none.
 const SatCommonUtils::TRPC& UsableModel(const ModelFile& file);
 

@@ -17,14 +17,6 @@ namespace {
 
 using SatCommonUtils::TRPBHeader;
 
-ModelFormat FormatOfSuffix(const std::string& path) {
-  const std::string suffix = toupper(std::filesystem::path(path).extension().string());
-  if (suffix == ".RPB") return ModelFormat::Rpb;
-  if (suffix == ".TXT") return ModelFormat::Text;
-  if (suffix == ".XML") return ModelFormat::Xml;
-  throw Problem(path + ": the name of a model to write ends in .rpb, .txt or .xml");
-}
-
 bool SaveXml(const ModelFile& file, TKaStringStream* stream) {
   TKaXIniXmlWriter writer;
   const auto write = [&writer](const char* key, const auto& value) {
@@ -85,6 +77,14 @@ int CountChanged(const SatCommonUtils::TRPCData& a, const SatCommonUtils::TRPCDa
 }
 
 }  // namespace
+
+ModelFormat FormatOfSuffix(const std::string& path) {
+  const std::string suffix = toupper(std::filesystem::path(path).extension().string());
+  if (suffix == ".RPB") return ModelFormat::Rpb;
+  if (suffix == ".TXT") return ModelFormat::Text;
+  if (suffix == ".XML") return ModelFormat::Xml;
+  throw Problem(path + ": the name of a model to write ends in .rpb, .txt or .xml");
+}
 
 WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
   WrittenModel written;

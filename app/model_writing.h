@@ -19,7 +19,11 @@ struct WrittenModel {
   std::vector<std::string> remarks;  ///< what the form has no place for, and what it asks for besides
 };
 
-/// Writes a model in the form that the path's suffix names: ".rpb", ".txt", ".xml", in any letter case.
+/// The form that a path's suffix names: ".rpb", ".txt", ".xml", in any letter case. Throws `Problem` for
+/// another.
+ModelFormat FormatOfSuffix(const std::string& path);
+
+/// Writes a model in the form that the path's suffix names.
 /// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model
 /// does not survive the form's rounding, or when the file cannot be written.
 WrittenModel WriteModelFile(const ModelFile& file, const std::string& path);

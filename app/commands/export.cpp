@@ -5,7 +5,6 @@
 #include "app/json_report.h"
 #include "app/model_writing.h"
 #include "app/problem.h"
-#include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/model_difference.h"
 
 namespace app {
@@ -19,30 +18,12 @@ struct ExportOptions {
   bool quiet = false;
 };
 
-/// The plain model nearest to a refined one; `*exact` tells whether it equals it.
-ModelFile PlainOf(const ModelFile& file, bool* exact) {
-  ModelFile plain;
-  plain.path = file.path;
-  plain.header = file.header;
-  plain.data = file.data;
-  *exact = true;
-  if (file.refinement) {
-    const SatCommonUtils::TAdjustedRPC refined(file.data, nullptr, &*file.refinement);
-    *exact = refined.ExportExactly(&plain.data);
-    if (!*exact && !refined.ExportClosely(&plain.data)) {
-      throw Problem(file.path + ": no plain model comes near to it");
-    }
-  }
-  plain.model = MakeModel(plain.data, nullptr, *file.model);
-  return plain;
-}
-
 int Export(const ExportOptions& options) {
   ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
   if (!file.refinement) file.remarks.push_back(file.path + ": there is no refinement to be exported");
   bool exact = false;
-  const ModelFile plain = PlainOf(file, &exact);
+  const ModelFile plain = PlainModel(file, &exact);
   const WrittenModel written = WriteModelFile(plain, options.out);
   const double difference = SatCommonUtils::CalculateMaxImageDifference(model, *written.model);
   PrintRemarks(file.remarks, options.quiet);
@@ -54,9 +35,11 @@ int Export(const ExportOptions& options) {
     report["maxDifference"] = difference;
     PrintJson(report);
   } else if (!options.quiet) {
-    std::printf(exact ? "the record takes up the refinement exactly\n"
-                      : "the coefficients are fitted to the refined model\n");
-    std::printf("projections differ from the refined model's by up to %.2g pixels\n", difference);
+    if (file.refinement) {
+      std::printf(exact ? "the record takes up the refinement exactly, but for the form's rounding\n"
+                        : "the coefficients are fitted to the refined model\n");
+      std::printf("projections differ from the refined model's by up to %.2g pixels\n", difference);
+    }
     PrintWritten(written, options.out);
   }
   return AllComputed;

@@ -50,8 +50,10 @@ ModelFile InverseOf(const ModelFile& file, const InvertOptions& options, TRPCEst
 int Invert(const InvertOptions& options) {
   const ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
+  // The inverse is fitted to polynomials, of which a refinement is no part.
+  const ModelFile plain = PlainModel(file, nullptr);
   TRPCEstimationReport estimation;
-  const ModelFile inverse = InverseOf(file, options, &estimation);
+  const ModelFile inverse = InverseOf(plain, options, &estimation);
   const WrittenModel written = WriteModelFile(inverse, options.out);
   // What is stated must hold between the nodes that were tried, too.
   constexpr double BetweenNodes = 1.25;

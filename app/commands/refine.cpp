@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -97,19 +98,47 @@ void Report(const Correspondences& read, const TRefinementEstimate& estimate,
   }
 }
 
+/// The control points whose ground the model may know; of the others standard error says why not, and they
+/// count as bad.
+Correspondences WithinReach(Correspondences read, const ModelFile& file, const RefineOptions& options) {
+  LineProblems problems(PointSource::NameOf(options.points.path));
+  Correspondences reached;
+  for (std::size_t i = 0; i < read.items.size(); ++i) {
+    TRPCEstimationDataItem item = read.items[i];
+    item.Longitude = InModelsTurn(item.Longitude, file.data);
+    if (const char* const why = OutOfReach(item.Latitude, item.Longitude, item.Height, file.data)) {
+      problems.Tell(read.lines[i], why);
+      continue;
+    }
+    reached.items.push_back(item);
+    reached.lines.push_back(read.lines[i]);
+  }
+  const std::size_t bad = read.items.size() - reached.items.size();
+  problems.TellCount(bad, read.items.size(), "are left out");
+  reached.bad = read.bad + bad;
+  return reached;
+}
+
 int Refine(const RefineOptions& options) {
+  if (FormatOfSuffix(options.out) != ModelFormat::Xml) {
+    throw Problem(options.out +
+                  ": a refined model is written as .xml; \"kelvane export\" makes a plain one of it");
+  }
   ModelFile file = ReadModelFile(options.model);
   UsableModel(file);
   if (file.refinement) file.remarks.push_back(file.path + ": its former refinement is replaced");
   PrintRemarks(file.remarks, options.points.quiet);
-  Correspondences read = ReadCorrespondences(options.points);
-  for (TRPCEstimationDataItem& item : read.items) item.Longitude = InModelsTurn(item.Longitude, file.data);
+  const Correspondences read = WithinReach(ReadCorrespondences(options.points), file, options);
   const TRefinementEstimate estimate = Estimate(SatCommonUtils::TRPC(file.data, nullptr), read, options);
   TellRejected(read, estimate, options.points);
   file.format = ModelFormat::RefinedXml;
   file.refinement = estimate.Refinement;
   file.model = MakeModel(file.data, &estimate.Refinement, *file.model);
   const auto residuals = CalculateResiduals(*file.model, Kept(read, estimate));
+  if (!std::isfinite(residuals.RmsLine + residuals.RmsSample)) {
+    throw Problem(PointSource::NameOf(options.points.path) +
+                  ": no refinement: the measured coordinates are too large");
+  }
   Report(read, estimate, residuals, WriteModelFile(file, options.out), options);
   return read.bad == 0 ? AllComputed : SomePointsFailed;
 }

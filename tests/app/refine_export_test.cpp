@@ -152,22 +152,50 @@ TEST(Refine, SaysWhyThereIsNoRefinement) {
     EXPECT_NE(outcome.err.find(why), std::string::npos) << outcome.err;
   };
   refuse("", "shift", "stdin: no refinement: ");
-  refuse(one + one, "affine", "points");
-  refuse(one + one + one + one, "affine", "line");
+  refuse(one + one, "affine", "3 control points at least, there are 2");
+  refuse(one + one + one + one, "affine", "lie on a line");
+  refuse("12.58 41.87 95 800 800", "shift", "stdin:1: the latitude is out of the model's reach");
   refuse(one, "nothing", "--kind");
   EXPECT_EQ(Kelvane({"refine", Model, "-o", folder.Path("out.rpb"), "--kind", "shift"}, five).status, 2);
   EXPECT_EQ(std::filesystem::exists(out), false);
   EXPECT_EQ(Kelvane({"refine", Model, "-o", out, "--kind", "shift"}, five + "1 2\n").status, 1);
-  // A refinement that cannot be applied is not passed over.
-  const std::string flat = test::Replaced(test::FileText(out), "\"SampleTilt\">1<", "\"SampleTilt\">0<");
-  const std::string broken = folder.Write("broken.xml", test::Replaced(flat, "RefinedToRaw", "Other"));
-  for (const char* command : {"project", "info", "export"}) {
-    std::vector<std::string> arguments = {command, broken};
-    if (command == std::string("export")) arguments.insert(arguments.end(), {"-o", folder.Path("no.rpb")});
-    const Outcome outcome = Kelvane(arguments, "0 0 0");
-    EXPECT_EQ(outcome.status, 2) << command;
-    EXPECT_NE(outcome.err.find("its refinement cannot be read, or has no inverse"), std::string::npos);
+}
+
+TEST(Refine, WhatCannotBeAppliedIsNotPassedOver) {
+  const test::ScratchFolder folder;
+  const std::string out = folder.Path("out.xml");
+  const auto shift = [](int, double* line, double*) { *line += 50.0; };
+  ASSERT_EQ(Kelvane({"refine", Model, "-o", out, "--kind", "shift"}, ControlPoints(3, shift)).status, 0);
+  const std::string good = test::FileText(out);
+  const std::string flat = test::Replaced(good, "\"SampleTilt\">1<", "\"SampleTilt\">0<");
+  for (const std::string& text : {flat, test::Replaced(flat, "RefinedToRaw", "Other"),
+                                  test::Replaced(good, "\"LineBias\">", "\"LineBias\">inf<!--x--> ")}) {
+    const std::string broken = folder.Write("broken.xml", text);
+    for (const char* command : {"project", "info", "export", "invert", "convert"}) {
+      std::vector<std::string> arguments = {command, broken};
+      if (arguments[0] != "project" && arguments[0] != "info") {
+        arguments.insert(arguments.end(), {"-o", folder.Path("no.rpb")});
+      }
+      const Outcome outcome = Kelvane(arguments, "0 0 0");
+      EXPECT_EQ(outcome.status, 2) << command;
+      EXPECT_NE(outcome.err.find("its refinement"), std::string::npos) << outcome.err;
+    }
   }
+  // Behind a margin that cannot be read the refinement is still there.
+  const std::string margin = "<section key=\"Margin\"><value key=\"Vertex\">abc</value></section>";
+  const std::string behind = folder.Write(
+      "behind.xml",
+      test::Replaced(good, "<section key=\"Refinement\">", margin + "<section key=\"Refinement\">"));
+  const Outcome hidden = Kelvane({"project", behind}, "0 0 0");
+  EXPECT_TRUE(hidden.status == 2 || Difference(behind, out) == 0.0) << hidden.out << hidden.err;
+  // The inverse is one of the refined model.
+  const std::string inverse = folder.Path("inverse.xml");
+  ASSERT_EQ(RunKelvane({"invert", out, "-o", inverse, "--quiet"}).status, 0);
+  test::PrintedNumbers inverted(Kelvane({"project", inverse}, "5000 6000 150").out);
+  test::PrintedNumbers located(Kelvane({"locate", out}, "5000 6000 150").out);
+  double lat[2];
+  ASSERT_TRUE(inverted >> lat[0] && located >> lat[1]);
+  EXPECT_NEAR(lat[0], lat[1], 1e-8);
 }
 
 }  // namespace
