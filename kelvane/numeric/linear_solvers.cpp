@@ -146,14 +146,18 @@ TOverdefinedLinearSystem::TOverdefinedLinearSystem(const TMatrix& A, const TVect
   }
 }
 
-void TOverdefinedLinearSystem::Solution(TVector& x) const {
+void TOverdefinedLinearSystem::Solution(TVector& x) const { Solve(x); }
+
+bool TOverdefinedLinearSystem::Solve(TVector& x) const {
   const std::size_t n = coef_.width;
   const std::size_t m = coef_.height;
   const std::vector<const double*> rows = RowPointers<const double>(coef_, m, n);
   std::vector<double> solution(n);
-  LeastSquaresRows(rows.data(), free_.data, weights_.data, solution.data(), n, m, nullptr);
+  const TLeastSquaresEnd end =
+      LeastSquaresRows(rows.data(), free_.data, weights_.data, solution.data(), n, m, nullptr);
   x.Reset(n);
   std::copy(solution.begin(), solution.end(), x.data);
+  return end == TLeastSquaresEnd::Solved;
 }
 
 }  // namespace SatCommonUtils

@@ -104,6 +104,8 @@ class KELVANE_API TOverdefinedLinearSystem {
   /// Resizes `x` to n and writes the solution of the normal equations, by Cholesky, or by Gaussian
   /// elimination when that fails. A system that is singular for both leaves zeros.
   void Solution(TVector& x) const;
+  /// The same; false when the system is singular. Zeros may be a solution as well.
+  bool Solve(TVector& x) const;
 
  private:
   TMatrix coef_;

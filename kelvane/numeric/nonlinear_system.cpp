@@ -25,7 +25,8 @@ void TNonlinearSystemSolutionInfo::DebugOutput() const {
 }
 
 TNonlinearSystem::TNonlinearSystem(std::size_t n, double (**equations)(double*, TDefaultEquationParameter*),
-                                   TDefaultEquationParameter** parameters) {
+                                   TDefaultEquationParameter** parameters)
+    : owns_parameters_(parameters == nullptr) {
   if (n == 0) return;
   equations_.assign(equations, equations + n);
   if (parameters != nullptr) {
@@ -57,14 +58,18 @@ void TNonlinearSystem::Linearize(TEquationFunction** derivatives, double* p, TMa
 void TNonlinearSystem::Record(int iterations, bool reached, double* x,
                               TNonlinearSystemSolutionInfo* info) const {
   const std::size_t n = Count();
-  auto residuals = std::make_unique<double[]>(n);
+  auto residuals = std::make_unique<double[]>(n);  // an equation may throw
   for (std::size_t i = 0; i < n; ++i) {
     parameters_[i]->equationIndex = i;
     residuals[i] = equations_[i](x, parameters_[i]);
   }
-  delete[] info->residuals;
-  info->residuals = residuals.release();
-  info->count = n;
+  if (info->count == n) {
+    std::copy_n(residuals.get(), n, info->residuals);
+  } else {
+    delete[] info->residuals;
+    info->residuals = residuals.release();
+    info->count = n;
+  }
   info->iterations = iterations;
   info->reached = reached;
 }

@@ -54,7 +54,11 @@ struct TNonlinearSystemNewtonMethodParams {
 };
 
 /// The equations of a system, which holds pointers to functions. It evaluates them with its parameter records
-/// or the caller's and writes into these, so two solves that share records must not run at the same time.
+/// or the caller's and writes into these, so two solves that share records must not run at the same time. A
+/// record may serve several equations of a system.
+///
+/// NOT checked, where there are equations: that equations, derivatives, their rows, parameter records,
+/// `initial`, `params` and `x` are not null.
 class KELVANE_API TNonlinearSystem {
  public:
   /// No equations.
@@ -70,15 +74,17 @@ class KELVANE_API TNonlinearSystem {
   ~TNonlinearSystem() = default;
 
   std::size_t Count() const { return equations_.size(); }
-  bool OwnsParameters() const { return own_parameters_ != nullptr; }
+  /// True when it was made without `parameters`, for no equations too.
+  bool OwnsParameters() const { return owns_parameters_; }
 
   /// Newton's method (J. E. Dennis, R. B. Schnabel, Numerical Methods for Unconstrained Optimization and
   /// Nonlinear Equations, SIAM 1996, doi:10.1137/1.9781611971200, section 5.1, without line search): each
   /// iteration solves J·y = J·p - f(p) by `Gauss` for the point y that follows p.
   ///
-  /// Returns whether the tolerance was reached. Writes the last point to the n numbers at `x`, which may be
-  /// `initial`, and the outcome to `info`, whose array is made anew. The `iterations` told are those made,
-  /// but the one that reached the tolerance is not counted: when that is the first, they are 0.
+  /// Returns whether the tolerance was reached; a `maxIterations` below 1 makes no iteration and gives false.
+  /// Writes the last point to the n numbers at `x`, which may be `initial`, and the outcome to `info`, whose
+  /// array is replaced when it is not of n residuals. The `iterations` told are those made, but the one that
+  /// reached the tolerance is not counted: when that is the first, they are 0.
   ///
   /// A singular J is not told by the result: a first iteration then gives zeros, and a later one stays
   /// where it is, which counts as a change of 0, so that any tolerance above 0 is reached. The residuals
@@ -92,6 +98,7 @@ class KELVANE_API TNonlinearSystem {
 
   std::vector<TEquationFunction> equations_;
   std::vector<TDefaultEquationParameter*> parameters_;
+  bool owns_parameters_ = false;
   std::unique_ptr<TDefaultEquationParameter[]> own_parameters_;
 };
 

@@ -80,14 +80,14 @@ bool InvertRows(const double* const* A, double* const* inverse, std::size_t n, i
   return true;
 }
 
-void SolveNormalRows(const double* const* normal, const double* free_term, double* x, std::size_t n) {
-  if (CholeskyRows(normal, free_term, x, n, nullptr)) return;
+bool SolveNormalRows(const double* const* normal, const double* free_term, double* x, std::size_t n) {
+  if (CholeskyRows(normal, free_term, x, n, nullptr)) return true;
   std::fill_n(x, n, 0.0);
-  GaussRows(normal, free_term, x, n);
+  return GaussRows(normal, free_term, x, n) != 0.0;
 }
 
-bool LeastSquaresRows(const double* const* A, const double* l, const double* w, double* x, std::size_t n,
-                      std::size_t m, int (*callback)()) {
+TLeastSquaresEnd LeastSquaresRows(const double* const* A, const double* l, const double* w, double* x,
+                                  std::size_t n, std::size_t m, int (*callback)()) {
   const TWatched proceed{callback};
   TScratchMatrix normal(n);
   std::vector<double> free_term(n);
@@ -96,10 +96,10 @@ bool LeastSquaresRows(const double* const* A, const double* l, const double* w, 
       AddObservation(A[k], l[k], w == nullptr ? 1.0 : w[k], n, i, i + 1, normal.Rows(), free_term.data());
     }
     MirrorRow(normal.Rows(), i, n);
-    if (!proceed()) return false;
+    if (!proceed()) return TLeastSquaresEnd::Cancelled;
   }
-  SolveNormalRows(normal.Rows(), free_term.data(), x, n);
-  return true;
+  return SolveNormalRows(normal.Rows(), free_term.data(), x, n) ? TLeastSquaresEnd::Solved
+                                                                : TLeastSquaresEnd::Singular;
 }
 
 double Gauss(double** A, double* b, double* x, std::size_t n, int (*callback)()) {
@@ -120,7 +120,7 @@ bool CholeskyMatrixInversion(double** A, double** Ainv, std::size_t n, int (*cal
 
 bool SolveOverdefined(double** A, double* l, double* w, double* x, std::size_t n, std::size_t m,
                       int (*callback)()) {
-  return LeastSquaresRows(A, l, w, x, n, m, callback);
+  return LeastSquaresRows(A, l, w, x, n, m, callback) != TLeastSquaresEnd::Cancelled;
 }
 
 }  // namespace SatCommonUtils

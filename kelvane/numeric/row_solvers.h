@@ -38,12 +38,14 @@ bool CholeskyRows(const double* const* A, const double* b, double* x, std::size_
 /// The inverse of a positive definite matrix. The callback comes after each column and does not cancel.
 bool InvertRows(const double* const* A, double* const* inverse, std::size_t n, int (*callback)());
 
-/// Solves normal equations by Cholesky, or by elimination when that fails; zeros when both do.
-void SolveNormalRows(const double* const* normal, const double* free_term, double* x, std::size_t n);
+/// Solves normal equations by Cholesky, or by elimination when that fails; false, with zeros, when both do.
+bool SolveNormalRows(const double* const* normal, const double* free_term, double* x, std::size_t n);
+
+enum class TLeastSquaresEnd { Solved, Singular, Cancelled };
 
 /// Weighted least squares of m observations of n unknowns; each weight is 1 when `w` is null. The callback
-/// comes after each row of the normal matrix; false only when it cancels. Zeros when the system is singular.
-bool LeastSquaresRows(const double* const* A, const double* l, const double* w, double* x, std::size_t n,
-                      std::size_t m, int (*callback)());
+/// comes after each row of the normal matrix, and cancels. Zeros when the system is singular.
+TLeastSquaresEnd LeastSquaresRows(const double* const* A, const double* l, const double* w, double* x,
+                                  std::size_t n, std::size_t m, int (*callback)());
 
 }  // namespace SatCommonUtils

@@ -39,6 +39,17 @@ TSparseVector::TSparseVector(const std::string& text) {
   *this = TSparseVector(values.size, values.data);
 }
 
+void TSparseVector::Swap(TSparseVector* other) noexcept {
+  std::swap(size_, other->size_);
+  elements_.swap(other->elements_);
+}
+
+TSparseVector& TSparseVector::operator=(TSparseVector&& other) noexcept {
+  TSparseVector taken(std::move(other));
+  Swap(&taken);
+  return *this;
+}
+
 void TSparseVector::Reset(std::size_t size) {
   elements_.clear();
   size_ = size;

@@ -13,8 +13,8 @@ namespace SatCommonUtils {
 
 /// A vector of doubles that stores some of its elements, in the order of their indices; the others are 0.
 /// Constructors store only what is not exactly 0 (a NaN is stored); zeros that come later, by `operator[]` or
-/// by arithmetic, stay until `Compress`. Indices and ranges are checked, and what fails leaves the vector as
-/// it was. Parameters may be, or belong to, the vector itself.
+/// by arithmetic, stay until `Compress`. Indices and ranges are checked, and what fails, in assignment too,
+/// leaves the vector as it was. Parameters may be, or belong to, the vector itself.
 class KELVANE_API TSparseVector {
  public:
   /// Of length 0.
@@ -32,6 +32,14 @@ class KELVANE_API TSparseVector {
   /// The numbers of a text such as "(1;0;-3)", zeros written out; its tokens are those of `Split` between
   /// parentheses and semicolons. A text without numbers gives length 0.
   explicit TSparseVector(const std::string& text);
+  TSparseVector(const TSparseVector&) = default;
+  /// Leaves `other` with length 0.
+  TSparseVector(TSparseVector&& other) noexcept { Swap(&other); }
+  ~TSparseVector() = default;
+
+  TSparseVector& operator=(const TSparseVector& other) { return *this = TSparseVector(other); }
+  /// Leaves `other` with length 0.
+  TSparseVector& operator=(TSparseVector&& other) noexcept;
 
   std::size_t Size() const { return size_; }
   /// What is stored, by index.
@@ -70,6 +78,7 @@ class KELVANE_API TSparseVector {
 
  private:
   void Require(std::size_t index) const;
+  void Swap(TSparseVector* other) noexcept;
 
   std::size_t size_ = 0;
   std::map<std::size_t, double> elements_;

@@ -30,8 +30,8 @@ bool IsFar(double angle, double reference) {
   return std::fabs(GetArranged_PI_PI(angle - reference)) > M_PI_2;
 }
 
-/// Away from the seam: in [0, 2π) when the reference within (-π, π] is nearer to π than to 0, else in (-π,
-/// π].
+/// Away from the seam: in [0, 2π) when the reference within (-π, π] is nearer to π than to 0, else in
+/// (-π, π].
 double InRangeOf(double reference, double angle) {
   return std::fabs(reference) >= M_PI_2 ? GetArranged_0_2PI(angle) : GetArranged_PI_PI(angle);
 }
@@ -157,12 +157,11 @@ class TJointSystem {
     observed_[next_++] = value;
   }
 
-  /// False when the solution is not finite, or the solver found the system singular and left zeros.
+  /// False when the system is singular or the solution not finite.
   bool Solve(TVector* solution) const {
-    TOverdefinedLinearSystem(design_, observed_).Solution(*solution);
-    return std::all_of(solution->data, solution->data + solution->size,
-                       [](double coef) { return std::isfinite(coef); }) &&
-           (!solution->IsNull() || observed_.IsNull());
+    return TOverdefinedLinearSystem(design_, observed_).Solve(*solution) &&
+           std::all_of(solution->data, solution->data + solution->size,
+                       [](double coef) { return std::isfinite(coef); });
   }
 
  private:
@@ -219,8 +218,12 @@ bool TAngleUnitSet::Aproximate(double* times, int degNyu, int degGamma, int degP
   if (!nyu.Build(count_, times, values.data())) return false;
 
   TJointSystem system(2 * (count_ - pole_count_) + pole_count_, degGamma, degPsi);
+  std::vector<double> sum_times;         // where γ + ψ is determined
+  std::vector<double> difference_times;  // where γ - ψ is
   for (std::size_t i = 0; i < count_; ++i) {
     const TAngleUnit& unit = units_[i];
+    if (unit.kind != AtMinusPole) sum_times.push_back(times[i]);
+    if (unit.kind != AtPlusPole) difference_times.push_back(times[i]);
     if (unit.kind == Regular) {
       system.Add(times[i], 1.0, 0.0, unit.gamma);
       system.Add(times[i], 0.0, 1.0, unit.psi);
@@ -230,6 +233,11 @@ bool TAngleUnitSet::Aproximate(double* times, int degNyu, int degGamma, int degP
   }
   TVector joint;
   if (!system.Solve(&joint)) return false;
+  // Each combination may be any polynomial of the lower degree, and rounding may hide that it is left open.
+  const std::size_t needed = static_cast<std::size_t>(std::min(degGamma, degPsi)) + 1;
+  for (const std::vector<double>& known : {sum_times, difference_times}) {
+    if (!HasDifferent(known.data(), known.size(), needed)) return false;
+  }
 
   nyu.GetCoefs(coefsNyu, degNyu + 1);
   std::copy_n(joint.data, degGamma + 1, coefsGamma);

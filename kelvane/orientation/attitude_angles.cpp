@@ -14,11 +14,8 @@ constexpr double TwoPi = 2.0 * M_PI;
 
 /// Assigns R with factor k differentiated `orders[k]` times.
 void AssignProduct(const int (&orders)[3], double psi, double nyu, double gamma, TMatrix* M) {
-  thread_local TMatrix factors[3] = {TMatrix(3, 3), TMatrix(3, 3), TMatrix(3, 3)};
-  Write(TTurn(psi, orders[0]).AboutZ(), &factors[0]);
-  Write(TTurn(nyu, orders[1]).AboutX(), &factors[1]);
-  Write(TTurn(gamma, orders[2]).AboutY(), &factors[2]);
-  *M = factors[0] * factors[1] * factors[2];
+  const T3x3 turned = Product(TTurn(psi, orders[0]).AboutZ(), TTurn(nyu, orders[1]).AboutX());
+  Assign(Product(turned, TTurn(gamma, orders[2]).AboutY()), M);
 }
 
 bool IsAngle(int index) { return 0 <= index && index < 3; }
@@ -89,8 +86,8 @@ double GetArranged_0_2PI(double a) {
   return a;
 }
 
-// R, with c and s of each angle; the sums and differences of its four mixed elements separate ψ + γ and ψ -
-// γ:
+// R, with c and s of each angle; the sums and differences of its four mixed elements separate ψ + γ and
+// ψ - γ:
 //
 //   cψ·cγ - sψ·sν·sγ    -sψ·cν    cψ·sγ + sψ·sν·cγ     (1,0) + (0,2) = (1 + sν)·sin(ψ + γ)
 //   sψ·cγ + cψ·sν·sγ     cψ·cν    sψ·sγ - cψ·sν·cγ     (0,0) - (1,2) = (1 + sν)·cos(ψ + γ)

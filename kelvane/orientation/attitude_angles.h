@@ -9,7 +9,9 @@
 ///
 /// All angles are in radians. The attitude is R(ψ, ν, γ) = Apsi(ψ) · Anyu(ν) · Agamma(γ), the
 /// direction-cosine matrix is its transpose. (ν, γ, ψ) and its twin (π - ν, γ + π, ψ + π) give the same R. At
-/// the poles ν = ±π/2 only a combination is determined: ψ + γ at +π/2, γ - ψ at -π/2.
+/// the poles ν = ±π/2 only a combination is determined: ψ + γ at +π/2, γ - ψ at -π/2. (The sequence Z, X, Y
+/// of Euler angles: M. D. Shuster, A Survey of Attitude Representations, Journal of the Astronautical
+/// Sciences 41(4), 1993.)
 ///
 /// Elements are spoken of as (row, column). A matrix to be written to, unless it is assigned, has at least 3
 /// rows of 3 elements, of which the upper left ones are overwritten; where a smaller one is written or read,
@@ -60,8 +62,8 @@ KELVANE_API TMatrix LinearizedDirectionalCosMatrix(double nyu, double gamma, dou
 
 /// Assigns the derivative of R (not of its transpose) by the angle of the index; note the order of the
 /// angles. Throws `TKaMessage` "DirectionalCosMatrixDerivative failed", with `M` unchanged, when the index is
-/// none of 0, 1,
-/// 2. Each thread has scratch of its own for this function and the next: calls may run at the same time.
+/// none of 0, 1, 2. It and the next function keep no state: calls may run at the same time. They allocate
+/// only when `M` is not 3 x 3 before.
 KELVANE_API void DirectionalCosMatrixDerivative(TMatrix* M, int index, double psi, double nyu, double gamma);
 
 /// Assigns the second derivative of R by the angles of both indices. Of two different indices one that is
@@ -76,7 +78,8 @@ KELVANE_API double GetRadians(double s, double c);
 
 /// Angles larger than this (radians) are first brought within a turn by `std::fmod`, which ends at once and
 /// is exact for the turn of a double; at 1e300 the result is in the range and means nothing. Smaller ones are
-/// turned once and again, each turn rounded. Infinity gives NaN, and NaN stays.
+/// turned once and again, each turn rounded: at the limit the two ways differ by up to about 1e-5.
+/// Infinity gives NaN, and NaN stays.
 constexpr double LargestAngleTurned = 1e6;
 
 /// The same direction in (-π, π].

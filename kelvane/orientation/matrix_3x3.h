@@ -3,6 +3,7 @@
 /// two orders of indices: the formulas say (row, column), `TMatrix` takes (column, row).
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -38,6 +39,26 @@ inline TMatrix Made(const T3x3& elements) {
   TMatrix m(3, 3);
   Write(elements, &m);
   return m;
+}
+
+/// Makes the matrix 3 x 3 with these elements; allocates only when it is of another shape.
+inline void Assign(const T3x3& elements, TMatrix* m) {
+  const bool fits =
+      m->height == 3 && m->width == 3 &&
+      std::all_of(m->rows, m->rows + m->height, [](const TVector& row) { return row.size == 3; });
+  if (!fits) *m = TMatrix(3, 3);
+  Write(elements, m);
+}
+
+/// Summed from 0.0 in the order of the terms, as the product of two `TMatrix`.
+inline T3x3 Product(const T3x3& a, const T3x3& b) {
+  T3x3 product = {};
+  for (std::size_t row = 0; row < 3; ++row) {
+    for (std::size_t col = 0; col < 3; ++col) {
+      for (std::size_t k = 0; k < 3; ++k) product[row][col] += a[row][k] * b[k][col];
+    }
+  }
+  return product;
 }
 
 /// A turn about an axis, differentiated by its angle `order` times (0 to 2).

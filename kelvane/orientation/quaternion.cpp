@@ -11,12 +11,19 @@ namespace SatCommonUtils {
 
 namespace {
 
-/// The quaternion of length 1 in the same direction; scaled first, so that no square leaves the range.
-TQuaternion Direction(const TQuaternion& q) {
+/// A quaternion as its length times one of length 1; NaNs for zero.
+struct TPolar {
+  double Length;
+  TQuaternion Direction;
+};
+
+/// Scaled first, so that no square leaves the range.
+TPolar Polar(const TQuaternion& q) {
   double largest = 0.0;
   for (int i = 0; i < 4; ++i) largest = std::max(largest, std::fabs(q(i)));
   const TQuaternion scaled = q / largest;
-  return scaled / std::sqrt(scaled.Norma());
+  const double length = std::sqrt(scaled.Norma());
+  return {largest * length, scaled / length};
 }
 
 double Dot(const TQuaternion& a, const TQuaternion& b) {
@@ -132,14 +139,15 @@ TQuaternion SLERP(const TQuaternion& a, const TQuaternion& b, const double& t) {
 }
 
 TQuaternion InterpolateRotation(const TQuaternion& a, const TQuaternion& b, const double& t) {
-  const TQuaternion from = Direction(a);
-  TQuaternion to = Direction(b);
+  const TQuaternion from = Polar(a).Direction;
+  TQuaternion to = Polar(b).Direction;
   if (Dot(from, to) < 0.0) to = -to;
+  const TQuaternion chord = to - from;
+  if (chord == 0.0) return from;
   // From the chords, for the arc cosine of the product would lose small angles.
-  const double theta = 2.0 * std::atan2(std::sqrt((to - from).Norma()), std::sqrt((to + from).Norma()));
-  const double s = std::sin(theta);
-  if (s == 0.0) return Blend(from, 1.0 - t, to, t);
-  return Blend(from, std::sin((1.0 - t) * theta) / s, to, std::sin(t * theta) / s);
+  const double theta = 2.0 * std::atan2(Polar(chord).Length, Polar(to + from).Length);
+  const TQuaternion across = Polar(chord - from * Dot(from, chord)).Direction;
+  return Blend(from, std::cos(t * theta), across, std::sin(t * theta));
 }
 
 }  // namespace SatCommonUtils

@@ -68,7 +68,9 @@ class KELVANE_API TQuaternion {
 
   /// Three forms of the 3 x 3 matrix of the components divided by N. For a unit quaternion `R` and `cnesR`
   /// are its rotation, v -> q·v·~q, and `AltR` their transpose, the same turn of the axes. For any other
-  /// length none of them is a rotation, and they differ; the zero quaternion gives NaNs.
+  /// length none of them is a rotation, and they differ; the zero quaternion gives NaNs. J. B. Kuipers,
+  /// Quaternions and Rotation Sequences, Princeton University Press 1999; `AltR` as in J. Diebel,
+  /// Representing Attitude: Euler Angles, Unit Quaternions, and Rotation Vectors, Stanford University 2006.
   TMatrix R() const;
   TMatrix AltR() const;
   TMatrix cnesR() const;
@@ -102,9 +104,10 @@ KELVANE_API TQuaternion SLERP(const TQuaternion& a, const TQuaternion& b, const 
 /// The rotation on the way from that of `a` (t = 0) to that of `b` (t = 1) at a constant rate: the spherical
 /// linear interpolation that `SLERP` does not do. It takes the shorter arc, so `b` and -b give the same;
 /// rotations half a turn apart have two, and the one from `a` to `b` as given is taken. `t` beyond 0 and 1
-/// goes on along the arc. The lengths of `a` and `b` do not matter; the result has length 1 to 1e-15, for
-/// arcs as small as may be. A zero, infinite or NaN quaternion has no rotation and gives NaNs. K. Shoemake,
-/// Animating rotation with quaternion curves, SIGGRAPH 1985, doi:10.1145/325334.325242.
+/// goes on along the arc, to the rounding of `t` times its length. The lengths of `a` and `b` do not matter;
+/// the result has length 1 to 2e-15, for arcs as small as may be. A zero, infinite or NaN quaternion has no
+/// rotation and gives NaNs, and so does such a `t`, unless the two are the same. K. Shoemake, Animating
+/// rotation with quaternion curves, SIGGRAPH 1985, doi:10.1145/325334.325242.
 KELVANE_API TQuaternion InterpolateRotation(const TQuaternion& a, const TQuaternion& b, const double& t);
 
 }  // namespace SatCommonUtils

@@ -1,6 +1,7 @@
 /// \file
 /// The rotation composed of turns about X, Y and Z: R = Rx(alpha) · Ry(beta) · Rz(gamma), so that a vector is
-/// turned about Z first, then about Y, then about X.
+/// turned about Z first, then about Y, then about X. With omega, phi, kappa for alpha, beta, gamma it is the
+/// rotation matrix of photogrammetry (K. Kraus, Photogrammetry, 2nd ed., de Gruyter 2007).
 ///
 /// Angles are in radians, positive from Y to Z, from Z to X and from X to Y. Elements are spoken of as
 /// (row, column). A matrix to be written has at least 3 rows of 3 elements, of which the upper left ones are

@@ -17,9 +17,9 @@ class TKaXIniWriter;
 namespace SatCommonUtils {
 
 /// The six coefficients, in the order `LineBias`, `LineDrift`, `LineTilt`, `SampleBias`, `SampleDrift`,
-/// `SampleTilt`: refined line = LineDrift*line + LineTilt*sample + LineBias, refined sample =
-/// SampleDrift*line
-/// + SampleTilt*sample + SampleBias. The default is the unity (0, 1, 0, 0, 0, 1).
+/// `SampleTilt`: refined line = LineDrift*line + LineTilt*sample + LineBias,
+/// refined sample = SampleDrift*line + SampleTilt*sample + SampleBias. The default is the unity
+/// (0, 1, 0, 0, 0, 1).
 struct KELVANE_API TRPCRefinementDataAffine : TAffineCorrection {
   /// Reads the six keys, named as the fields, in their order, from the current section. False when one is
   /// missing or no number: the fields before it have then been overwritten.

@@ -23,10 +23,10 @@ double Slope(double* x, Parameter*) { return 2.0 * x[0]; }
 
 /// Solves one equation of one unknown.
 Outcome Solve(TEquationFunction value, TEquationFunction derivative, double x, int iterations,
-              bool (*callback)(int) = nullptr) {
+              bool (*callback)(int) = nullptr, double tolerance = 1e-12) {
   TEquationFunction* row = &derivative;
   TNonlinearSystemSolutionInfo info(1);
-  TNonlinearSystemNewtonMethodParams params = {&row, &x, 1e-12, iterations, &info, callback};
+  TNonlinearSystemNewtonMethodParams params = {&row, &x, tolerance, iterations, &info, callback};
   const bool reached = TNonlinearSystem(1, &value, nullptr).Newton(&params, &x);
   EXPECT_EQ(info.reached, reached);
   return {reached, x, info.iterations, info.residuals[0]};
@@ -41,7 +41,9 @@ TEST(NonlinearSystem, CountsIterationsButTheLast) {
   EXPECT_FALSE(exhausted.reached);
   EXPECT_EQ(exhausted.iterations, solved.iterations);
   EXPECT_EQ(Solve(Parabola, Slope, 2.0, 5).iterations, 0);
-  EXPECT_EQ(Solve(Parabola, Slope, 3.0, 0).residual, 5.0);
+  EXPECT_FALSE(Solve(Parabola, Slope, 2.0, 5, nullptr, 0.0).reached);
+  const Outcome untried = Solve(Parabola, Slope, 3.0, 0);
+  EXPECT_TRUE(!untried.reached && untried.x == 3.0 && untried.iterations == 0 && untried.residual == 5.0);
 
   const Outcome stopped = Solve(Parabola, Slope, 3.0, 9, [](int iteration) { return iteration < 3; });
   EXPECT_FALSE(stopped.reached);
@@ -75,17 +77,24 @@ TEST(NonlinearSystem, OneFunctionServesEveryRow) {
     return all[p->equationIndex][p->variableIndex];
   };
   TEquationFunction* table[] = {row, row};
-  Parameter records[2];
-  Parameter* borrowed[] = {&records[0], &records[1]};
+  Parameter record;
+  Parameter* borrowed[] = {&record, &record};
   const TNonlinearSystem system(2, values, borrowed);
   double x[] = {1.0, 1.0};
   TNonlinearSystemSolutionInfo info(0);
-  TNonlinearSystemNewtonMethodParams params = {table, x, 1e-10, 50, &info, nullptr};
+  TNonlinearSystemNewtonMethodParams params = {table, x, 1e-10, 0, &info, nullptr};
+  EXPECT_FALSE(system.Newton(&params, x));
+  ASSERT_EQ(info.count, 2U);
+  const double* const residuals = info.residuals;
+  EXPECT_TRUE(residuals[0] == -1.0 && residuals[1] == -3.0);
+  params.maxIterations = 50;
   ASSERT_TRUE(system.Newton(&params, x));
+  EXPECT_EQ(info.residuals, residuals) << "an array that fits is kept";
+  EXPECT_NEAR(residuals[0], 0.0, 1e-14);
+  EXPECT_NEAR(residuals[1], 0.0, 1e-14);
   EXPECT_NEAR(x[0], 2.0, 1e-14);
   EXPECT_NEAR(x[1], 1.0, 1e-14);
-  EXPECT_EQ(info.count, 2U);
-  EXPECT_EQ(records[1].equationIndex, 1U);
+  EXPECT_TRUE(!system.OwnsParameters() && TNonlinearSystem(0, nullptr, nullptr).OwnsParameters());
 
   params = {nullptr, nullptr, 0.0, 1, &info, nullptr};
   EXPECT_TRUE(TNonlinearSystem(system).Newton(&params, nullptr)) << "the copy is empty, and solved as it is";

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "tests/support/matrices.h"
 
@@ -38,6 +39,7 @@ TEST(SparseVector, StoresWhatIsNotZero) {
 TEST(SparseVector, IsCutAndJoined) {
   TSparseVector v("(1;2;3)");
   EXPECT_EQ(Dense(v.GetSubVector(1, 2)), (Values{2, 3}));
+  EXPECT_EQ(v.GetSubVector(0, 2).Elements(), (std::map<std::size_t, double>{{0, 1.0}, {1, 2.0}}));
   EXPECT_EQ(v.GetSubVector(9, 0).Size(), 0U);
   v.InsertSubVector(1, TSparseVector("(7;0)"));
   EXPECT_EQ(Dense(v), (Values{1, 7, 0, 2, 3}));
@@ -51,6 +53,11 @@ TEST(SparseVector, IsCutAndJoined) {
   EXPECT_EQ(v.Elements().size(), 2U);
   v.Reset(1);
   EXPECT_EQ(Dense(v), (Values{0}));
+  TSparseVector w("(1;2;3)");
+  v = w;
+  w = std::move(v);
+  EXPECT_EQ(Dense(w), (Values{1, 2, 3}));
+  EXPECT_EQ(v.Size() + v.Elements().size(), 0U);  // NOLINT(bugprone-use-after-move)
 }
 
 TEST(SparseVector, IndicesAndRangesAreChecked) {

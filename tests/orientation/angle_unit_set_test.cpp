@@ -49,14 +49,15 @@ TEST(AngleUnitSet, FittedPolynomialsGiveTheMatrices) {
       {"at +90 degrees throughout, across the seam", {11, {M_PI_2}, {3.0, 0.3}, {0.2, 0.1}}},
       {"at -90 degrees throughout", {11, {-M_PI_2}, bent, {0.2, 0.1}}},
       {"nu across the seam", {21, {M_PI, 0.6}, bent, {0.5, 0.2}}},
-      {"gamma across the seam", {21, {0.2, 0.1}, {M_PI, 0.6}, bent}},
+      {"gamma across the seam", {21, {0.2, 0.1}, {M_PI, 0.6}, {0.3, 0.4, -0.2}}},
       {"psi across the seam", {10, {0.2, 0.1}, bent, {-M_PI, 0.6}}},
+      {"gamma within 90 degrees of the middle only", {11, {0.2, 0.1}, {0.1, 1.3}, {0.5}}},
   };
   for (auto& test : cases) {
     std::vector<TMatrix>& matrices = test.series.matrices;
     TPolynome nyu(2, nullptr);
     TPolynome gamma(3, nullptr);
-    TPolynome psi(3, nullptr);
+    TPolynome psi(2, nullptr);
     double* const times = test.series.times.data();
     ASSERT_TRUE(ApproximateAngles(matrices.data(), times, matrices.size(), &nyu, &gamma, &psi));
     for (std::size_t i = 0; i < matrices.size(); ++i) {
@@ -122,9 +123,20 @@ TEST(AngleUnitSet, WhatCannotBeFittedChangesNothing) {
   EXPECT_FALSE(fits(0, 2, 2));
   times = {1.0, 0.0, 2.0, 0.0};  // all of γ + ψ, but one γ - ψ for two unknowns
   EXPECT_FALSE(fits(0, 1, 1));
+  for (const double pole : {M_PI_2, -M_PI_2}) {
+    Series poles(12, {pole}, {0.1, 0.2}, {0.3});
+    poles.matrices[4] = poles.matrices[7] = MatrixOf(pole - 0.5, 0.1, 0.3);
+    times = poles.times;
+    matrices = poles.matrices;
+    EXPECT_FALSE(fits(2, 3, 3, 12)) << pole;
+  }
   times = series.times;
   for (const auto& row : coefs) EXPECT_EQ(std::count(row, row + 4, 0.0), 4);
+  matrices = series.matrices;
+  std::fill_n(matrices.begin(), 3, MatrixOf(M_PI_2, 0.1, 0.2));
   EXPECT_TRUE(fits(0, 1, 0));
+  matrices = {MatrixOf(0.1, 0.3, 0), MatrixOf(0.1, -0.3, 0), MatrixOf(0.1, -0.3, 0), MatrixOf(0.1, 0.3, 0)};
+  EXPECT_TRUE(fits(0, 0, 0)) << "zeros are the solution";
 }
 
 }  // namespace

@@ -47,9 +47,12 @@ TEST(Quaternion, NormalisesByTheSquaredLength) {
   EXPECT_TRUE(q.GetNormalized() == TQuaternion(0.25, 0.25, 0.25, 0.25) && q.Norma() == 4.0);
   EXPECT_TRUE(TQuaternion().Normalize() == TQuaternion() && ~TQuaternion() == TQuaternion());
   EXPECT_TRUE((q /= q[0] = 2.0) == TQuaternion(1.0, 0.5, 0.5, 0.5));
+  TQuaternion none(NAN, 2.0, 0.0, 0.0);
+  EXPECT_EQ(none.Normalize()(1), 2.0);
+  const TQuaternion long_one(1.0, 2.0, 3.0, 4.0);
+  EXPECT_LE(Difference(long_one.R(), Eigens(long_one / 30.0).toRotationMatrix()), 1e-15);
   // (2, 0, 0, 1) / 5: each form makes something else of it.
   const TQuaternion two(2.0, 0.0, 0.0, 1.0);
-  EXPECT_NEAR(two.R().GetElement(0, 0), 1.0 - 2.0 * 0.04, 1e-15);
   EXPECT_NEAR(two.cnesR().GetElement(0, 0), 2.0 * 0.16 - 1.0, 1e-15);
   EXPECT_NEAR(two.AltR().GetElement(0, 0), 0.16 - 0.04, 1e-15);
 }
@@ -76,11 +79,15 @@ TEST(Quaternion, AgreesWithEigen) {
 TEST(Quaternion, InterpolatesWhereSlerpDoesNot) {
   const TQuaternion one(1.0, 0.0, 0.0, 0.0);
   EXPECT_TRUE(SLERP(TQuaternion(), one, 0.3) == one * std::sin(0.3 * M_PI_2));
+  EXPECT_LE((SLERP(one, TQuaternion(), 0.3) - one * std::cos(0.3 * M_PI_2)).Norma(), 1e-31);
   for (const double angle : {1e-300, 1e-160, 1e-9, 1e-3, 3.0, M_PI}) {
     const TQuaternion b(angle == M_PI ? 0.0 : std::cos(angle / 2.0), 0.0, std::sin(angle / 2.0), 0.0);
     EXPECT_NEAR(InterpolateRotation(one, b, 0.25)(2), std::sin(angle / 8.0), 1e-15 * angle) << angle;
     EXPECT_NEAR(std::fabs(InterpolateRotation(one, -b, 0.25)(2)), std::sin(angle / 8.0), 1e-15 * angle)
         << angle;
+    for (const double t : {-0.5, 1e6, 1e20}) {
+      EXPECT_NEAR(InterpolateRotation(one, b, t).Norma(), 1.0, 4e-15) << angle;
+    }
   }
   EXPECT_TRUE(std::isnan(InterpolateRotation(one, TQuaternion(), 0.5)(0)));
 }

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "tests/support/failing_ini.h"
 #include "tests/support/files.h"
@@ -64,6 +65,22 @@ TEST(StereopairsByOverlapParams, KeysInTheirOrderAndWhichAreRequired) {
   }
 }
 
+TEST(StereopairsByOverlapParams, DefaultsAndWhatMarksAnInvalidRecord) {
+  EXPECT_EQ(
+      std::regex_replace(Xml(Params()), std::regex("(<[^>]*>|\\s)+"), " "),
+      " false false true 10 false true 1 false true 10 90 false true false true 0.1 false true 30 false "
+      "true 20 false true 15 false true 15 ");
+  EXPECT_EQ(Params().MinTimeGap, 0.0);
+  const Params p = Invalid();
+  EXPECT_EQ(Xml(p).find(">false<"), std::string::npos);
+  EXPECT_EQ(std::vector<double>({p.MinOverlapPercentage, p.MinOverlapPixels, p.MinTimeGap, p.MaxTimeGap,
+                                 1.0 * p.MaxDateGap, p.MaxGSDPercentDiff}),
+            std::vector<double>({-1, -1, 0, -1, -1, -1}));
+  EXPECT_EQ(std::vector<double>(
+                {p.MinConvergenceAngle, p.MaxConvergenceAngle, p.MaxSunAzimuthDiff, p.MaxSunElevationDiff}),
+            std::vector<double>(4, 361));
+}
+
 TEST(StereopairsByOverlapParams, ARangeDecidesOnValidityAndAnotherOnWriting) {
   // Key, value, whether the record is valid, whether the value is written.
   const std::tuple<const char*, const char*, bool, bool> rows[] = {
@@ -83,7 +100,10 @@ TEST(StereopairsByOverlapParams, ARangeDecidesOnValidityAndAnotherOnWriting) {
       {"MaxDateGap", "-1", false, false},
       {"MaxGSDPercentDiff", "100.5", false, true},
       {"MaxGSDPercentDiff", "nan", false, false},
+      {"MaxGSDPercentDiff", "-1", false, false},
       {"MaxSunAzimuthDiff", "180", true, true},
+      {"MaxSunAzimuthDiff", "180.5", false, true},
+      {"MaxSunAzimuthDiff", "-1", false, true},
       {"MaxSunAzimuthDiff", "361", false, false},
       {"MaxSunElevationDiff", "90.5", false, true},
   };
@@ -96,9 +116,13 @@ TEST(StereopairsByOverlapParams, ARangeDecidesOnValidityAndAnotherOnWriting) {
     EXPECT_EQ(read.InitializeFromXML(&reader, "Criteria"), valid) << key << text;
     EXPECT_EQ(Has(Xml(read), key), written) << key << text;
   }
-  Params unchecked;
-  unchecked.MinOverlapPixels = -5.0;
-  EXPECT_TRUE(unchecked);
+  Params params;
+  params.MinOverlapPixels = -5.0;
+  params.MinConvergenceAngle = 361.0;
+  params.MaxConvergenceAngle = 400.0;
+  EXPECT_TRUE(params) << "what does not count is not looked at";
+  params.CheckConvergenceAngle = true;
+  EXPECT_FALSE(params);
 }
 
 TEST(StereopairsByOverlapParams, AreCreatedOrNot) {
