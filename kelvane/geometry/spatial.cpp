@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kelvane/numeric/symmetric_eigen.h"
+#include "kelvane/geometry/principal_axes.h"
 
 namespace SatCommonUtils {
 
@@ -67,38 +67,17 @@ TRayCrossings IntersectEllipsoid(const TRay& ray, const TEllipsoid& ellipsoid) {
 
 bool FitPlane(const std::vector<T3DPoint>& points, TPlane* plane, double* residual) {
   if (points.size() < 3) return false;
-  const auto count = static_cast<double>(points.size());
-  T3DPoint sum;
-  double largest = 0.0;
-  for (const T3DPoint& p : points) {
-    sum = sum + p;
-    largest = std::max(largest, LargestCoordinate(p));
-  }
-  const T3DPoint centroid = 1.0 / count * sum;
-  double spread[3][3] = {};
-  for (const T3DPoint& p : points) {
-    const T3DPoint d = p - centroid;
-    const double part[3] = {d.X, d.Y, d.Z};
-    for (std::size_t i = 0; i < 3; ++i) {
-      for (std::size_t j = 0; j < 3; ++j) spread[i][j] += part[i] * part[j];
-    }
-  }
-  double squares[3];
-  double axes[3][3];
-  SymmetricEigen(spread, squares, axes);
-  const double rounding = 8.0 * Epsilon * largest * std::sqrt(count);
-  const double narrowest = std::max(NarrowestCloud * std::sqrt(squares[0]), rounding);
-  if (!(std::sqrt(squares[1]) > narrowest) || !IsFinite(centroid)) return false;
-  const T3DPoint normal = Upwards({axes[2][0], axes[2][1], axes[2][2]});
-  if (!IsFinite(normal)) return false;
+  const TPrincipalAxes spread(points);
+  const T3DPoint normal = Upwards({spread.Axes[2][0], spread.Axes[2][1], spread.Axes[2][2]});
+  if (!spread.IsWide() || !IsFinite(spread.Centroid) || !IsFinite(normal)) return false;
   // From the distances: the smallest spread is the square of what is sought, and has half its digits.
   double distances = 0.0;
   for (const T3DPoint& p : points) {
-    const double distance = Dot(normal, p - centroid);
+    const double distance = Dot(normal, p - spread.Centroid);
     distances += distance * distance;
   }
-  *plane = {centroid, normal};
-  if (residual != nullptr) *residual = std::sqrt(distances / count);
+  *plane = {spread.Centroid, normal};
+  if (residual != nullptr) *residual = std::sqrt(distances / static_cast<double>(points.size()));
   return true;
 }
 
