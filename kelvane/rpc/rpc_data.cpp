@@ -9,7 +9,7 @@
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/text.h"
 #include "kelvane/rpc/rpc_data_keys.h"
-#include "kelvane/rpc/rpc_data_problem.h"
+#include "kelvane/module/problem.h"
 
 namespace SatCommonUtils {
 
