@@ -295,7 +295,7 @@ void ReadRows(std::string_view text, const TMIFReader& mif, TMIFLayer* layer) {
   }
   if (!scanner.AtEnd()) {
     scanner.Word();
-    scanner.Refuse("there are more rows than objects in the MIF file");
+    scanner.Refuse("more rows than objects");
   }
 }
 

@@ -32,13 +32,13 @@ struct TQuadrilateralIntersection {
 /// figures without area are taken as they are.
 ///
 /// `Contact` between `Apart` and the others is decided without rounding. The pieces are made of rounded
-/// corners: a vertex of an operand is kept bit for bit, the crossing of two edges is rounded to doubles within
-/// some units in the last place of the largest coordinate, even when the edges are almost parallel. Corners
-/// and edges that come closer to each other than that (about 2^-49 of the largest coordinate, 1e-8 m for map
-/// coordinates of 5e6 m) are made to meet, and what is so narrow that this closes it makes no piece: such
-/// figures count as `Touching`. Edges are led through all corners that they pass so closely (iterated snap
-/// rounding: D. Halperin, E. Packer, Computational Geometry 23 (2002), 209-225), after which everything is
-/// decided exactly, so that pieces never overlap.
+/// corners: a vertex of an operand is kept bit for bit, the crossing of two edges is rounded to doubles
+/// within some units in the last place of the largest coordinate, even when the edges are almost parallel.
+/// Corners and edges that come closer to each other than that (about 2^-49 of the largest coordinate, 1e-8 m
+/// for map coordinates of 5e6 m) are made to meet, and what is so narrow that this closes it makes no piece:
+/// such figures count as `Touching`. Edges are led through all corners that they pass so closely (iterated
+/// snap rounding: D. Halperin, E. Packer, Computational Geometry 23 (2002), 209-225), after which everything
+/// is decided exactly, so that pieces never overlap.
 ///
 /// False, and `*result` is unchanged, unless both have exactly four vertices whose coordinates are below
 /// 1e100 in magnitude. Coordinates between 0 and 1e-130 may be decided wrongly. Lets out only

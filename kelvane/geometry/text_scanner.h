@@ -83,7 +83,7 @@ class TTextScanner {
     }
     // The last of them may lack its line end.
     if (error != std::errc() || count > (BytesLeft() + 1) / bytes) {
-      Refuse("there is no room for " + Excerpt(word) + " in the rest of the text");
+      Refuse("no room for " + Excerpt(word));
     }
     return count;
   }

@@ -36,45 +36,40 @@ class Shapes {
   double offset_;
 };
 
+/// GEOS must have been started: `initGEOS`.
 using GeosShape = std::unique_ptr<GEOSGeometry, void (*)(GEOSGeometry*)>;
 
-/// GEOS for one test.
-class Geos {
- public:
-  Geos() { initGEOS(nullptr, nullptr); }
-  ~Geos() { finishGEOS(); }
-  Geos(const Geos&) = delete;
-  Geos& operator=(const Geos&) = delete;
-
-  static GeosShape Owned(GEOSGeometry* shape) {
-    EXPECT_NE(shape, nullptr) << "GEOS failed";
-    return {shape, GEOSGeom_destroy};
-  }
-  static GeosShape Point(const xy_d& p) { return Owned(GEOSGeom_createPointFromXY(p.x, p.y)); }
-  static GeosShape Ring(const SatCommonUtils::TPolygon& polygon) {
-    std::vector<xy_d> closed = polygon.Vertices();
-    closed.push_back(closed.front());
-    return Owned(GEOSGeom_createLinearRing(
-        GEOSCoordSeq_copyFromBuffer(&closed.front().x, static_cast<unsigned>(closed.size()), 0, 0)));
-  }
-  static GeosShape Polygon(const SatCommonUtils::TPolygon& polygon) {
-    return Owned(GEOSGeom_createPolygon(Ring(polygon).release(), nullptr, 0));
-  }
-  /// By the even-odd rule, with the lines that a polygon without area, or in part without, consists of.
-  static GeosShape Valid(const SatCommonUtils::TPolygon& polygon) {
-    GeosShape shape = Polygon(polygon);
-    return GEOSisValid(shape.get()) == 1 ? std::move(shape) : Owned(GEOSMakeValid(shape.get()));
-  }
-  static double Area(const GeosShape& shape) {
-    double area = -1.0;
-    EXPECT_EQ(GEOSArea(shape.get(), &area), 1);
-    return area;
-  }
-  static double Distance(const GeosShape& a, const GeosShape& b) {
-    double distance = -1.0;
-    EXPECT_EQ(GEOSDistance(a.get(), b.get(), &distance), 1);
-    return distance;
-  }
-};
+inline GeosShape Owned(GEOSGeometry* shape) {
+  EXPECT_NE(shape, nullptr) << "GEOS failed";
+  return {shape, GEOSGeom_destroy};
+}
+inline GeosShape GeosPoint(const xy_d& p) { return Owned(GEOSGeom_createPointFromXY(p.x, p.y)); }
+inline GeosShape GeosRing(const SatCommonUtils::TPolygon& polygon) {
+  std::vector<xy_d> closed = polygon.Vertices();
+  closed.push_back(closed.front());
+  const auto size = static_cast<unsigned>(closed.size());
+  return Owned(GEOSGeom_createLinearRing(GEOSCoordSeq_copyFromBuffer(&closed.front().x, size, 0, 0)));
+}
+inline GeosShape GeosPolygon(const SatCommonUtils::TPolygon& polygon) {
+  return Owned(GEOSGeom_createPolygon(GeosRing(polygon).release(), nullptr, 0));
+}
+/// By the even-odd rule, with the lines that a polygon without area, or in part without, consists of.
+inline GeosShape GeosFigure(const SatCommonUtils::TPolygon& polygon) {
+  GeosShape shape = GeosPolygon(polygon);
+  return GEOSisValid(shape.get()) == 1 ? std::move(shape) : Owned(GEOSMakeValid(shape.get()));
+}
+inline GeosShape GeosCommon(const GeosShape& a, const GeosShape& b) {
+  return Owned(GEOSIntersection(a.get(), b.get()));
+}
+inline double Area(const GeosShape& shape) {
+  double area = -1.0;
+  EXPECT_EQ(GEOSArea(shape.get(), &area), 1);
+  return area;
+}
+inline double Distance(const GeosShape& a, const GeosShape& b) {
+  double distance = -1.0;
+  EXPECT_EQ(GEOSDistance(a.get(), b.get(), &distance), 1);
+  return distance;
+}
 
 }  // namespace test
