@@ -9,9 +9,9 @@
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/module/problem.h"
 #include "kelvane/rpc/rpc_data.h"
 #include "kelvane/rpc/rpc_data_keys.h"
-#include "kelvane/rpc/rpc_data_problem.h"
 
 namespace SatCommonUtils {
 

@@ -1,5 +1,5 @@
 /// \file
-/// How the record's readers say what was wrong (internal).
+/// How readers and writers say what was wrong (internal).
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace SatCommonUtils {
 
-/// Notes the problem for a caller that wants it; always false, so that a reader can return it. Throws
-/// nothing: a reader fails the same when there is no memory left to say why.
+/// Notes the problem for a caller that wants it; always false, so that it can be returned. Throws
+/// nothing: they fail the same when there is no memory left to say why.
 inline bool Fail(std::string* problem, std::string_view text) noexcept {
   try {
     if (problem != nullptr) *problem = text;
