@@ -37,14 +37,12 @@ T3DPoint Exact(const TEllipsoid& e, long double lat, long double lon, long doubl
           static_cast<double>(e.SemiMajorAxis() * flat * std::sin(beta) + h * std::sin(lat * degree))};
 }
 
-T3DPoint Geodetic(const TEllipsoid& e, const T3DPoint& p) {
-  T3DPoint found;
-  e.ToGeodetic(p, &found.X, &found.Y, &found.Z);
-  return found;
-}
-
-double BackAgain(const TEllipsoid& e, const T3DPoint& geodetic, const T3DPoint& p) {
-  return LargestCoordinate(e.ToEarthCentred(geodetic.X, geodetic.Y, geodetic.Z) - p);
+/// The geodetic coordinates, which must lead back.
+T3DPoint Geodetic(const TEllipsoid& e, const T3DPoint& p, double bound) {
+  T3DPoint g;
+  e.ToGeodetic(p, &g.X, &g.Y, &g.Z);
+  EXPECT_FALSE(LargestCoordinate(e.ToEarthCentred(g.X, g.Y, g.Z) - p) > bound);
+  return g;
 }
 
 TEST(Ellipsoid, ConversionsAgreeWithTheOracleBothWays) {
@@ -62,9 +60,8 @@ TEST(Ellipsoid, ConversionsAgreeWithTheOracleBothWays) {
       oracle.Forward(lat, lon, h, other.X, other.Y, other.Z);
       ASSERT_LE(LargestCoordinate(p - Exact(e, lat, lon, h)), Bound);
       ASSERT_LE(LargestCoordinate(p - other), Bound + OracleRounding);
-      const T3DPoint found = Geodetic(e, p);
+      const T3DPoint found = Geodetic(e, p, 2.0 * Bound);  // degrees round too
       oracle.Reverse(p.X, p.Y, p.Z, other.X, other.Y, other.Z);
-      ASSERT_LE(BackAgain(e, found, p), 2.0 * Bound);  // degrees round too
       ASSERT_NEAR(found.Z, h, Bound);
       ASSERT_NEAR(found.Z, other.Z, Bound + 2.0 * OracleRounding);
       ASSERT_NEAR(found.X, other.X, 5e-14);
@@ -82,27 +79,21 @@ TEST(Ellipsoid, PolesAxesAndTheCentre) {
                                {{0, -a - 1e6, 0}, {0, -90, 1e6}}, {{-0.0, 0, -0.0}, {90, 0, -b}},
                                {{0, 0, -1e-300}, {-90, 0, -b}},   {{0, 0, 1e200}, {90, 0, 1e200}}};
   for (const auto& [p, expected] : cases) {
-    const T3DPoint found = Geodetic(earth, p);
-    EXPECT_TRUE(found.X == expected.X && found.Y == expected.Y) << found.X << ' ' << found.Y;
-    EXPECT_NEAR(found.Z, expected.Z, Bound);
-    EXPECT_LE(BackAgain(earth, found, p), Bound);
+    const T3DPoint found = Geodetic(earth, p, Bound);
+    EXPECT_TRUE(found.X == expected.X && found.Y == expected.Y && std::fabs(found.Z - expected.Z) < Bound);
   }
   const TEllipsoid flat(6e6, 0.5);
   for (int i = 0; i < 20000; ++i) {
     const TEllipsoid& e = i % 2 == 0 ? earth : flat;
     const double size = (i % 2 == 0 ? 6e4 : 6e6) * std::pow(10.0, -(i % 11));
     const T3DPoint p = {size * Unit(), size * Unit(), i % 3 == 0 ? 0.0 : size * Unit()};
-    const T3DPoint found = Geodetic(e, p);
-    ASSERT_LE(BackAgain(e, found, p), 4.0 * Bound);
+    const T3DPoint found = Geodetic(e, p, 4.0 * Bound);
     const T3DPoint other = e.ToEarthCentred(90.0 * Unit(), found.Y, 0.0);
     ASSERT_LE(std::fabs(found.Z), Length(other - p) + Bound) << "not the nearest point";
   }
-  for (const double lat : {-90.0, -37.0, 0.0, 60.0}) {
-    const T3DPoint change = earth.ToEarthCentred(lat + 2e-5, 25.0 - 1e-5, 1003.0) -
-                            earth.ToEarthCentred(lat - 2e-5, 25.0 + 1e-5, 997.0);
-    const T3DPoint told = earth.EarthCentredChange(lat, 25.0, 1000.0, 4e-5, -2e-5, 6.0);
-    EXPECT_LT(LargestCoordinate(change - told), 1e-7);
-  }
+  const T3DPoint change = earth.ToEarthCentred(-37.0 + 2e-5, 25.0 - 1e-5, 1003.0) -
+                          earth.ToEarthCentred(-37.0 - 2e-5, 25.0 + 1e-5, 997.0);
+  EXPECT_LT(Length(change - earth.EarthCentredChange(-37.0, 25.0, 1000.0, 4e-5, -2e-5, 6.0)), 1e-7);
 }
 
 TEST(Ellipsoid, RefusesWhatIsNone) {
@@ -114,7 +105,7 @@ TEST(Ellipsoid, RefusesWhatIsNone) {
   for (const double bad : {NaN, Infinity}) {
     for (const T3DPoint& p : {T3DPoint{bad, 1, 1}, {1, bad, 1}, {0, 0, bad}}) {
       const T3DPoint q = TEllipsoid().ToEarthCentred(p.X, p.Y, p.Z);
-      const T3DPoint g = Geodetic(TEllipsoid(), p);
+      const T3DPoint g = Geodetic(TEllipsoid(), p, Bound);
       for (const double x : {q.X, q.Y, q.Z, g.X, g.Y, g.Z}) EXPECT_TRUE(std::isnan(x));
     }
   }

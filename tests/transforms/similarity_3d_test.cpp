@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
 #include <limits>
 #include <random>
 
@@ -23,16 +24,11 @@ constexpr double P::*Members[] = {&P::ShiftX, &P::ShiftY, &P::ShiftZ, &P::Alpha,
                                   &P::Beta,   &P::Gamma,  &P::Scale};
 
 /// Turned about Z, then Y, then X, each written out.
-T3DPoint Mapped(const T7Params& p, T3DPoint v) {
-  const auto turn = [](double angle, double* from, double* to) {
-    const double x = *from;
-    *from = std::cos(angle) * x - std::sin(angle) * *to;
-    *to = std::sin(angle) * x + std::cos(angle) * *to;
-  };
-  turn(p.Gamma, &v.X, &v.Y);
-  turn(p.Beta, &v.Z, &v.X);
-  turn(p.Alpha, &v.Y, &v.Z);
-  return T3DPoint{p.ShiftX, p.ShiftY, p.ShiftZ} + p.Scale * v;
+T3DPoint Mapped(const T7Params& p, const T3DPoint& v) {
+  const std::complex<double> z = std::polar(1.0, p.Gamma) * std::complex<double>(v.X, v.Y);
+  const std::complex<double> y = std::polar(1.0, p.Beta) * std::complex<double>(v.Z, z.real());
+  const std::complex<double> x = std::polar(1.0, p.Alpha) * std::complex<double>(z.imag(), y.real());
+  return T3DPoint{p.ShiftX, p.ShiftY, p.ShiftZ} + p.Scale * T3DPoint{y.imag(), x.real(), x.imag()};
 }
 
 std::mt19937_64 generator(20261206);
@@ -133,24 +129,20 @@ TEST(Similarity, PairsThatTellNoTransformLeaveTheParameters) {
 TEST(Similarity, ConstructorsThrowTheirDeclarations) {
   const auto text_of = [](const auto& make) { return test::ErrorOf<TKaMessage>(make); };
   const T7Params truth = AnyParams();
-  T7ParamsTransform kept(truth);
-  for (const auto member : Members) {
-    for (const double bad : {NaN, Infinity, 0.0, -1.0, 1e-310}) {
-      T7Params params = truth;
-      params.*member = bad;
-      const bool usable = std::isfinite(bad) && member != &T7Params::Scale;
-      EXPECT_EQ(text_of([&] { T7ParamsTransform transform(params); }),
-                usable ? "no such error" : "T7ParamsTransform::T7ParamsTransform(const T7Params& src)");
-      EXPECT_TRUE(usable || !kept.Initialize(params));
-    }
+  for (const double bad : {NaN, Infinity, 0.0, -1.0, 1e-310}) {
+    T7Params params = truth;
+    params.Scale = bad;
+    EXPECT_EQ(text_of([&] { T7ParamsTransform transform(params); }),
+              "T7ParamsTransform::T7ParamsTransform(const T7Params& src)");
   }
   EXPECT_EQ(text_of([] { T7ParamsTransform transform(Pairs(5)); }),
             "T7ParamsTransform::T7ParamsTransform(const std::vector<T7ParamsSourceDataItem>& points)");
-  const auto save = [&](TKaXIniWriter* writer) { return SaveToXML(truth, writer, "Key"); };
-  for (const char* key : {"ShiftX", "ShiftY", "ShiftZ", "Alpha", "Beta", "Gamma", "Scale"}) {
-    const std::string xml = test::Replaced(test::SavedXml(save), std::string("\"") + key + '"', "\"other\"");
-    TKaXIniStreamReader reader = test::XmlReader(xml);
-    EXPECT_FALSE(kept.InitializeFromXML(&reader, "Key"));
+  T7ParamsTransform kept(truth);
+  const auto save = [](TKaXIniWriter* writer) { return SaveToXML(T7Params(), writer, "Key"); };
+  for (const char* key :
+       {"\"ShiftX\"", "\"ShiftY\"", "\"ShiftZ\"", "\"Alpha\"", "\"Beta\"", "\"Gamma\"", "\"Scale\""}) {
+    TKaXIniStreamReader reader = test::XmlReader(test::Replaced(test::SavedXml(save), key, "\"other\""));
+    EXPECT_FALSE(kept.InitializeFromXML(&reader, "Key")) << key;
     EXPECT_EQ(text_of([&] { T7ParamsTransform transform(&reader, "Key"); }),
               "T7ParamsTransform::T7ParamsTransform(TKaXIniReader *src, std::string key)");
     EXPECT_EQ(text_of([&] { T7ParamsTransform transform(&reader); }),
