@@ -94,18 +94,6 @@ class FailingWriter : public TKaXIniXmlWriter {
   Countdown countdown_;
 };
 
-/// How many operations `save(writer)` takes, each of which was made to fail in turn; -1 when one of those
-/// failures was not reported, or, unless `stops` is false, not the end.
-template <class Save>
-int ReportedWrites(Save save, bool stops = true) {
-  for (int failing = 0;; ++failing) {
-    FailingWriter writer(failing);
-    const bool written = save(&writer);
-    if (writer.NeverFailed()) return written ? failing : -1;
-    if (written || (stops && !writer.StoppedThere())) return -1;
-  }
-}
-
 /// Takes a number of bytes, then no more, as a full disk does.
 class FullStream : public TKaStringStream {
  public:
