@@ -22,9 +22,8 @@ class Intersect : public testing::Test {
       TRPCData data;
       plain->GetRPCData(&data);
       data.LongitudeOffset += moved_ - (plain == &first_ ? 0.0 : 360.0);
-      const TRPC model(data, nullptr);
-      const auto save = [&](TKaXIniWriter* writer) { return model.SaveToXML(writer); };
-      models_.push_back(folder_.Write(plain == &first_ ? "1.xml" : "2.xml", test::SavedXml(save)));
+      const std::string xml = test::XmlOf(TRPC(data, nullptr));
+      models_.push_back(folder_.Write(plain == &first_ ? "1.xml" : "2.xml", xml));
     }
     models_.push_back(models_[0]);
   }
@@ -32,9 +31,7 @@ class Intersect : public testing::Test {
   static test::Outcome Run(Texts arguments, const std::string& ties, const Texts& options = {}) {
     arguments.insert(arguments.begin(), "intersect");
     arguments.insert(arguments.end(), options.begin(), options.end());
-    test::RunOptions run;
-    run.input = ties;
-    return test::RunKelvane(arguments, run);
+    return test::RunKelvane(arguments, ties);
   }
   /// Where the models see a place 100 m high, but for one of them; as the program would ask for it.
   std::string Tie(double i, std::size_t unseen, bool xy = false) const {
@@ -96,7 +93,7 @@ TEST_F(Intersect, WhatHasNoAnswerSaysWhyAndSpoilsNothingElse) {
     EXPECT_EQ(outcome.status, 1) << bad;
     EXPECT_EQ(outcome.out.rfind("nan nan nan nan x\n", 0), 0U) << bad;
     EXPECT_EQ(outcome.out.find("nan", 18), std::string::npos) << bad;
-    EXPECT_NE(outcome.err.find("stdin:1: " + why), std::string::npos) << outcome.err;
+    EXPECT_TRUE(test::Contains(outcome.err, "stdin:1: " + why));
   }
   EXPECT_EQ(Run({models_[0]}, "").status, 2);
   EXPECT_EQ(Run(models_, "", {"--height", "5"}).status, 2);

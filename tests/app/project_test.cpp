@@ -6,6 +6,7 @@
 
 namespace {
 
+using test::Contains;
 using test::Outcome;
 using test::RunKelvane;
 
@@ -14,9 +15,7 @@ const std::string Centre = "806.202140394 847.76392192";
 
 Outcome Project(const std::string& points, std::vector<std::string> options = {}) {
   options.insert(options.begin(), {"project", Model});
-  test::RunOptions run;
-  run.input = points;
-  return RunKelvane(options, run);
+  return RunKelvane(options, points);
 }
 
 TEST(Project, KnownPointsComeOutTheSameToTheLastBit) {
@@ -44,10 +43,7 @@ TEST(Project, ReadsPointsAsPeopleWriteThem) {
   EXPECT_EQ(outcome.out, Centre + " church tower # 3\n" + Centre + " b\n");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(Project("").out, "");
-  EXPECT_EQ(Project("\xEF\xBB\xBF"
-                    "41.8791 12.5798 95")
-                .out,
-            Centre + "\n");
+  EXPECT_EQ(Project("\xEF\xBB\xBF+41.8791 12.5798 95").out, Centre + "\n");
 }
 
 TEST(Project, OptionsDoWhatTheySay) {
@@ -56,8 +52,7 @@ TEST(Project, OptionsDoWhatTheySay) {
   EXPECT_EQ(Project("41.8791 12.5798 95", {"--precision", "5"}).out, "806.2 847.76\n");
   EXPECT_EQ(Project("41.8791 12.5798\n41.8791 12.5798 95\n41.8791 12.5798 a 1", {"--height", "95"}).out,
             Centre + "\n" + Centre + "\n" + Centre + " a 1\n");
-  EXPECT_NE(Project("41.8791 12.5798 95abc", {"--height", "95"}).err.find("\"95abc\" is no number"),
-            std::string::npos);
+  EXPECT_TRUE(Contains(Project("41.8791 12.5798 95abc", {"--height", "95"}).err, "\"95abc\" is no number"));
   EXPECT_EQ(Project("41.8791,12.5798,,roof", {"--height", "95"}).out, Centre + " roof\n");
   const std::string at_zero = Project("41.8791 12.5798 0").out;
   EXPECT_EQ(Project("41.8791 12.5798", {"--height", "0"}).out, at_zero);
@@ -65,11 +60,7 @@ TEST(Project, OptionsDoWhatTheySay) {
 }
 
 TEST(Project, ABadPointSpoilsOnlyItsOwnLine) {
-  const struct {
-    const char* line;
-    const char* answer;
-    const char* why;
-  } cases[] = {
+  const std::string cases[][3] = {
       {"41.8791 12.5798", "nan nan", "2 of the 3 numbers"},
       {"41.8791 x12 95 name", "nan nan name", "\"x12\" is no number"},
       {"41.8791,,95", "nan nan", "\"\" is no number"},
@@ -79,12 +70,12 @@ TEST(Project, ABadPointSpoilsOnlyItsOwnLine) {
       {"41.8791 14.5798 95", "nan nan", "longitude is out of the model's reach"},
       {"41.8791 12.5798 1e6", "nan nan", "height is out of the model's reach"},
   };
-  for (const auto& c : cases) {
-    const Outcome outcome = Project("# 1\n" + std::string(c.line) + "\n41.8791 12.5798 95\n");
-    EXPECT_EQ(outcome.out, std::string(c.answer) + "\n" + Centre + "\n") << c.line;
+  for (const auto& [line, answer, why] : cases) {
+    const Outcome outcome = Project("# 1\n" + line + "\n41.8791 12.5798 95\n");
+    EXPECT_EQ(outcome.out, answer + "\n" + Centre + "\n") << line;
     EXPECT_EQ(outcome.err.rfind("stdin:2: ", 0), 0U) << outcome.err;
-    EXPECT_NE(outcome.err.find(c.why), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.status, 1) << c.line;
+    EXPECT_TRUE(Contains(outcome.err, why));
+    EXPECT_EQ(outcome.status, 1) << line;
   }
 }
 
@@ -95,9 +86,9 @@ TEST(Project, TenReasonsAndACountWhateverTheThreads) {
   const Outcome one = Project(points, {"--threads", "1"});
   EXPECT_EQ(one.status, 1);
   EXPECT_EQ(one.err.rfind("stdin:1000: \"bad\" is no number\n", 0), 0U);
-  EXPECT_NE(one.err.find("stdin:10000: "), std::string::npos);
-  EXPECT_EQ(one.err.find("stdin:11000: "), std::string::npos);
-  EXPECT_NE(one.err.find("40 points of 40000 have no answer"), std::string::npos) << one.err;
+  EXPECT_TRUE(Contains(one.err, "stdin:10000: "));
+  EXPECT_FALSE(Contains(one.err, "stdin:11000: "));
+  EXPECT_TRUE(Contains(one.err, "40 points of 40000 have no answer"));
   const Outcome many = Project(points, {"--threads", "5"});
   EXPECT_EQ(many.out, one.out);
   EXPECT_EQ(many.err, one.err);
@@ -108,39 +99,38 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   const auto expect_unusable = [](const Outcome& outcome, const std::string& why) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err.find(why), std::string::npos) << outcome.err;
+    EXPECT_TRUE(Contains(outcome.err, why));
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
   };
-  expect_unusable(RunKelvane({"project", folder.Path("none.RPB")}), "none.RPB: No such file");
-  expect_unusable(RunKelvane({"project", Model, "-p", folder.Path("none.txt")}), "No such file or directory");
-  expect_unusable(RunKelvane({"project", Model, "-p", folder.Path("")}), "Is a directory");
-  expect_unusable(RunKelvane({"project", Model, "--height", "high"}), "\"high\" is no height");
-  expect_unusable(RunKelvane({"project", Model, "--height", "nan"}), "\"nan\" is no height");
-  expect_unusable(RunKelvane({"project", Model, "--origin", "middle"}), "middle");
-  expect_unusable(RunKelvane({"project", Model, "--threads", "0"}), "--threads");
-  expect_unusable(RunKelvane({"project"}), "MODEL");
-  expect_unusable(RunKelvane({}), "subcommand");
-  expect_unusable(
-      RunKelvane({"rotate", Model}),
-      "\"rotate\" is no command; there are: info project locate intersect fit invert refine export convert");
-  std::string xml = test::FileText(test::SamplePath("pleiades_1.xml"));
-  const std::string scale = "\"SampleScale\">";
-  const std::size_t at = xml.find(scale) + scale.size();
-  xml.replace(at, xml.find('<', at) - at, "0");
-  expect_unusable(RunKelvane({"project", folder.Write("zero.xml", xml)}), "SampleScale is 0");
-  xml.replace(at, 1, "nan");
-  expect_unusable(RunKelvane({"project", folder.Write("nan.xml", xml)}), "SampleScale is no finite number");
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"project", folder.Path("none.RPB")}, "none.RPB: No such file"},
+      {{"project", Model, "-p", folder.Path("none.txt")}, "No such file or directory"},
+      {{"project", Model, "-p", folder.Path("")}, "Is a directory"},
+      {{"project", Model, "--height", "high"}, "\"high\" is no height"},
+      {{"project", Model, "--height", "nan"}, "\"nan\" is no height"},
+      {{"project", Model, "--origin", "middle"}, "middle"},
+      {{"project", Model, "--threads", "0"}, "--threads"},
+      {{"project"}, "MODEL"},
+      {{}, "subcommand"},
+      {{"rotate", Model},
+       "\"rotate\" is no command; there are: info project locate intersect fit invert refine export "
+       "convert"}};
+  for (const auto& [arguments, why] : cases) expect_unusable(RunKelvane(arguments), why);
+  const std::string xml = test::FileText(test::SamplePath("pleiades_1.xml"));
+  const auto scaled = [&](const std::string& scale) {
+    return folder.Write("a.xml", test::Replaced(xml, "\"SampleScale\">19999.5", "\"SampleScale\">" + scale));
+  };
+  expect_unusable(RunKelvane({"project", scaled("0")}), "SampleScale is 0");
+  expect_unusable(RunKelvane({"project", scaled("nan")}), "SampleScale is no finite number");
   test::RunOptions full;
   full.input = "41.8791 12.5798 95\n";
   full.out_path = "/dev/full";
   expect_unusable(RunKelvane({"project", Model}, full), "No space left on device");
   expect_unusable(RunKelvane({"info", Model}, full), "No space left on device");
   expect_unusable(RunKelvane({"--help"}, full), "No space left on device");
-  test::RunOptions endless;
-  endless.input = std::string(std::size_t{17} << 20, ' ');
+  const std::string endless(std::size_t{17} << 20, ' ');
   for (const char* threads : {"1", "100"})
-    expect_unusable(RunKelvane({"project", Model, "--threads", threads}, endless),
-                    "a line of 16 MiB or more");
+    expect_unusable(Project(endless, {"--threads", threads}), "a line of 16 MiB or more");
 }
 
 }  // namespace

@@ -14,6 +14,8 @@
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/var_a.h"
+#include "tests/support/errors.h"
+#include "tests/support/files.h"
 
 inline var_a<TKaStream*> StreamOf(std::string text) { return new_a<TKaStringStream>(std::move(text)); }
 
@@ -40,12 +42,7 @@ void InFourThreads(TAction action) {
 /// The message that the action throws as a TKaMessage; "" when it throws none.
 template <class TAction>
 std::string MessageOf(TAction action) {
-  try {
-    action();
-  } catch (const TKaMessage& message) {
-    return message.what();
-  }
-  return {};
+  return test::ErrorOf<TKaMessage>(action);
 }
 
 /// A progress handler that notes what it is told and stops at a number.
@@ -62,7 +59,4 @@ class TStopAt : public TKaProgressHandler {
   double stop_;
 };
 
-inline testing::AssertionResult Contains(const std::string& text, const std::string& part) {
-  if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << '"' << text << "\" lacks \"" << part << '"';
-}
+using test::Contains;

@@ -1,32 +1,8 @@
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <thread>
-
 #include "host_testing.h"
 
 namespace {
-
-/// A path in a folder that lives as long as the object.
-class TScratchFile {
- public:
-  explicit TScratchFile(const std::string& content) {
-    std::string name = testing::TempDir() + "streamsXXXXXX";
-    folder_ = mkdtemp(name.data());
-    std::ofstream(Name(), std::ios::binary) << content;
-  }
-  TScratchFile(const TScratchFile&) = delete;
-  TScratchFile& operator=(const TScratchFile&) = delete;
-  ~TScratchFile() { std::filesystem::remove_all(folder_); }
-
-  std::string Name() const { return folder_ + "/file"; }
-  TKaPath Path() const { return TKaPath(Name()); }
-
- private:
-  std::string folder_;
-};
 
 const std::string Mark = "\xEF\xBB\xBF";
 constexpr auto OpenBoth = static_cast<kaOpenMode>(kaOpenForRead | kaOpenForWrite | kaOpenExisting);
@@ -45,8 +21,8 @@ std::vector<std::string> Lines(TKaStream& stream, std::size_t capacity) {
 void ExpectLines(const std::string& text, std::size_t capacity, const std::vector<std::string>& lines) {
   TKaStringStream memory(text);
   EXPECT_EQ(Lines(memory, capacity), lines);
-  const TScratchFile scratch(text);
-  TKaFileStream file(scratch.Path(), kaOpenRead, kaShareAll);
+  const test::ScratchFolder folder;
+  TKaFileStream file(TKaPath(folder.Write("file", text)), kaOpenRead, kaShareAll);
   EXPECT_EQ(Lines(file, capacity), lines);
   EXPECT_TRUE(file.IsReady());
 }
@@ -72,8 +48,8 @@ TEST(Streams, LongLinesAreCutAndLinesAcrossTheBufferAreNot) {
 }
 
 TEST(Streams, ReadingAndWritingHaveTheirOwnPositions) {
-  const TScratchFile scratch("0123");
-  TKaFileStream file(scratch.Path(), OpenBoth, kaShareNone);
+  const test::ScratchFolder folder;
+  TKaFileStream file(TKaPath(folder.Write("file", "0123")), OpenBoth, kaShareNone);
   TKaStringStream memory("0123");
   for (TKaStream* stream : {static_cast<TKaStream*>(&file), static_cast<TKaStream*>(&memory)}) {
     char bytes[16] = {};
@@ -93,24 +69,25 @@ TEST(Streams, ReadingAndWritingHaveTheirOwnPositions) {
 }
 
 TEST(Streams, OpenModesDecideWhatHappensToTheFile) {
-  const TScratchFile scratch("old");
-  const TKaPath missing(scratch.Name() + "-missing");
+  const test::ScratchFolder folder;
+  const TKaPath missing(folder.Path("missing"));
+  const TKaPath present(folder.Write("file", "old"));
   TKaFileStream file;
   EXPECT_FALSE(file.Open(missing, kaOpenRead, kaShareAll));
   EXPECT_FALSE(file.Open(missing, OpenBoth, kaShareAll));
-  EXPECT_FALSE(file.Open(scratch.Path(), kaOpenCreate, kaShareAll)) << "neither for reading nor for writing";
-  EXPECT_FALSE(file.Open(scratch.Path(), static_cast<kaOpenMode>(kaOpenRead | kaOpenTruncate), kaShareAll));
+  EXPECT_FALSE(file.Open(present, kaOpenCreate, kaShareAll)) << "neither for reading nor for writing";
+  EXPECT_FALSE(file.Open(present, static_cast<kaOpenMode>(kaOpenRead | kaOpenTruncate), kaShareAll));
   ASSERT_TRUE(file.Open(missing, kaOpenWrite, kaShareAll));
   EXPECT_TRUE(std::filesystem::exists(missing.Text()));
-  ASSERT_TRUE(file.Open(scratch.Path(), OpenBoth, kaShareAll));
+  ASSERT_TRUE(file.Open(present, OpenBoth, kaShareAll));
   EXPECT_EQ(file.Write("+new", 4), 4U);
   EXPECT_EQ(Lines(file, 20), std::vector<std::string>{"old+new"});
-  ASSERT_TRUE(file.Open(scratch.Path(), kaOpenRead, kaShareAll));
+  ASSERT_TRUE(file.Open(present, kaOpenRead, kaShareAll));
   EXPECT_EQ(file.Write("x", 1), 0U);
   EXPECT_FALSE(file.IsReady());
-  ASSERT_TRUE(file.Open(scratch.Path(), kaOpenWrite, kaShareAll));
+  ASSERT_TRUE(file.Open(present, kaOpenWrite, kaShareAll));
   EXPECT_TRUE(file.AtEnd()) << "nothing can be read";
-  EXPECT_EQ(std::filesystem::file_size(scratch.Name()), 0U);
+  EXPECT_EQ(std::filesystem::file_size(present.Text()), 0U);
 }
 
 TEST(Streams, FailuresAreReported) {
@@ -127,8 +104,8 @@ TEST(Streams, FailuresAreReported) {
 }
 
 TEST(Streams, PipesAreReadInPiecesAndCannotGoBack) {
-  const TScratchFile scratch("");
-  const std::string name = scratch.Name() + "-pipe";
+  const test::ScratchFolder folder;
+  const std::string name = folder.Path("pipe");
   ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
   std::thread writer([&] {
     TKaFileStream pipe(TKaPath(name), static_cast<kaOpenMode>(kaOpenForWrite), kaShareAll);

@@ -1,24 +1,9 @@
 #include <array>
-#include <atomic>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <stdexcept>
 
 #include "host_testing.h"
-
-namespace {
-std::atomic<int> g_allocations{0};
-}
-
-// Not inlined, or the compiler sees free() on a block from new.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  ++g_allocations;
-  if (void* const block = std::malloc(size)) return block;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+#include "tests/support/allocations.h"
 
 namespace {
 
@@ -49,10 +34,10 @@ struct TThrowsInConstructor {
 };
 
 TEST(VarA, ObjectAndCountAreOneAllocation) {
-  const int before = g_allocations;
+  const long before = test::AllocationCount();
   const auto owner = new_a<std::array<double, 100>>();
   const auto second = owner;
-  EXPECT_EQ(g_allocations - before, 1);
+  EXPECT_EQ(test::AllocationCount() - before, 1);
   EXPECT_THROW(new_a<TThrowsInConstructor>(), std::runtime_error);
 }
 
@@ -95,13 +80,7 @@ TEST(VarA, CountingIsSafeAcrossThreads) {
 }
 
 TEST(VarADeathTest, AThrowingDestructorEndsTheProcess) {
-  const auto drop_owner = [] {
-    try {
-      new_a<TThrowsInDestructor>();
-    } catch (const std::runtime_error&) {
-    }
-  };
-  EXPECT_DEATH(drop_owner(), "from a destructor");
+  EXPECT_DEATH(test::RuntimeErrorOf([] { new_a<TThrowsInDestructor>(); }), "from a destructor");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -15,17 +14,12 @@
 namespace {
 
 using namespace SatCommonUtils;
-using test::BitsOf;
-using test::Matrix;
-using test::RuntimeErrorOf;
-using test::Values;
-using test::ValuesOf;
-using test::Vector;
+using namespace test;
 
 TMatrix Random(std::size_t width, std::size_t height) {
   static std::mt19937_64 random(11);
   std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-  return test::Filled(width, height, [&] { return uniform(random); });
+  return Filled(width, height, [&] { return uniform(random); });
 }
 
 /// Two columns, rows of 2, 1 and 3 elements.
@@ -36,22 +30,14 @@ TMatrix Ragged() {
   return m;
 }
 
-TEST(Matrix, IsMade) {
-  EXPECT_EQ(ValuesOf(TMatrix(2)), (Values{1.0, 0.0, 0.0, 1.0}));
-  EXPECT_EQ(ValuesOf(TMatrix(TVector(1, 2, 3))), (Values{1.0, 0.0, 0.0, 0.0, 2.0, 0.0, 0.0, 0.0, 3.0}));
-  const TMatrix zeros(2, 3);
-  EXPECT_EQ(zeros.height, 3U);
-  EXPECT_EQ(zeros.rows[2].size, 2U);
+TEST(Matrix, IsMadeAndItsNameStaysWhereItIs) {
+  EXPECT_EQ(ValuesOf(TMatrix(2)), (Values{1, 0, 0, 1}));
+  EXPECT_EQ(ValuesOf(TMatrix(TVector(1, 2, 3))), (Values{1, 0, 0, 0, 2, 0, 0, 0, 3}));
   EXPECT_NE(TMatrix(0, 0).rows, nullptr);
-  const TMatrix named("2 3");
-  EXPECT_EQ(named.rows, nullptr);
-  EXPECT_EQ(named.width + named.height, 0U);
-  EXPECT_EQ(named.name, "2 3");
-  EXPECT_NE(TMatrix(named).rows, nullptr);
-}
-
-TEST(Matrix, NamesStayWhereTheyAre) {
   TMatrix a("a");
+  EXPECT_EQ(a.rows, nullptr);
+  EXPECT_EQ(a.width + a.height, 0U);
+  EXPECT_NE(TMatrix(a).rows, nullptr);
   a = Ragged();
   EXPECT_EQ(a.name, "a");
   TMatrix b(a);
@@ -93,27 +79,24 @@ TEST(Matrix, ColumnComesFirst) {
 TEST(Matrix, ShortRowsAreNoticedWhereSaid) {
   TMatrix m = Ragged();
   const Values before = ValuesOf(m);
-  EXPECT_EQ(RuntimeErrorOf([&] { m.SetElement(2, 0, 1.0); }), test::IndexError);
-  EXPECT_EQ(RuntimeErrorOf([&] { m.GetColomn(1); }), test::IndexError);
-  EXPECT_EQ(RuntimeErrorOf([&] { m.SwapColomns(1, 0); }), test::IndexError);
-  EXPECT_EQ(RuntimeErrorOf([&] { Random(1, 1) * m; }), test::IndexError);
-  EXPECT_EQ(RuntimeErrorOf([&] { Vector({1.0}) * m; }), test::IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { m.SetElement(2, 0, 1.0); }), IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { m.GetColomn(1); }), IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { m.SwapColomns(1, 0); }), IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { Random(1, 1) * m; }), IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { Vector({1.0}) * m; }), IndexError);
   EXPECT_EQ((TMatrix(5, 0) * m).width, 2U);
   EXPECT_EQ(ValuesOf(m), before);
-  EXPECT_EQ(RuntimeErrorOf([&] { m.SetColomn(1, TVector(7, 8, 9)); }), test::IndexError);
-  EXPECT_EQ(RuntimeErrorOf([&] { m.AddToDiag(TVector(1, 1, 1)); }), test::IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { m.SetColomn(1, TVector(7, 8, 9)); }), IndexError);
+  EXPECT_EQ(RuntimeErrorOf([&] { m.AddToDiag(TVector(1, 1, 1)); }), IndexError);
   EXPECT_EQ(ValuesOf(m), (Values{2, 7, 3, 4, 5, 6}));
 }
 
 TEST(Matrix, Clips) {
   TMatrix m = Matrix(2, {1, 2, 3, 4});
-  for (const auto& [width, height] : {std::pair(0, 1), std::pair(1, 0), std::pair(3, 1), std::pair(1, 3)}) {
-    EXPECT_FALSE(m.Clip(static_cast<std::size_t>(width), static_cast<std::size_t>(height)));
-  }
+  EXPECT_FALSE(m.Clip(0, 1) || m.Clip(1, 0) || m.Clip(3, 1) || m.Clip(1, 3));
   EXPECT_EQ(ValuesOf(m), (Values{1, 2, 3, 4}));
   EXPECT_TRUE(m.Clip(1, 2));
   EXPECT_EQ(m.width, 2U);
-  EXPECT_EQ(ValuesOf(m), (Values{1, 3}));
   EXPECT_FALSE(m.Clip(2, 1));
   EXPECT_EQ(ValuesOf(m), (Values{1, 3}));
   EXPECT_TRUE(m.Clip(1, 1));
@@ -158,7 +141,7 @@ TEST(Matrix, ProductHasTheBitsOfItsDotProducts) {
 TEST(Matrix, Texts) {
   TMatrix m = Matrix(2, {0, 1, -1, 2.5});
   EXPECT_EQ(m.Output(), "(   0.0000;   1.0000)\n(  -1.0000;   2.5000)\n");
-  const auto printed = [&m] { return test::DebugTextOf([&m] { m.DebugOutput(); }); };
+  const auto printed = [&m] { return DebugTextOf([&m] { m.DebugOutput(); }); };
   EXPECT_EQ(printed(), "\n(   0.0000;   1.0000)#\n(  -1.0000;   2.5000)#\n#");
   m.name = "m";
   m.Reset(2, 0);
@@ -166,7 +149,7 @@ TEST(Matrix, Texts) {
 
   m = Matrix(6, {0, 1, -1, 2.5, -2.5, NAN});
   const auto portrait = [&m](bool zeros, bool ones, bool signs) {
-    const std::string text = test::DebugTextOf([&] { m.DebugOutputPortrait(zeros, ones, signs); });
+    const std::string text = DebugTextOf([&] { m.DebugOutputPortrait(zeros, ones, signs); });
     EXPECT_EQ(text.substr(0, 11), "\n========\n#");
     EXPECT_EQ(text.substr(text.size() - 13), "|\n#========\n#");
     return text.substr(11, 8);
@@ -199,51 +182,29 @@ TEST(Matrix, GoesThroughBuffers) {
   ASSERT_EQ(stream.Text().size(), 6 * sizeof(double));
   std::memcpy(buffer.data(), stream.Text().data(), 6 * sizeof(double));
   EXPECT_EQ(buffer, full);
+  FullStream full_stream(5 * sizeof(double));
+  EXPECT_FALSE(Ragged().PutToStream(&full_stream));
 }
 
-TEST(Matrix, NoticesAStreamThatIsFull) {
-  class FullStream : public TKaStringStream {
-   public:
-    std::size_t Write(const void* source, std::size_t size) override {
-      return Text().empty() ? TKaStringStream::Write(source, size) : size - 1;
-    }
-  };
-  FullStream stream;
-  EXPECT_FALSE(Matrix(2, {1, 2, 3, 4, 5, 6}).PutToStream(&stream));
-  EXPECT_EQ(stream.Text().size(), 2 * sizeof(double));
-}
-
-TEST(Matrix, LivesInXml) {
-  const std::string xml =
-      test::SavedXml([](TKaXIniWriter* writer) { return Ragged().SaveToXML(writer, "m"); });
-  TKaXIniStreamReader reader = test::XmlReader(xml);
+TEST(Matrix, LivesInXmlAndReportsFailuresOfTheReader) {
+  const std::string xml = XmlOf(Ragged(), "m");
+  EXPECT_NE(xml.find("<value key=\"MatrixHeight\">3<"), std::string::npos);
+  EXPECT_NE(xml.find("<value key=\"1\">(3)<"), std::string::npos);
   TMatrix read("name");
-  EXPECT_FALSE(read.InitializeFromXML(&reader, "absent"));
-  ASSERT_TRUE(read.InitializeFromXML(&reader, "m"));
+  EXPECT_FALSE(ReadXml(xml, &read, "absent"));
+  ASSERT_TRUE(ReadXml(xml, &read, "m"));
   EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged()));
-  EXPECT_EQ(read.width, 2U);
   EXPECT_EQ(read.name, "name");
 
-  reader.EnterSectionSE("m");
-  EXPECT_EQ(reader.ReadE<int>(reader.FindFE("MatrixHeight", 0)), 3);
-  reader.EnterSectionSE("MatrixRows");
-  EXPECT_EQ(reader.ReadE<std::string>(reader.FindFE("1", 0)), "(3)");
-}
-
-TEST(Matrix, ReportsEveryFailureOfTheReader) {
   const TMatrix m = Matrix(1, {1, 2});
-  const std::string xml = test::SavedXml([&](TKaXIniWriter* writer) { return m.SaveToXML(writer, "m"); });
-  for (int failing = 0;; ++failing) {
-    test::FailingReader reader(xml, failing);
-    TMatrix read("m");
-    const bool done = read.InitializeFromXML(&reader, "m");
-    if (reader.NeverFailed()) break;
+  FailEachRead(XmlOf(m, "m"), [&](FailingReader* reader, int failing) {
+    TMatrix damaged("m");
+    const bool done = damaged.InitializeFromXML(reader, "m");
+    if (reader->NeverFailed()) return;
     // Only a missing row, or no rows at all, is no failure.
-    EXPECT_EQ(done, read.height == 2 && ValuesOf(read) != ValuesOf(m)) << failing;
-    if (done) {
-      EXPECT_NE(reader.EnterSectionS("m"), 0U);  // it has been left
-    }
-  }
+    EXPECT_EQ(done, damaged.height == 2 && ValuesOf(damaged) != ValuesOf(m)) << failing;
+    EXPECT_TRUE(!done || reader->EnterSectionS("m") != 0) << "it has not been left";
+  });
 }
 
 }  // namespace

@@ -38,25 +38,18 @@ TEST_F(NormalEquations, SumInTheOrderOfTheObservations) {
   ASSERT_TRUE(NormalEquationsSubMatrix(a_, w_, b_, &c));
   ASSERT_TRUE(NormalEquationsFreeTerm(a_, l_, w_, &u));
   EXPECT_EQ(n.name, "N");
+  const auto A = [&](auto column, auto k) { return a_.GetElement(column, k); };
+  const auto square = test::Sums(5, 5, Observations, [&](auto i, auto j, auto k) {
+    return w_[k] * A(std::max(i, j), k) * A(std::min(i, j), k);
+  });
+  const auto mixed = test::Sums(
+      3, 5, Observations, [&](auto i, auto j, auto k) { return w_[k] * A(i, k) * b_.GetElement(j, k); });
+  const auto free =
+      test::Sums(1, 5, Observations, [&](auto i, auto, auto k) { return A(i, k) * (l_[k] * w_[k]); });
+  EXPECT_EQ(BitsOf(n), BitsOf(square));
   ASSERT_EQ(c.width, 3U);
-  ASSERT_EQ(c.height, 5U);
-  for (std::size_t i = 0; i < 5; ++i) {
-    double free = 0.0;
-    for (std::size_t k = 0; k < Observations; ++k) free += a_.GetElement(i, k) * (l_[k] * w_[k]);
-    EXPECT_EQ(u[i], free);
-    for (std::size_t j = 0; j < 5; ++j) {
-      double square = 0.0;
-      double mixed = 0.0;
-      for (std::size_t k = 0; k < Observations; ++k) {
-        square += w_[k] * a_.GetElement(std::max(i, j), k) * a_.GetElement(std::min(i, j), k);
-        if (j < 3) mixed += w_[k] * a_.GetElement(i, k) * b_.GetElement(j, k);
-      }
-      EXPECT_EQ(n.GetElement(i, j), square);
-      if (j < 3) {
-        EXPECT_EQ(c.GetElement(j, i), mixed);
-      }
-    }
-  }
+  EXPECT_EQ(BitsOf(c), BitsOf(mixed));
+  EXPECT_EQ(BitsOf(u), BitsOf(free));
 }
 
 TEST_F(NormalEquations, TheOutputMayBeAnInput) {
@@ -82,10 +75,8 @@ TEST_F(NormalEquations, FailuresLeaveTheOutput) {
     EXPECT_FALSE(NormalEquationsFreeTerm(empty, w, w, &u));
     EXPECT_FALSE(NormalEquationsSubMatrix(empty, w, b_, &out));
   }
-  EXPECT_FALSE(NormalEquationsMatrix(a_, less, &out));
-  EXPECT_FALSE(NormalEquationsFreeTerm(a_, less, w_, &u));
-  EXPECT_FALSE(NormalEquationsFreeTerm(a_, w_, less, &u));
-  EXPECT_FALSE(NormalEquationsSubMatrix(a_, less, b_, &out));
+  EXPECT_FALSE(NormalEquationsMatrix(a_, less, &out) || NormalEquationsSubMatrix(a_, less, b_, &out));
+  EXPECT_FALSE(NormalEquationsFreeTerm(a_, less, w_, &u) || NormalEquationsFreeTerm(a_, w_, less, &u));
   EXPECT_FALSE(NormalEquationsSubMatrix(a_, w_, TMatrix(0, Observations), &out));
   EXPECT_FALSE(NormalEquationsSubMatrix(a_, w_, TMatrix(3, Observations + 1), &out));
 

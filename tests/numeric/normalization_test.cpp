@@ -6,6 +6,7 @@
 
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/string_tree.h"
+#include "tests/support/errors.h"
 
 namespace {
 
@@ -14,12 +15,7 @@ using SatCommonUtils::TStringTree;
 
 template <class Make>
 std::string MessageOf(Make make) {
-  try {
-    make();
-  } catch (const TKaMessage& message) {
-    return message.what();
-  }
-  return "no message";
+  return test::ErrorOf<TKaMessage>(make);
 }
 
 TEST(LinearNormalization, MapsBothWays) {
@@ -40,8 +36,7 @@ TEST(LinearNormalization, RefusesAZeroScale) {
   EXPECT_EQ(MessageOf([] { TLinearNormalization(2.0, 2.0, 3.0, 4.0); }), four);
 
   TLinearNormalization map(1.0, 2.0);
-  EXPECT_FALSE(map.Reset(7.0, 0.0));
-  EXPECT_FALSE(map.Reset(7.0, 8.0, 1.0, 1.0));
+  EXPECT_FALSE(map.Reset(7.0, 0.0) || map.Reset(7.0, 8.0, 1.0, 1.0));
   EXPECT_FALSE(map.Reset(1e-300, 0.0, 1e300, 0.0));  // the scale underflows
   EXPECT_EQ(map.Offset(), 1.0);
   EXPECT_EQ(map.Scale(), 2.0);
@@ -63,8 +58,7 @@ TEST(LinearNormalization, LivesInATree) {
   EXPECT_EQ(tree.GetName(Tag + 1, 1), "scale");
   tree.InsertDouble("scale", Tag + 1, 1, 0.0);
   TLinearNormalization kept(1.0, 2.0);
-  EXPECT_FALSE(kept.Reset(&tree, Tag + 1));
-  EXPECT_FALSE(kept.Reset(&tree, Tag + 2));
+  EXPECT_FALSE(kept.Reset(&tree, Tag + 1) || kept.Reset(&tree, Tag + 2));
   EXPECT_EQ(kept.Scale(), 2.0);
 }
 

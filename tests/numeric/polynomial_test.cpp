@@ -8,11 +8,13 @@
 #include "kelvane/module/host/string_tree.h"
 #include "kelvane/numeric/polynomial_approximation.h"
 #include "tests/support/failing_ini.h"
+#include "tests/support/files.h"
 #include "tests/support/matrices.h"
 
 namespace {
 
 using namespace SatCommonUtils;
+using test::TextThrownBy;
 using test::Values;
 
 Values CoefsOf(const TPolynome& p) {
@@ -26,16 +28,6 @@ TPolynome Of(const Values& coefs) { return TPolynome(coefs); }
 
 /// A polynomial without coefficients.
 TPolynome None() { return Of({1}).Derivative(); }
-
-template <class Action>
-std::string TextThrownBy(Action action) {
-  try {
-    action();
-  } catch (const char* text) {
-    return text;
-  }
-  return "nothing";
-}
 
 TEST(Polynome, ConstructionAndItsTexts) {
   EXPECT_EQ(TextThrownBy([] { TPolynome(-1, nullptr); }), "TPolynome::TPolynome(int, const double*)");
@@ -56,11 +48,11 @@ TEST(Polynome, ConstructionAndItsTexts) {
   EXPECT_TRUE(p.Initialize({1, 2, 3}, true));
   EXPECT_EQ(CoefsOf(p), Values({3, 2, 1}));
 
-  double out[5] = {9, 9, 9, 9, 9};
-  EXPECT_EQ(p.GetCoefs(out, 2), 0);
-  EXPECT_EQ(out[0], 9.0);
-  EXPECT_EQ(p.GetCoefs(out, 5), 3);
-  EXPECT_EQ(Values(out, out + 5), Values({3, 2, 1, 0, 0}));
+  Values out(5, 9.0);
+  EXPECT_EQ(p.GetCoefs(out.data(), 2), 0);
+  EXPECT_EQ(out, Values(5, 9.0));
+  EXPECT_EQ(p.GetCoefs(out.data(), 5), 3);
+  EXPECT_EQ(out, Values({3, 2, 1, 0, 0}));
 }
 
 TEST(Polynome, TextGoesThereAndBack) {
@@ -130,29 +122,20 @@ TEST(Polynome, LivesInATree) {
 
 TEST(Polynome, XmlAndEveryFailureToReadIt) {
   const TPolynome p = Of({0.1, -2, 1e300});
-  const std::string xml = test::SavedXml([&](TKaXIniWriter* writer) { return p.SaveToXML(writer, "P"); });
+  const std::string xml = test::XmlOf(p, "P");
   TPolynome read(0, nullptr);
-  TKaXIniStreamReader reader = test::XmlReader(xml);
-  ASSERT_TRUE(read.InitializeFromXML(&reader, "P"));
-  EXPECT_EQ(read, p);
-  EXPECT_FALSE(read.InitializeFromXML(&reader, "Q"));
-
-  int failing = 0;
-  for (bool done = false; !done; ++failing) {
-    test::FailingReader bad(xml, failing);
+  EXPECT_FALSE(test::ReadXml(xml, &read, "Q"));
+  const int operations = test::FailEachRead(xml, [&](test::FailingReader* reader, int failing) {
     TPolynome kept = Of({5});
-    done = kept.InitializeFromXML(&bad, "P");
-    EXPECT_EQ(done, bad.NeverFailed());
-    EXPECT_EQ(kept, done ? p : Of({5}));
-  }
-  EXPECT_GT(failing, 8);
-
+    const bool done = kept.InitializeFromXML(reader, "P");
+    EXPECT_EQ(done, reader->NeverFailed()) << failing;
+    EXPECT_EQ(kept, done ? p : Of({5})) << failing;
+  });
+  EXPECT_GT(operations, 7);
   for (const char* order : {"-1", "2000000000"}) {
-    std::string damaged = xml;
-    const std::size_t at = damaged.find('2', damaged.find("PolynomeOrder"));
-    ASSERT_NE(at, std::string::npos);
-    TKaXIniStreamReader other = test::XmlReader(damaged.replace(at, 1, order));
-    EXPECT_FALSE(read.InitializeFromXML(&other, "P")) << order;
+    const std::string other =
+        test::Replaced(xml, "\"PolynomeOrder\">2", std::string("\"PolynomeOrder\">") + order);
+    EXPECT_FALSE(test::ReadXml(other, &read, "P")) << order;
   }
 }
 

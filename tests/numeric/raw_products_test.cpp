@@ -16,6 +16,7 @@ namespace {
 
 using namespace SatCommonUtils;
 using test::BitsOf;
+using test::Sums;
 
 std::atomic<std::size_t> calls{0};
 
@@ -39,18 +40,6 @@ class RawProducts : public testing::Test {
   std::uniform_real_distribution<double> uniform_{-1.0, 1.0};
   std::uniform_int_distribution<int> exponent_{-8, 8};
 };
-
-/// The result whose element (column j, row i) is the sum of term(i, j, k) in increasing k.
-template <class Term>
-TMatrix Sums(std::size_t width, std::size_t height, std::size_t depth, Term term) {
-  TMatrix result(width, height);
-  for (std::size_t i = 0; i < height; ++i) {
-    for (std::size_t j = 0; j < width; ++j) {
-      for (std::size_t k = 0; k < depth; ++k) result.rows[i].data[j] += term(i, j, k);
-    }
-  }
-  return result;
-}
 
 /// What `multiply(C)` leaves where something stood before, having called back once for each row and allocated
 /// nothing, is the expected matrix.

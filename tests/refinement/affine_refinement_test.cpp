@@ -2,23 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/refinement/refinement_testing.h"
 
 namespace {
 
 using namespace SatCommonUtils;
 using test::Values;
-using test::Xml;
+using test::XmlOf;
 
 const TRPCRefinementDataAffine Skewed = {test::Skewed};
 const TRPCRefinementDataAffine Flat = {test::Flat};
 
 TEST(AffineRefinement, TellsUnityAndBiasExactly) {
-  const struct {
-    TRPCRefinementDataAffine data;
-    bool unity;
-    bool bias;
-  } cases[] = {
+  const std::tuple<TRPCRefinementDataAffine, bool, bool> cases[] = {
       {{}, true, true},
       {{7.0, 1.0, 0.0, -2.0, 0.0, 1.0}, false, true},
       {{1e-300, 1.0, 0.0, 0.0, 0.0, 1.0}, false, true},
@@ -26,63 +24,55 @@ TEST(AffineRefinement, TellsUnityAndBiasExactly) {
       {{0.0, 1.0, 0.0, 0.0, 1e-9, 1.0 + 1e-15}, false, false},
       {{0.0, 1.0 - 1e-15, 0.0, 0.0, 0.0, 1.0}, false, false},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.data.IsUnity(), c.unity) << Xml(c.data);
-    EXPECT_EQ(c.data.IsBias(), c.bias) << Xml(c.data);
+  for (const auto& [data, unity, bias] : cases) {
+    EXPECT_EQ(data.IsUnity(), unity) << XmlOf(data);
+    EXPECT_EQ(data.IsBias(), bias) << XmlOf(data);
   }
 }
 
 TEST(AffineRefinement, CorrectsBothWays) {
-  const struct {
-    TRPCRefinementDataAffine data;
-    Values raw;
-    Values refined;
-  } cases[] = {
+  const std::tuple<TRPCRefinementDataAffine, Values, Values> cases[] = {
       {{5.0, 1.0, 0.0, -3.0, 0.0, 1.0}, {100.0, 200.0}, {105.0, 197.0}},
       {{10.0, 2.0, 0.0, 0.0, 0.0, 2.0}, {5.0, 2.0}, {20.0, 4.0}},
       {{1.0, 0.0, 4.0, 2.0, 0.5, 0.0}, {8.0, 3.0}, {13.0, 6.0}},
   };
-  for (const auto& c : cases) {
-    const TRPCRefinementAffine refinement(c.data);
-    Values at = c.raw;
+  for (const auto& [data, raw, refined] : cases) {
+    const TRPCRefinementAffine refinement(data);
+    Values at = raw;
     refinement.RawToRefined(at[0], at[1], &at[0], &at[1]);
-    EXPECT_EQ(at, c.refined);
+    EXPECT_EQ(at, refined);
     refinement.RefinedToRaw(at[0], at[1], &at[0], &at[1]);
-    EXPECT_EQ(at, c.raw);
+    EXPECT_EQ(at, raw);
   }
   TRPCRefinementAffine refused(Skewed);
   TRPCRefinementAffine expected(Skewed);
   expected.SetRawToRefinedCoefs(Flat);
   EXPECT_FALSE(refused.Setup(Flat));
-  EXPECT_EQ(Xml(refused), Xml(expected));
+  EXPECT_EQ(XmlOf(refused), XmlOf(expected));
   refused.Reset();
   EXPECT_FALSE(refused.CalculateRefinedToRawCoefs());
-  EXPECT_EQ(Xml(refused), Xml(TRPCRefinementAffine()));
+  EXPECT_EQ(XmlOf(refused), XmlOf(TRPCRefinementAffine()));
   EXPECT_EQ(test::RuntimeErrorOf([] { TRPCRefinementAffine made(Flat); }),
             "TRPCRefinementAffine::TRPCRefinementAffine(const TRPCRefinementDataAffine& src)");
 }
 
 TEST(AffineRefinement, RecordNeedsAllItsKeys) {
-  const std::string xml = Xml(Skewed);
+  const std::string xml = XmlOf(Skewed);
+  EXPECT_EQ(XmlOf(*Skewed.CreateCopyN()), xml);
   TRPCRefinementDataAffine data;
-  ASSERT_TRUE(test::Read(xml, &data));
-  EXPECT_EQ(Xml(*data.CreateCopyN()), xml);
-  EXPECT_EQ(test::Writes(Skewed), 6);
-  data = {};
-  EXPECT_FALSE(test::Read(test::Replaced(xml, "SampleTilt", "Other"), &data));
+  EXPECT_FALSE(test::ReadXml(test::Replaced(xml, "SampleTilt", "Other"), &data));
   EXPECT_EQ(data.SampleTilt, 1.0);
   data.SampleTilt = Skewed.SampleTilt;
-  EXPECT_EQ(Xml(data), xml);
+  EXPECT_EQ(XmlOf(data), xml);
 }
 
 TEST(AffineRefinement, StoredInverseIsTakenAsItStands) {
   TRPCRefinementAffine odd(Skewed);
   odd.SetRefinedToRawCoefs(Flat);
-  const std::string xml = Xml(odd);
+  const std::string xml = XmlOf(odd);
   TRPCRefinementAffine read;
-  ASSERT_TRUE(test::Read(xml, &read));
-  EXPECT_EQ(Xml(read), xml);
-  EXPECT_EQ(test::Writes(odd), 16);
+  ASSERT_TRUE(test::ReadXml(xml, &read));
+  EXPECT_EQ(XmlOf(read), xml);
 
   // Entering, leaving, and two operations a key: what fails in the second section leaves the inverse
   // computed.
@@ -90,12 +80,12 @@ TEST(AffineRefinement, StoredInverseIsTakenAsItStands) {
     test::FailingReader reader(xml, failing);
     TRPCRefinementAffine half_read;
     EXPECT_EQ(half_read.InitializeFromXML(&reader), failing >= 14) << failing;
-    EXPECT_EQ(Xml(half_read), Xml(failing < 14 ? TRPCRefinementAffine() : TRPCRefinementAffine(Skewed)));
+    EXPECT_EQ(XmlOf(half_read), XmlOf(failing < 14 ? TRPCRefinementAffine() : TRPCRefinementAffine(Skewed)));
   }
   TRPCRefinementAffine flat;
   flat.SetRawToRefinedCoefs(Flat);
-  EXPECT_TRUE(test::Read(Xml(flat), &read));
-  EXPECT_FALSE(test::Read(test::Replaced(Xml(flat), "RefinedToRaw", "Other"), &read));
+  EXPECT_TRUE(test::ReadXml(XmlOf(flat), &read));
+  EXPECT_FALSE(test::ReadXml(test::Replaced(XmlOf(flat), "RefinedToRaw", "Other"), &read));
 }
 
 TEST(AffineRefinement, PrintsItself) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kelvane/refinement/affine_correction_xml.h"
@@ -11,8 +12,8 @@
 namespace {
 
 using namespace SatCommonUtilsNext;
-using test::Read;
-using test::Xml;
+using test::ReadXml;
+using test::XmlOf;
 
 const TRPCRefinementDataAffine Skewed(test::Skewed);
 const TRPCRefinementDataAffine Flat(test::Flat);
@@ -43,12 +44,7 @@ class Stranger : public TRPCRefinementData {
 };
 
 TEST(RefinementType, HasNamesAndParameters) {
-  const struct {
-    int value;
-    bool is_kind;
-    std::string name;
-    std::vector<std::string> parameters;
-  } cases[] = {
+  const std::tuple<int, bool, std::string, std::vector<std::string>> cases[] = {
       {-2, false, "Unknown", {}},
       {-1, false, "Undefined", {}},
       {0, true, "Auto", {}},
@@ -57,22 +53,22 @@ TEST(RefinementType, HasNamesAndParameters) {
       {7, false, "Unknown", {}},
       {2, true, "Affine", {"A1", "A2", "A3", "B1", "B2", "B3"}},
   };
-  for (const auto& c : cases) {
-    const TRPCRefinementType type = Type(c.value);
-    EXPECT_EQ(type.GetDebugName(), c.name);
-    EXPECT_EQ(type.GetUserName(), c.name);
+  for (const auto& [value, is_kind, name, parameters] : cases) {
+    const TRPCRefinementType type = Type(value);
+    EXPECT_EQ(type.GetDebugName(), name);
+    EXPECT_EQ(type.GetUserName(), name);
     std::vector<std::string> names = {"before"};
     EXPECT_EQ(type.GetParametersNames(&names), type.GetParametersCount());
-    EXPECT_EQ(names, c.parameters);
+    EXPECT_EQ(names, parameters);
 
     TRPCRefinementType set = Type(2);
-    EXPECT_EQ(set.Setup(c.value), c.is_kind) << c.value;
-    EXPECT_EQ(set.Value, c.is_kind ? c.value : -1) << c.value;
+    EXPECT_EQ(set.Setup(value), is_kind) << value;
+    EXPECT_EQ(set.Value, is_kind ? value : -1) << value;
     // What no host should have written reads as no kind.
-    const std::string xml = Xml(type);
-    EXPECT_EQ(xml.empty(), c.value == -1);
+    const std::string xml = XmlOf(type);
+    EXPECT_EQ(xml.empty(), value == -1);
     set = Type(2);
-    EXPECT_EQ(!xml.empty() && Read(xml, &set), c.is_kind) << c.value;
+    EXPECT_EQ(!xml.empty() && ReadXml(xml, &set), is_kind) << value;
   }
   EXPECT_FALSE(TRPCRefinementType().InitializeFromXML(nullptr));
   EXPECT_FALSE(Type(2).SaveToXML(nullptr));
@@ -91,15 +87,10 @@ TEST(RefinementData, IsUsableWhenAllIsSet) {
 }
 
 TEST(RefinementData, ReadsByItsKind) {
-  const std::string xml = Xml(Skewed);
-  EXPECT_EQ(test::Writes(Skewed), 8);
-  const struct {
-    std::string xml;
-    bool usable;  ///< as an affine record
-    bool made;    ///< by the factory
-    int type;     ///< of the affine record
-    double bias;
-  } cases[] = {
+  const std::string xml = XmlOf(Skewed);
+  // What is read, whether as an affine record it is usable, whether the factory makes it, the record's type
+  // and bias.
+  const std::tuple<std::string, bool, bool, int, double> cases[] = {
       {xml, true, true, 2, 5.0},
       {WithoutKind(xml), true, false, 2, 5.0},
       {OfKind(xml, "7"), true, false, 2, 5.0},
@@ -108,22 +99,22 @@ TEST(RefinementData, ReadsByItsKind) {
       {test::Replaced(xml, "SampleDrift", "Other"), false, false, 2, 5.0},
       {test::Replaced(xml, "\"LineBias\">5", "\"LineBias\">five"), false, false, 2, test::Max},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, usable, made, type, bias] : cases) {
     TRPCRefinementDataAffine data;
-    EXPECT_EQ(Read(c.xml, &data), c.usable) << c.xml;
-    EXPECT_EQ(Xml(data) == xml, c.usable) << c.xml;
-    EXPECT_EQ(data.GetType().Value, c.type) << c.xml;
-    EXPECT_EQ(data.LineBias, c.bias) << c.xml;
-    TKaXIniStreamReader reader = test::XmlReader(c.xml);
-    const var_a<TRPCRefinementData*> made = CreateRefinementDataFromXMLN(&reader);
-    EXPECT_EQ(made && Xml(*made) == xml, c.made) << c.xml;
-    EXPECT_EQ(static_cast<bool>(CreateRefinementDataCopyN(data)), c.type == 2);
+    EXPECT_EQ(ReadXml(text, &data), usable) << text;
+    EXPECT_EQ(XmlOf(data) == xml, usable) << text;
+    EXPECT_EQ(data.GetType().Value, type) << text;
+    EXPECT_EQ(data.LineBias, bias) << text;
+    TKaXIniStreamReader reader = test::XmlReader(text);
+    const var_a<TRPCRefinementData*> object = CreateRefinementDataFromXMLN(&reader);
+    EXPECT_EQ(object && XmlOf(*object) == xml, made) << text;
+    EXPECT_EQ(static_cast<bool>(CreateRefinementDataCopyN(data)), type == 2);
   }
   EXPECT_FALSE(TRPCRefinementDataAffine().InitializeFromXML(nullptr));
   Stranger stranger;
-  EXPECT_FALSE(Read(xml, &stranger));
-  EXPECT_TRUE(Read(OfKind(xml, "1"), &stranger));
-  EXPECT_FALSE(Read(OfKind(xml, "4"), &stranger));
+  EXPECT_FALSE(ReadXml(xml, &stranger));
+  EXPECT_TRUE(ReadXml(OfKind(xml, "1"), &stranger));
+  EXPECT_FALSE(ReadXml(OfKind(xml, "4"), &stranger));
   EXPECT_EQ(stranger.GetType().Value, -1);
 }
 
@@ -153,33 +144,29 @@ TEST(Refinement, IsUsableOnceItWasRead) {
   built.RefinedToRaw(at[0], at[1], &at[0], &at[1]);
   EXPECT_DOUBLE_EQ(at[0], 3.0);
 
-  const std::string xml = Xml(built);
-  EXPECT_EQ(test::Writes(built), 22);
+  const std::string xml = XmlOf(built);
   TRPCRefinementAffine read;
-  ASSERT_TRUE(Read(xml, &read) && read);
+  ASSERT_TRUE(ReadXml(xml, &read) && read);
   EXPECT_FALSE(read.GetRefinementData(nullptr));
-  EXPECT_EQ(Xml(*read.GetRefinementData()), Xml(Skewed));
+  EXPECT_EQ(XmlOf(*read.GetRefinementData()), XmlOf(Skewed));
   // A copy has the coefficients of what was read, and nothing of what was built.
   const TRPCRefinementAffine copy(read);
   EXPECT_FALSE(copy);
-  EXPECT_EQ(Xml(copy), xml);
-  EXPECT_EQ(Xml(TRPCRefinementAffine(built)), Xml(TRPCRefinementAffine()));
+  EXPECT_EQ(XmlOf(copy), xml);
+  EXPECT_EQ(XmlOf(TRPCRefinementAffine(built)), XmlOf(TRPCRefinementAffine()));
 }
 
 TEST(Refinement, ReadsByItsKindAndDerivesAMissingInverse) {
   TRPCRefinementAffine odd(Skewed);
   odd.SetRefinedToRawCoefs(Flat);
-  const std::string xml = Xml(odd);
-  const std::string derived = Xml(TRPCRefinementAffine(Skewed));
-  const std::string unset = Xml(TRPCRefinementAffine());
+  const std::string xml = XmlOf(odd);
+  const std::string derived = XmlOf(TRPCRefinementAffine(Skewed));
+  const std::string unset = XmlOf(TRPCRefinementAffine());
   TRPCRefinementAffine flat;
   flat.SetRawToRefinedCoefs(Flat);
   flat.SetRefinedToRawCoefs(Skewed);
-  const struct {
-    std::string xml;
-    std::string read;
-    bool made;  ///< by the factory
-  } cases[] = {
+  // What is read, what the object then writes, and whether the factory makes it.
+  const std::tuple<std::string, std::string, bool> cases[] = {
       {xml, xml, true},
       {WithoutKind(xml), xml, false},
       {OfKind(xml, "0"), unset, false},
@@ -187,16 +174,16 @@ TEST(Refinement, ReadsByItsKindAndDerivesAMissingInverse) {
       {test::Replaced(xml, "\"LineBias\">1<", "\"LineBias\">one<"), derived, true},
       {test::Replaced(xml, "RawToRefined", "Other"), unset, false},
       {test::Replaced(xml, "LineTilt", "Other"), unset, false},
-      {Xml(flat), Xml(flat), true},
-      {test::Replaced(Xml(flat), "RefinedToRaw", "Other"), unset, false},
+      {XmlOf(flat), XmlOf(flat), true},
+      {test::Replaced(XmlOf(flat), "RefinedToRaw", "Other"), unset, false},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, written, made] : cases) {
     TRPCRefinementAffine read(Skewed);
-    EXPECT_EQ(Read(c.xml, &read), c.read != unset) << c.xml;
-    EXPECT_EQ(static_cast<bool>(read), c.read != unset);
-    EXPECT_EQ(Xml(read), c.read);
-    TKaXIniStreamReader reader = test::XmlReader(c.xml);
-    EXPECT_EQ(static_cast<bool>(CreateRefinementFromXMLN(&reader)), c.made) << c.xml;
+    EXPECT_EQ(ReadXml(text, &read), written != unset) << text;
+    EXPECT_EQ(static_cast<bool>(read), written != unset);
+    EXPECT_EQ(XmlOf(read), written);
+    TKaXIniStreamReader reader = test::XmlReader(text);
+    EXPECT_EQ(static_cast<bool>(CreateRefinementFromXMLN(&reader)), made) << text;
   }
   EXPECT_FALSE(TRPCRefinementAffine().InitializeFromXML(nullptr));
 }

@@ -2,8 +2,6 @@
 /// What the tests of both generations share.
 #pragma once
 
-#include <string>
-
 #include "kelvane/refinement/affine_correction.h"
 #include "tests/support/failing_ini.h"
 #include "tests/support/files.h"
@@ -14,22 +12,5 @@ namespace test {
 constexpr double Max = 1.7976931348623157e308;
 constexpr SatCommonUtils::TAffineCorrection Skewed = {5.0, 1.0 + 1e-7, -1.0 / 3.0, -0.0, 5e-324, 2.0};
 constexpr SatCommonUtils::TAffineCorrection Flat = {1.0, 2.0, 1.0, 1.0, 4.0, 2.0};
-
-template <class Object>
-std::string Xml(const Object& object) {
-  return SavedXml([&](TKaXIniWriter* writer) { return object.SaveToXML(writer); });
-}
-
-template <class Object>
-bool Read(const std::string& xml, Object* object) {
-  TKaXIniStreamReader reader = XmlReader(xml);
-  return object->InitializeFromXML(&reader);
-}
-
-/// How many writes the object takes; -1 when one that failed was not the end.
-template <class Object>
-int Writes(const Object& object) {
-  return ReportedWrites([&](TKaXIniWriter* writer) { return object.SaveToXML(writer); });
-}
 
 }  // namespace test

@@ -233,9 +233,6 @@ TEST(AdjustedRpcXml, KeepsModelAndRefinement) {
     EXPECT_EQ(Xml(model), plain);
     EXPECT_FALSE(model.GetRPCRefinementData(nullptr));
   }
-  const TAdjustedRPC bare(test::NumberedRecord(), nullptr, &Drifted);
-  EXPECT_EQ(test::ReportedWrites([&](TKaXIniWriter* writer) { return bare.SaveToXML(writer); }, false),
-            90 + 2 * 4 + 2 + 16);
 }
 
 TEST(AdjustedRpcXml, FailuresCarryTheirTextsAndDropTheRefinement) {

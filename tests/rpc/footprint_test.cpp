@@ -12,7 +12,7 @@ namespace {
 using namespace SatCommonUtils;
 
 TEST(Footprint, CornersProjectToTheImagesCorners) {
-  const TRPCData data = test::SampleRecord("worldview3.RPB");
+  TRPCData data = test::SampleRecord("worldview3.RPB");
   std::array<TGroundPosition, 4> corners;
   ASSERT_TRUE(CalculateFootprint(TRPC(data, nullptr), &corners));
   const double signs[4][2] = {{-1, -1}, {-1, 1}, {1, 1}, {1, -1}};
@@ -22,12 +22,8 @@ TEST(Footprint, CornersProjectToTheImagesCorners) {
     EXPECT_NEAR(static_cast<double>(seen.line), data.LineOffset + signs[i][0] * data.LineScale, 1e-6);
     EXPECT_NEAR(static_cast<double>(seen.sample), data.SampleOffset + signs[i][1] * data.SampleScale, 1e-6);
   }
-}
-
-TEST(Footprint, LongitudesStayWithinHalfATurn) {
-  TRPCData data = test::SampleRecord("worldview3.RPB");
+  // Longitudes stay within half a turn.
   data.LongitudeOffset = 180.0;
-  std::array<TGroundPosition, 4> corners;
   ASSERT_TRUE(CalculateFootprint(TRPC(data, nullptr), &corners));
   EXPECT_NEAR(corners[0].Longitude, 179.98, 0.01);
   EXPECT_NEAR(corners[1].Longitude, -179.98, 0.01);
@@ -49,12 +45,11 @@ TEST(Footprint, AModelWithoutGroundSaysSo) {
   data.SampleNum[1] = 0.0;  // every ground point has sample 0
   std::array<TGroundPosition, 4> corners;
   TGroundSampleDistance distance;
-  EXPECT_FALSE(CalculateFootprint(TRPC(data, nullptr), &corners));
-  EXPECT_FALSE(CalculateGroundSampleDistance(TRPC(data, nullptr), &distance));
-  data.LineNum[2] = std::nan("");
-  EXPECT_FALSE(CalculateFootprint(TRPC(data, nullptr), &corners));
-  EXPECT_FALSE(CalculateFootprint(TRPC(), &corners));
-  EXPECT_FALSE(CalculateGroundSampleDistance(TRPC(), &distance));
+  TRPCData no_number = data;
+  no_number.LineNum[2] = std::nan("");
+  for (const TRPC& model : {TRPC(data, nullptr), TRPC(no_number, nullptr), TRPC()}) {
+    EXPECT_FALSE(CalculateFootprint(model, &corners) || CalculateGroundSampleDistance(model, &distance));
+  }
 }
 
 TEST(ModelDifference, IsTheLargestWithinTheImage) {

@@ -22,9 +22,17 @@ class GroundCube {
  public:
   explicit GroundCube(const TRPCData& data, unsigned seed = 5) : data_(data), random_(seed) {}
   TRPCEstimationDataItem Anywhere() {
-    return {data_.LatitudeOffset + data_.LatitudeScale * in_cube_(random_),
-            data_.LongitudeOffset + data_.LongitudeScale * in_cube_(random_),
-            data_.HeightOffset + data_.HeightScale * in_cube_(random_), 0.0, 0.0};
+    const double at[] = {in_cube_(random_), in_cube_(random_), in_cube_(random_)};
+    return At(at[0], at[1], at[2]);
+  }
+  TRPCEstimationDataItem Corner(int i) const {
+    const auto bit = [i](int k) { return (i >> k & 1) != 0 ? 1.0 : -1.0; };
+    return At(bit(0), bit(1), bit(2));
+  }
+  /// Where the normalised latitude, longitude and height are these.
+  TRPCEstimationDataItem At(double P, double L, double H) const {
+    return {data_.LatitudeOffset + data_.LatitudeScale * P, data_.LongitudeOffset + data_.LongitudeScale * L,
+            data_.HeightOffset + data_.HeightScale * H};
   }
 
  private:

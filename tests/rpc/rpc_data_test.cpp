@@ -23,10 +23,6 @@ void ForEachValue(TRPCData* data, Visit visit) {
   for (const auto& field : RPCDataFields) visit(&(data->*field.Value));
 }
 
-std::string RecordXml(const TRPCData& data) {
-  return test::SavedXml([&](TKaXIniWriter* writer) { return data.SaveToXML(writer); });
-}
-
 /// The text with every `from` replaced.
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -73,47 +69,37 @@ TEST(RpcData, AnyDifferenceTells) {
 }
 
 TEST(RpcDataXml, FormerNumeratorNamesAreRead) {
-  const std::string xml = RecordXml(NumberedRecord());
+  const std::string xml = test::XmlOf(NumberedRecord());
   EXPECT_EQ(xml.find("Nom"), std::string::npos);
-  TKaXIniStreamReader reader = test::XmlReader(Replaced(xml, "Num\"", "Nom\""));
   TRPCData read;
   std::string problem = "none";
-  ASSERT_TRUE(read.InitializeFromXML(&reader, &problem));
+  ASSERT_TRUE(test::ReadXml(Replaced(xml, "Num\"", "Nom\""), &read, &problem));
   EXPECT_EQ(problem, "none");
   EXPECT_TRUE(DebugRPCDataAreIdentical(NumberedRecord(), read));
-
-  TKaXIniStreamReader bad_reader = test::XmlReader(Replaced(xml, "LineDenom", "LineDen"));
-  EXPECT_FALSE(read.InitializeFromXML(&bad_reader, &problem));
+  EXPECT_FALSE(test::ReadXml(Replaced(xml, "LineDenom", "LineDen"), &read, &problem));
   EXPECT_NE(problem.find("LineDenom"), std::string::npos) << problem;
 }
 
 TEST(RpcDataXml, FailedReadKeepsWhatItRead) {
-  const std::string xml = Replaced(RecordXml(NumberedRecord()), "\"HeightScale\"", "\"Other\"");
-  TKaXIniStreamReader reader = test::XmlReader(xml);
+  const std::string xml = Replaced(test::XmlOf(NumberedRecord()), "\"HeightScale\"", "\"Other\"");
   TRPCData read;
   std::string problem;
-  EXPECT_FALSE(read.InitializeFromXML(&reader, &problem));
+  EXPECT_FALSE(test::ReadXml(xml, &read, &problem));
   EXPECT_NE(problem.find("HeightScale"), std::string::npos) << problem;
   EXPECT_EQ(read.HeightOffset, NumberedRecord().HeightOffset);
   EXPECT_EQ(read.HeightScale, TRPCData::Unset);
   EXPECT_EQ(read.LineNum[0], TRPCData::Unset);
 
-  TKaXIniStreamReader words = test::XmlReader(Replaced(xml, "\"Other\">", "\"HeightScale\">about "));
-  EXPECT_FALSE(read.InitializeFromXML(&words, &problem));
+  EXPECT_FALSE(test::ReadXml(Replaced(xml, "\"Other\">", "\"HeightScale\">about "), &read));
 }
 
 TEST(RpcDataXml, EveryFailureOfTheReaderIsReported) {
-  const std::string xml = RecordXml(NumberedRecord());
-  int failing = 0;
-  for (;; ++failing) {
-    test::FailingReader reader(xml, failing);
-    TRPCData data;
-    const bool read = data.InitializeFromXML(&reader);
-    if (reader.NeverFailed()) break;
-    // Failing to enter LineNum or SampleNum sends the reader to the former name, which is not there.
-    EXPECT_FALSE(read) << failing;
-  }
-  EXPECT_GE(failing, 2 * 90 + 2 * 4);
+  // Failing to enter LineNum or SampleNum sends the reader to the former name, which is not there.
+  const auto read = [](test::FailingReader* reader, int failing) {
+    const bool done = TRPCData().InitializeFromXML(reader);
+    EXPECT_EQ(done, reader->NeverFailed()) << failing;
+  };
+  EXPECT_GE(test::FailEachRead(test::XmlOf(NumberedRecord()), read), 2 * 90 + 2 * 4);
 }
 
 }  // namespace

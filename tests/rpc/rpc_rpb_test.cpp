@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "kelvane/rpc/rpc_data.h"
 #include "tests/support/files.h"
@@ -80,10 +81,10 @@ TEST(Rpb, ErrorFiguresFollowTheirRules) {
 
 TEST(Rpb, FailuresLeaveTheRecordUnsetAndSayWhy) {
   const std::string good = RpbOf(NumberedRecord());
-  const struct {
-    std::string text;
-    const char* reason;
-  } cases[] = {
+  const std::size_t first = good.find("\t\t\t", good.find("lineDenCoef"));
+  const std::string short_list = good.substr(0, first) + good.substr(good.find("\t\t\t", first + 3));
+  const std::pair<std::string, const char*> cases[] = {
+      {short_list, "numbers found: 19"},
       {"", ""},
       {"satId = \"X\";\nEND;", "IMAGE"},
       {Replaced(good, "\tlatScale", "\tlatScal"), "latScale"},
@@ -93,20 +94,13 @@ TEST(Rpb, FailuresLeaveTheRecordUnsetAndSayWhy) {
       {Replaced(good, "\tsampNumCoef = (\n", "\tsampNumCoef = (\n x,"), "sampNumCoef"},
       {Replaced(good, "END_GROUP = IMAGE\nEND;", ""), "IMAGE"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, reason] : cases) {
     TRPCData data = NumberedRecord();
     std::string problem;
-    EXPECT_FALSE(ReadRpb(c.text, &data, nullptr, &problem));
-    EXPECT_FALSE(problem.empty());
-    EXPECT_NE(problem.find(c.reason), std::string::npos) << problem;
+    EXPECT_FALSE(ReadRpb(text, &data, nullptr, &problem) || problem.empty());
+    EXPECT_TRUE(test::Contains(problem, reason));
     EXPECT_TRUE(DebugRPCDataAreIdentical(data, TRPCData()));
   }
-  const std::size_t first = good.find("\t\t\t", good.find("lineDenCoef"));
-  const std::string short_list = good.substr(0, first) + good.substr(good.find("\t\t\t", first + 3));
-  TRPCData data;
-  std::string problem;
-  EXPECT_FALSE(ReadRpb(short_list, &data, nullptr, &problem));
-  EXPECT_NE(problem.find("numbers found: 19"), std::string::npos) << problem;
 }
 
 TEST(Rpb, TruncatedAtAnyByteIsRefused) {

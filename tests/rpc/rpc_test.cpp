@@ -4,27 +4,28 @@
 
 #include <cmath>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "kelvane/module/host/message.h"
 #include "kelvane/rpc/rpc_polynomials.h"
+#include "tests/rpc/ground_cube.h"
+#include "tests/support/errors.h"
 #include "tests/support/failing_ini.h"
+#include "tests/support/files.h"
 #include "tests/support/records.h"
 
 namespace {
 
 using namespace SatCommonUtils;
+using test::ReadXml;
+using test::Replaced;
+using test::XmlOf;
 
 constexpr char ZeroScaleText[] = "TLinearNormalization::TLinearNormalization(const double&,const double&)";
 
-std::string ModelXml(const TRPC& model) {
-  return test::SavedXml([&](TKaXIniWriter* writer) { return model.SaveToXML(writer); });
-}
-
-bool Has(const std::string& xml, const std::string& key) {
-  return xml.find("key=\"" + key + "\"") != std::string::npos;
+bool Has(const TRPC& model, const std::string& key) {
+  return test::XmlOf(model).find("key=\"" + key + "\"") != std::string::npos;
 }
 
 TRPC LoadedModel() {
@@ -32,152 +33,98 @@ TRPC LoadedModel() {
   return TRPC(test::NumberedRecord(), &margin);
 }
 
-class RealModel : public testing::TestWithParam<const char*> {};
+/// Samples of sensors, and a model that each of its coefficients bends.
+class RealModel : public testing::TestWithParam<const char*> {
+ protected:
+  const TRPCData data_ =
+      GetParam() == std::string("bent") ? test::BentRecord() : test::SampleRecord(GetParam());
+  const TRPC model_{data_, nullptr};
+  std::mt19937_64 random_{1};
+};
 
 TEST_P(RealModel, ProjectsAsAnIndependentEvaluationDoes) {
-  const TRPCData data = test::SampleRecord(GetParam());
-  ASSERT_TRUE(data);
-  const TRPC model(data, nullptr);
-  std::mt19937_64 random(1);
+  ASSERT_TRUE(data_);
   std::uniform_real_distribution<double> around(-1.2, 1.2);
   for (int i = 0; i < 2000; ++i) {
-    const double lat = data.LatitudeOffset + around(random) * data.LatitudeScale;
-    const double lon = data.LongitudeOffset + around(random) * data.LongitudeScale;
-    const double h = data.HeightOffset + around(random) * data.HeightScale;
-    double line = 0.0;
-    double sample = 0.0;
-    model.CalculateLineSample(lat, lon, h, &line, &sample, nullptr, nullptr);
-    const test::ImagePoint expected = test::Projected(data, lat, lon, h);
-    ASSERT_NEAR(line, static_cast<double>(expected.line), 1e-9) << lat << ' ' << lon << ' ' << h;
-    ASSERT_NEAR(sample, static_cast<double>(expected.sample), 1e-9) << lat << ' ' << lon << ' ' << h;
+    const double lat = data_.LatitudeOffset + around(random_) * data_.LatitudeScale;
+    const double lon = data_.LongitudeOffset + around(random_) * data_.LongitudeScale;
+    const double h = data_.HeightOffset + around(random_) * data_.HeightScale;
+    const auto seen = test::SeenBy(model_, {lat, lon, h});
+    const test::ImagePoint expected = test::Projected(data_, lat, lon, h);
+    ASSERT_NEAR(seen.Line, static_cast<double>(expected.line), 1e-9) << lat << ' ' << lon << ' ' << h;
+    ASSERT_NEAR(seen.Sample, static_cast<double>(expected.sample), 1e-9) << lat << ' ' << lon << ' ' << h;
   }
 }
 
 TEST_P(RealModel, DerivativesAreThoseOfTheProjection) {
-  const TRPCData data = test::SampleRecord(GetParam());
-  const TRPC model(data, nullptr);
-  std::mt19937_64 random(2);
-  std::uniform_real_distribution<double> around(-1.0, 1.0);
-  const double scales[] = {data.LatitudeScale, data.LongitudeScale, data.HeightScale};
+  test::GroundCube cube(data_);
+  const double scales[] = {data_.LatitudeScale, data_.LongitudeScale, data_.HeightScale};
   for (int i = 0; i < 200; ++i) {
-    const double ground[] = {data.LatitudeOffset + around(random) * scales[0],
-                             data.LongitudeOffset + around(random) * scales[1],
-                             data.HeightOffset + around(random) * scales[2]};
+    const auto at = cube.Anywhere();
     double by_line[3];
     double by_sample[3];
-    double line = 0.0;
-    double sample = 0.0;
-    model.CalculateLineSample(ground[0], ground[1], ground[2], &line, &sample, by_line, by_sample);
     double alone[3];
-    double same_line = 0.0;
-    double same_sample = 0.0;
-    model.CalculateLineSample(ground[0], ground[1], ground[2], &same_line, &same_sample, nullptr, alone);
-    ASSERT_EQ(same_line, line);
+    double to[2];
+    double same[2];
+    model_.CalculateLineSample(at.Latitude, at.Longitude, at.Height, &to[0], &to[1], by_line, by_sample);
+    model_.CalculateLineSample(at.Latitude, at.Longitude, at.Height, &same[0], &same[1], nullptr, alone);
+    ASSERT_EQ(same[0], to[0]);
     for (int x = 0; x < 3; ++x) {
       const long double step = 1e-5L * scales[x];
-      const auto at = [&](long double sign) {
-        long double g[] = {ground[0], ground[1], ground[2]};
+      const auto moved = [&](long double sign) {
+        long double g[] = {at.Latitude, at.Longitude, at.Height};
         g[x] += sign * step;
-        return test::Projected(data, g[0], g[1], g[2]);
+        return test::Projected(data_, g[0], g[1], g[2]);
       };
       const auto central = [&](long double after, long double before) {
         return static_cast<double>((after - before) / (2.0L * step));
       };
-      const double pixels = 1e-9 * data.SampleScale / std::fabs(scales[x]);
-      ASSERT_NEAR(by_line[x], central(at(1).line, at(-1).line), pixels) << x;
-      ASSERT_NEAR(by_sample[x], central(at(1).sample, at(-1).sample), pixels) << x;
+      const double pixels = 1e-9 * data_.SampleScale / std::fabs(scales[x]);
+      ASSERT_NEAR(by_line[x], central(moved(1).line, moved(-1).line), pixels) << x;
+      ASSERT_NEAR(by_sample[x], central(moved(1).sample, moved(-1).sample), pixels) << x;
       ASSERT_EQ(alone[x], by_sample[x]);
     }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, RealModel,
-                         testing::Values("worldview3.RPB", "pleiades_1.xml", "pleiades_2.xml"));
-
-TEST(RpcPolynomials, EachCoefficientHasItsTerm) {
-  const double P = 0.7;
-  const double L = -0.3;
-  const double H = 1.1;
-  for (std::size_t k = 0; k < 20; ++k) {
-    double c[20] = {};
-    const double zero[20] = {};
-    c[k] = 2.0;
-    const double* const table[] = {zero, c, zero, zero};
-    double values[4];
-    double dP[4];
-    double dL[4];
-    double dH[4];
-    CalculateRPCPolynomes(P, L, H, table, values, dP, dL, dH);
-    EXPECT_EQ(values[0], 0.0);
-    EXPECT_NEAR(values[1], static_cast<double>(test::Polynomial(c, P, L, H)), 1e-15) << k;
-    const long double step = 1e-6L;
-    const auto derivative = [&](long double p, long double l, long double h) {
-      return static_cast<double>((test::Polynomial(c, P + p * step, L + l * step, H + h * step) -
-                                  test::Polynomial(c, P - p * step, L - l * step, H - h * step)) /
-                                 (2.0L * step));
-    };
-    EXPECT_NEAR(dP[1], derivative(1, 0, 0), 1e-10) << k;
-    EXPECT_NEAR(dL[1], derivative(0, 1, 0), 1e-10) << k;
-    EXPECT_NEAR(dH[1], derivative(0, 0, 1), 1e-10) << k;
-  }
-  const double* const none[] = {nullptr, nullptr, nullptr, nullptr};
-  CalculateRPCPolynomes(P, L, H, none, nullptr, nullptr, nullptr, nullptr);
-}
-
-TEST(Rpc, TheModelsArithmeticIsThatOfThePolynomials) {
-  const TRPCData data = test::SampleRecord("worldview3.RPB");
-  const TRPC model(data, nullptr);
-  const double* const table[] = {data.LineNum, data.LineDenom, data.SampleNum, data.SampleDenom};
-  std::mt19937_64 random(3);
+TEST_P(RealModel, ArithmeticIsThatOfThePolynomials) {
+  const double* const table[] = {data_.LineNum, data_.LineDenom, data_.SampleNum, data_.SampleDenom};
   std::uniform_real_distribution<double> around(-1.0, 1.0);
   for (int i = 0; i < 1000; ++i) {
-    const double P = around(random);
-    const double L = around(random);
-    const double H = around(random);
+    const double P = around(random_);
+    const double L = around(random_);
+    const double H = around(random_);
     double v[4];
     double by[3][4];
-    CalculateRPCPolynomes(P, L, H, table, v, by[0], by[1], by[2]);
-    double line = 0.0;
-    double sample = 0.0;
+    CalculateRPCPolynomes(P, L, H, table, v, by[0], by[1], nullptr);
+    CalculateRPCPolynomes(P, L, H, table, nullptr, nullptr, nullptr, by[2]);
+    double to[2];
     double by_line[3];
     double by_sample[3];
-    model.CalculateLineSampleNormalized(P, L, H, &line, &sample, by_line, nullptr);
-    model.CalculateLineSampleNormalized(P, L, H, &line, &sample, nullptr, by_sample);
-    ASSERT_EQ(line, v[0] / v[1]);
-    ASSERT_EQ(sample, v[2] / v[3]);
-    const double ground[] = {data.LatitudeOffset + P * data.LatitudeScale,
-                             data.LongitudeOffset + L * data.LongitudeScale,
-                             data.HeightOffset + H * data.HeightScale};
-    const double scales[] = {data.LatitudeScale, data.LongitudeScale, data.HeightScale};
-    double real_by_line[3];
-    model.CalculateLineSample(ground[0], ground[1], ground[2], &line, &sample, real_by_line, nullptr);
+    model_.CalculateLineSampleNormalized(P, L, H, &to[0], &to[1], by_line, nullptr);
+    model_.CalculateLineSampleNormalized(P, L, H, &to[0], &to[1], nullptr, by_sample);
+    ASSERT_EQ(to[0], v[0] / v[1]);
+    ASSERT_EQ(to[1], v[2] / v[3]);
     for (int x = 0; x < 3; ++x) {
       ASSERT_EQ(by_line[x], (v[1] * by[x][0] - v[0] * by[x][1]) / (v[1] * v[1]));
       ASSERT_EQ(by_sample[x], (v[3] * by[x][2] - v[2] * by[x][3]) / (v[3] * v[3]));
-      ASSERT_NEAR(real_by_line[x], by_line[x] * (data.LineScale / scales[x]),
-                  1e-12 * std::fabs(real_by_line[x]) + 1e-9);
     }
   }
 }
 
+INSTANTIATE_TEST_SUITE_P(Samples, RealModel,
+                         testing::Values("worldview3.RPB", "pleiades_1.xml", "pleiades_2.xml", "bent"));
+
 TEST(Rpc, IdentityAndZeroDenominator) {
   const TRPC model(test::IdentityRecord(), nullptr);
-  double line = 0.0;
-  double sample = 0.0;
-  double by_line[3];
-  double by_sample[3];
-  model.CalculateLineSample(12.5, -7.0, 99.0, &line, &sample, by_line, by_sample);
-  EXPECT_EQ(line, 12.5);
-  EXPECT_EQ(sample, -7.0);
-  EXPECT_EQ(by_line[0], 1.0);
-  EXPECT_EQ(by_line[1], 0.0);
-  EXPECT_EQ(by_sample[0], 0.0);
-  EXPECT_EQ(by_sample[1], 1.0);
+  const auto seen = test::SeenBy(model, {12.5, -7.0, 99.0});
+  EXPECT_EQ(seen.Line, 12.5);
+  EXPECT_EQ(seen.Sample, -7.0);
   TRPCData flat = test::IdentityRecord();
   flat.LineDenom[0] = 0.0;
-  TRPC(flat, nullptr).CalculateLineSample(1.0, 2.0, 3.0, &line, &sample, nullptr, nullptr);
-  EXPECT_TRUE(std::isinf(line));
-  EXPECT_EQ(sample, 2.0);
+  const auto nowhere = test::SeenBy(TRPC(flat, nullptr), {1.0, 2.0, 3.0});
+  EXPECT_TRUE(std::isinf(nowhere.Line));
+  EXPECT_EQ(nowhere.Sample, 2.0);
 }
 
 TEST(Rpc, AZeroScaleLeavesTheModelEmpty) {
@@ -187,12 +134,7 @@ TEST(Rpc, AZeroScaleLeavesTheModelEmpty) {
     data.*field.Value = 0.0;
     TRPC model = LoadedModel();
     ASSERT_TRUE(model.SetRasterDims(5, 6));
-    try {
-      model.SetRPCData(data);
-      ADD_FAILURE() << field.Name;
-    } catch (const TKaMessage& message) {
-      EXPECT_STREQ(message.what(), ZeroScaleText);
-    }
+    EXPECT_EQ(test::ErrorOf<TKaMessage>([&] { model.SetRPCData(data); }), ZeroScaleText) << field.Name;
     TRPCData read = data;
     model.GetRPCData(&read);
     EXPECT_TRUE(DebugRPCDataAreIdentical(read, TRPCData()));
@@ -200,7 +142,7 @@ TEST(Rpc, AZeroScaleLeavesTheModelEmpty) {
     EXPECT_FALSE(model.GetMargin(&margin));
     EXPECT_FALSE(model.GetRasterDims(nullptr, nullptr));
     EXPECT_FALSE(model.CreateVCopy());
-    EXPECT_EQ(ModelXml(model), "");
+    EXPECT_EQ(XmlOf(model), "");
   }
 }
 
@@ -230,64 +172,46 @@ TEST(Rpc, RasterSizeAndMarginAreKeptApartFromNonsense) {
 
 TEST(RpcXml, KeepsTheWholeModel) {
   TRPC model = LoadedModel();
-  EXPECT_FALSE(Has(ModelXml(model), "RasterWidth"));
-  EXPECT_FALSE(Has(ModelXml(model), "Approximation"));
+  EXPECT_FALSE(Has(model, "RasterWidth") || Has(model, "Approximation"));
   model.SetRasterDims(300, 400);
-  const std::string approximation = [] {
-    std::string section = "<section key=\"Approximation\">";
-    for (const char* part : {"LineNum", "LineDenom", "SampleNum", "SampleDenom"}) {
-      for (const char* what : {"LatCoef", "LonCoef", "HCoef", "FreeTerm"}) {
-        section += std::string("<value key=\"") + part + what + "\">0.125</value>";
-      }
+  std::string approximation = "<section key=\"Approximation\">";
+  for (const char* part : {"LineNum", "LineDenom", "SampleNum", "SampleDenom"}) {
+    for (const char* what : {"LatCoef", "LonCoef", "HCoef", "FreeTerm"}) {
+      approximation += std::string("<value key=\"") + part + what + "\">0.125</value>";
     }
-    return section + "</section></configuration>";
-  }();
-  std::string xml = ModelXml(model);
-  xml.replace(xml.rfind("</configuration>"), std::string::npos, approximation);
-
-  TKaXIniStreamReader reader = test::XmlReader(xml);
-  const TRPC read(&reader);
-  EXPECT_TRUE(Has(ModelXml(read), "Approximation"));
+  }
+  const std::string xml =
+      Replaced(XmlOf(model), "</configuration>", approximation + "</section></configuration>");
+  TRPC read;
+  ASSERT_TRUE(ReadXml(xml, &read) && Has(read, "Approximation"));
   TRPCData data;
   read.GetRPCData(&data);
   EXPECT_TRUE(DebugRPCDataAreIdentical(data, test::NumberedRecord()));
-
   const var_a<TRPC*> copy = read.CreateVCopy();
   ASSERT_TRUE(copy);
-  EXPECT_EQ(ModelXml(*copy), ModelXml(model));  // as it was before it had an approximation
+  EXPECT_EQ(XmlOf(*copy), XmlOf(model));  // as it was before it had an approximation
 
   // A new record drops the approximation of the old one.
-  TKaXIniStreamReader another = test::XmlReader(xml);
-  TRPC renewed(&another);
-  renewed.SetRPCData(data);
-  EXPECT_FALSE(Has(ModelXml(renewed), "Approximation"));
+  read.SetRPCData(data);
+  EXPECT_FALSE(Has(read, "Approximation"));
   // Raster sizes are taken as they stand.
-  const std::string size = "\"RasterHeight\">400";
-  TKaXIniStreamReader negative =
-      test::XmlReader(std::string(xml).replace(xml.find(size), size.size(), "\"RasterHeight\">-4"));
-  TRPC odd(&negative);
-  EXPECT_FALSE(odd.GetRasterDims(nullptr, nullptr));
+  ASSERT_TRUE(ReadXml(Replaced(xml, "\"RasterHeight\">400", "\"RasterHeight\">-4"), &read));
+  EXPECT_FALSE(read.GetRasterDims(nullptr, nullptr));
   int width = 0;
   int height = 0;
-  EXPECT_FALSE(odd.GetRasterDims(&width, &height));
+  EXPECT_FALSE(read.GetRasterDims(&width, &height));
   EXPECT_EQ(width, 0);
-  EXPECT_FALSE(Has(ModelXml(odd), "RasterWidth"));
+  EXPECT_FALSE(Has(read, "RasterWidth"));
 
-  const std::string last_key = "<value key=\"SampleDenomFreeTerm\">0.125</value>";
-  xml.replace(xml.find(last_key), last_key.size(), "");
-  TKaXIniStreamReader short_reader = test::XmlReader(xml);
-  EXPECT_FALSE(Has(ModelXml(TRPC(&short_reader)), "Approximation"));
+  ASSERT_TRUE(ReadXml(Replaced(xml, "\"SampleDenomFreeTerm\"", "\"Other\""), &read));
+  EXPECT_FALSE(Has(read, "Approximation"));
 }
 
 TEST(RpcXml, ABrokenMarginHidesWhatStandsBehindIt) {
   TRPC model = LoadedModel();
   model.SetRasterDims(300, 400);
-  std::string xml = ModelXml(model);
-  const std::size_t vertex = xml.find("<point");
-  xml.replace(vertex, xml.find("/>", vertex) + 2 - vertex, "<value key=\"Vertex\">1</value>");
-  TKaXIniStreamReader reader = test::XmlReader(xml);
   TRPC read;
-  ASSERT_TRUE(read.InitializeFromXML(&reader));
+  ASSERT_TRUE(ReadXml(Replaced(XmlOf(model), "<point", "<value key=\"Vertex\"/><other"), &read));
   TPolygon margin;
   EXPECT_FALSE(read.GetMargin(&margin));
   EXPECT_FALSE(read.GetRasterDims(nullptr, nullptr));
@@ -295,38 +219,23 @@ TEST(RpcXml, ABrokenMarginHidesWhatStandsBehindIt) {
 
 TEST(RpcXml, FailuresCarryTheirTexts) {
   TKaXIniStreamReader empty = test::XmlReader(test::SavedXml([](TKaXIniWriter*) { return true; }));
-  try {
-    const TRPC model(&empty);
-    ADD_FAILURE();
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "TRPC::TRPC(TKaXIniReader *src)");
-  }
+  EXPECT_EQ(test::RuntimeErrorOf([&] { TRPC model(&empty); }), "TRPC::TRPC(TKaXIniReader *src)");
   TRPCData zero = test::NumberedRecord();
   zero.HeightScale = 0.0;
-  const std::string xml = test::SavedXml([&](TKaXIniWriter* writer) { return zero.SaveToXML(writer); });
-  TKaXIniStreamReader reader = test::XmlReader(xml);
   TRPC model;
-  EXPECT_THROW(model.InitializeFromXML(&reader), TKaMessage);
+  EXPECT_EQ(test::ErrorOf<TKaMessage>([&] { ReadXml(XmlOf(zero), &model); }), ZeroScaleText);
 
-  TRPC loaded = LoadedModel();
-  loaded.SetRasterDims(3, 4);
-  const std::string whole = ModelXml(loaded);
-  TKaXIniStreamReader whole_reader = test::XmlReader(whole);
-  TRPC approximated(&whole_reader);
+  TRPC approximated = LoadedModel();
+  approximated.SetRasterDims(3, 4);
   approximated.EnsureApproximation();
-  const std::string with_approximation = ModelXml(approximated);
   // Of what stands behind the record, only a section that cannot be left is a failure: the approximation's.
   std::vector<int> failed;
-  int operations = 0;
-  for (;; ++operations) {
-    test::FailingReader failing_reader(with_approximation, operations);
-    const bool read = TRPC().InitializeFromXML(&failing_reader);
-    if (failing_reader.NeverFailed()) break;
-    if (!read) failed.push_back(operations);
-  }
+  const auto read = [&](test::FailingReader* reader, int failing) {
+    if (!TRPC().InitializeFromXML(reader)) failed.push_back(failing);
+  };
+  const int operations = test::FailEachRead(XmlOf(approximated), read);
   ASSERT_GT(failed.size(), 180U);
-  EXPECT_EQ(failed[failed.size() - 1], operations - 1)
-      << "leaving the approximation, the last operation of all";
+  EXPECT_EQ(failed.back(), operations - 1) << "leaving the approximation, the last operation of all";
   EXPECT_LT(failed[failed.size() - 2], operations - 40) << "then nothing before the record's";
   // A margin that cannot be written does not fail a model that has a size: only failures before the
   // margin and behind it count.

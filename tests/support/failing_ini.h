@@ -1,7 +1,10 @@
 /// \file
-/// A reader and a writer whose n-th operation fails, to see what a half-done read or write leaves.
+/// Readers, writers and streams that fail on the way, to see what a half-done read or write leaves; and
+/// objects to and from the text of a document.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 
 #include "host/ini_xml.h"
@@ -44,23 +47,17 @@ class FailingReader : public TKaXIniStreamReader {
   unsigned long EnterSection(const std::string& name) override {
     return countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
   }
-  bool GetValue(unsigned long index, double* value) const override {
-    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
-  }
-  bool GetValue(unsigned long index, int* value) const override {
-    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
-  }
-  bool GetValue(unsigned long index, unsigned long* value) const override {
-    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
-  }
-  bool GetValue(unsigned long index, bool* value) const override {
-    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
-  }
-  bool GetValue(unsigned long index, std::string* value) const override {
-    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
-  }
+  bool GetValue(unsigned long index, double* value) const override { return Value(index, value); }
+  bool GetValue(unsigned long index, int* value) const override { return Value(index, value); }
+  bool GetValue(unsigned long index, unsigned long* value) const override { return Value(index, value); }
+  bool GetValue(unsigned long index, bool* value) const override { return Value(index, value); }
+  bool GetValue(unsigned long index, std::string* value) const override { return Value(index, value); }
 
  private:
+  template <class T>
+  bool Value(unsigned long index, T* value) const {
+    return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
+  }
   mutable Countdown countdown_;
 };
 
@@ -83,35 +80,40 @@ class FailingWriter : public TKaXIniXmlWriter {
   }
 
  protected:
-  bool PutValue(const std::string& key, const double& value) override {
-    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
-  }
-  bool PutValue(const std::string& key, const int& value) override {
-    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
-  }
-  bool PutValue(const std::string& key, const unsigned long& value) override {
-    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
-  }
-  bool PutValue(const std::string& key, const bool& value) override {
-    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
-  }
-  bool PutValue(const std::string& key, const std::string& value) override {
-    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
-  }
+  bool PutValue(const std::string& key, const double& value) override { return Put(key, value); }
+  bool PutValue(const std::string& key, const int& value) override { return Put(key, value); }
+  bool PutValue(const std::string& key, const unsigned long& value) override { return Put(key, value); }
+  bool PutValue(const std::string& key, const bool& value) override { return Put(key, value); }
+  bool PutValue(const std::string& key, const std::string& value) override { return Put(key, value); }
 
  private:
+  template <class T>
+  bool Put(const std::string& key, const T& value) {
+    return !countdown_.Fails() && TKaXIniXmlWriter::PutValue(key, value);
+  }
   Countdown countdown_;
 };
 
-/// How many operations `save(writer)` takes, each of which was made to fail in turn; -1 when one of those
-/// failures was not reported, or, unless `stops` is false, not the end.
-template <class Save>
-int ReportedWrites(Save save, bool stops = true) {
+/// Takes a number of bytes, then no more, as a full disk does.
+class FullStream : public TKaStringStream {
+ public:
+  explicit FullStream(std::size_t capacity) : capacity_(capacity) {}
+  std::size_t Write(const void* source, std::size_t size) override {
+    return TKaStringStream::Write(source, std::min(size, capacity_ - Text().size()));
+  }
+
+ private:
+  std::size_t capacity_;
+};
+
+/// Calls `read(&reader, failing)` with readers that fail in operation number 0, 1 ... until one has not
+/// failed; how many operations that one did.
+template <class Read>
+int FailEachRead(const std::string& xml, Read read) {
   for (int failing = 0;; ++failing) {
-    FailingWriter writer(failing);
-    const bool written = save(&writer);
-    if (writer.NeverFailed()) return written ? failing : -1;
-    if (written || (stops && !writer.StoppedThere())) return -1;
+    FailingReader reader(xml, failing);
+    read(&reader, failing);
+    if (reader.NeverFailed()) return failing;
   }
 }
 
@@ -123,9 +125,22 @@ std::string SavedXml(Save save) {
   return save(&writer) && writer.Save(&stream) ? stream.Text() : std::string();
 }
 
+/// What an object writes, in the current section or under a key; empty when it fails.
+template <class Object, class... Key>
+std::string XmlOf(const Object& object, Key... key) {
+  return SavedXml([&](TKaXIniWriter* writer) { return object.SaveToXML(writer, key...); });
+}
+
 /// A reader over a document's text.
 inline TKaXIniStreamReader XmlReader(const std::string& xml) {
   return TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr);
+}
+
+/// Reads an object, in the current section or under a key, with what else it takes.
+template <class Object, class... Others>
+bool ReadXml(const std::string& xml, Object* object, Others... others) {
+  TKaXIniStreamReader reader = XmlReader(xml);
+  return object->InitializeFromXML(&reader, others...);
 }
 
 }  // namespace test

@@ -46,4 +46,9 @@ inline std::string Replaced(std::string text, const std::string& from, const std
   return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
+inline testing::AssertionResult Contains(const std::string& text, const std::string& part) {
+  if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << '"' << text << "\" lacks \"" << part << '"';
+}
+
 }  // namespace test

@@ -4,13 +4,13 @@
 
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "host/runtime.h"
 #include "kelvane/numeric/matrix.h"
 #include "kelvane/numeric/vector.h"
+#include "tests/support/errors.h"
 
 namespace test {
 
@@ -57,20 +57,16 @@ inline SatCommonUtils::TMatrix Matrix(std::size_t width, const Values& values) {
   return Filled(width, values.size() / width, [&next] { return *next++; });
 }
 
-/// The text of the error of that kind that the action throws.
-template <class Error, class Action>
-std::string ErrorOf(Action action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.what();
+/// The result whose element (column j, row i) is the sum of term(i, j, k) in increasing k.
+template <class Term>
+SatCommonUtils::TMatrix Sums(std::size_t width, std::size_t height, std::size_t depth, Term term) {
+  SatCommonUtils::TMatrix result(width, height);
+  for (std::size_t i = 0; i < height; ++i) {
+    for (std::size_t j = 0; j < width; ++j) {
+      for (std::size_t k = 0; k < depth; ++k) result.rows[i].data[j] += term(i, j, k);
+    }
   }
-  return "no such error";
-}
-
-template <class Action>
-std::string RuntimeErrorOf(Action action) {
-  return ErrorOf<std::runtime_error>(action);
+  return result;
 }
 
 /// The messages that the action prints for debugging, each ended by "#".

@@ -75,4 +75,10 @@ inline Outcome RunKelvane(const std::vector<std::string>& arguments, const RunOp
   return outcome;
 }
 
+inline Outcome RunKelvane(const std::vector<std::string>& arguments, const std::string& input) {
+  RunOptions options;
+  options.input = input;
+  return RunKelvane(arguments, options);
+}
+
 }  // namespace test

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include "kelvane/module/host/ini.h"
@@ -32,13 +33,23 @@ inline SatCommonUtils::TRPCData IdentityRecord() {
   for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
     for (double& value : data.*set.Values) value = 0.0;
   }
-  for (const auto& field : SatCommonUtils::RPCDataFields) {
-    data.*field.Value = field.IsScale ? 1.0 : 0.0;
-  }
+  for (const auto& field : SatCommonUtils::RPCDataFields) data.*field.Value = field.IsScale ? 1.0 : 0.0;
   data.LineNum[2] = 1.0;
   data.SampleNum[1] = 1.0;
   data.LineDenom[0] = 1.0;
   data.SampleDenom[0] = 1.0;
+  return data;
+}
+
+/// A model that bends enough to determine all its coefficients; normalised coordinates are its real ones.
+inline SatCommonUtils::TRPCData BentRecord() {
+  SatCommonUtils::TRPCData data = IdentityRecord();
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> small(-0.02, 0.02);
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
+    for (double& value : data.*set.Values) value += small(random);
+  }
+  data.LineDenom[0] = data.SampleDenom[0] = 1.0;
   return data;
 }
 

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 
 #include "kelvane/module/module.h"
 #include "kelvane/transforms/affine_transform_2d.h"
+#include "tests/support/errors.h"
 #include "tests/support/failing_ini.h"
 
 namespace {
@@ -25,28 +25,17 @@ T2DAffineParams Parameters(const T2DAffineTransform& transform) {
   return params;
 }
 
-template <class Make>
-std::string ErrorOf(Make make) {
-  try {
-    make();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "no error";
-}
-
 TEST(AffineParams, InverseUndoesTheMap) {
   T2DAffineParams inverse;
   ASSERT_TRUE(Invert2DAffineParams(Skewed, &inverse));
   T2DAffineParams both;
   Combine2DAffineParams(Skewed, inverse, &both);
-  const T2DAffineParams identity;
-  EXPECT_NEAR(both.A1, identity.A1, 1e-15);
-  EXPECT_NEAR(both.A2, identity.A2, 1e-15);
-  EXPECT_NEAR(both.A3, identity.A3, 1e-13);
-  EXPECT_NEAR(both.B1, identity.B1, 1e-15);
-  EXPECT_NEAR(both.B2, identity.B2, 1e-15);
-  EXPECT_NEAR(both.B3, identity.B3, 1e-13);
+  for (const double T2DAffineParams::*turn :
+       {&T2DAffineParams::A1, &T2DAffineParams::A2, &T2DAffineParams::B1, &T2DAffineParams::B2}) {
+    EXPECT_NEAR(both.*turn, T2DAffineParams().*turn, 1e-15);
+  }
+  EXPECT_NEAR(both.A3, 0.0, 1e-13);
+  EXPECT_NEAR(both.B3, 0.0, 1e-13);
 
   T2DAffineParams in_place = Skewed;
   ASSERT_TRUE(Invert2DAffineParams(in_place, &in_place));
@@ -74,24 +63,19 @@ TEST(AffineParams, FailedReadKeepsWhatCameAfter) {
   const std::string xml =
       test::SavedXml([](TKaXIniWriter* writer) { return SaveToXML(Skewed, writer, "Key"); });
   T2DAffineParams params;
-  TKaXIniStreamReader reader = test::XmlReader(xml);
-  EXPECT_FALSE(InitializeFromXML(&reader, "Absent", &params));
-  ASSERT_TRUE(InitializeFromXML(&reader, "Key", &params));
+  test::FailEachRead(xml, [&](test::FailingReader* reader, int failing) {
+    const bool done = InitializeFromXML(reader, "Key", &params);
+    EXPECT_EQ(done, reader->NeverFailed()) << failing;
+  });
   EXPECT_TRUE(Same(params, Skewed));
-
-  for (int failing = 0;; ++failing) {
-    test::FailingReader failing_reader(xml, failing);
-    const bool read = InitializeFromXML(&failing_reader, "Key", &params);
-    EXPECT_EQ(read, failing_reader.NeverFailed()) << failing;
-    if (read) break;
-  }
 
   const std::string no_b3 = test::SavedXml([](TKaXIniWriter* writer) {
     for (const char* key : {"A1", "A2", "A3", "B1", "B2"}) writer->WriteS<double>(key, 9.0);
     return true;
   });
   TKaXIniStreamReader short_reader = test::XmlReader(no_b3);
-  EXPECT_FALSE(InitializeFromXML(&short_reader, &params));
+  EXPECT_FALSE(InitializeFromXML(&short_reader, &params) ||
+               InitializeFromXML(&short_reader, "Absent", &params));
   EXPECT_TRUE(Same(params, {9.0, 9.0, 9.0, 9.0, 9.0, Skewed.B3}));
 }
 
@@ -136,16 +120,16 @@ TEST(AffineTransform, TakesAStoredInverseAsItStands) {
 TEST(AffineTransform, FailuresCarryTheirTexts) {
   constexpr T2DAffineParams flat = {1.0, 1.0, 0.0, 1.0, 1.0, 0.0};
   TKaXIniStreamReader empty = test::XmlReader(test::SavedXml([](TKaXIniWriter*) { return true; }));
-  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(flat); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { T2DAffineTransform transform(flat); }),
             "T2DAffineTransform::T2DAffineTransform(const T2DAffineParams& src)");
-  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(&empty); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { T2DAffineTransform transform(&empty); }),
             "T2DAffineTransform::T2DAffineTransform(TKaXIniReader *src))");
-  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform transform(&empty, "Key"); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { T2DAffineTransform transform(&empty, "Key"); }),
             "T2DAffineTransform::T2DAffineTransform(TKaXIniReader *src, std::string key)");
-  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform().LoadContent(&empty); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { T2DAffineTransform().LoadContent(&empty); }),
             "void T2DAffineTransform::LoadContent( TKaXIniReader *ini)");
   test::FailingWriter writer(0);
-  EXPECT_EQ(ErrorOf([&] { T2DAffineTransform().SaveContent(&writer); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { T2DAffineTransform().SaveContent(&writer); }),
             "void T2DAffineTransform::SaveContent( TKaXIniWriter *ini) const");
   T2DAffineTransform kept(Skewed);
   EXPECT_FALSE(kept.Initialize(flat));
