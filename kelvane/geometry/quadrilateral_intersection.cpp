@@ -118,6 +118,7 @@ std::vector<TSegment> Routed(const std::vector<TSegment>& edges, double toleranc
   // Far enough apart that every part of a divided segment is shorter than the whole.
   TNodes nodes(4.0 * tolerance);
   std::vector<TSegment> pending;
+  pending.reserve(2 * edges.size());
   for (const TSegment& s : edges) pending.push_back({nodes.Of(s.From), nodes.Of(s.To), s.Owners});
   for (auto s = edges.begin(); s != edges.end(); ++s) {
     for (auto t = edges.begin(); t != s; ++t) {
@@ -180,10 +181,13 @@ std::vector<TSegment> Divided(const std::vector<TSegment>& edges) {
   for (const TSegment& s : edges) greatest = std::max({greatest, std::fabs(s.From.x), std::fabs(s.From.y)});
   // Some times the rounding of a crossing. Where that is too little, more is certainly enough in the end:
   // a single node is left then.
-  for (double tolerance = 0x1p-51 * greatest;; tolerance *= 4.0) {
-    const std::vector<TSegment> segments = Merged(Routed(edges, tolerance));
-    if (AreDivided(segments)) return segments;
+  double tolerance = 0x1p-51 * greatest;
+  std::vector<TSegment> segments = Merged(Routed(edges, tolerance));
+  while (!AreDivided(segments)) {
+    tolerance *= 4.0;
+    segments = Merged(Routed(edges, tolerance));
   }
+  return segments;
 }
 
 /// True when `value` is above the mean of the two others, which is not rounded for it.
