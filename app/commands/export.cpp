@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -37,16 +38,29 @@ ModelFile PlainOf(const ModelFile& file, bool* exact) {
   return plain;
 }
 
+/// Even when asked to be quiet: such a file is not what its reader takes it for.
+void TellLargeDifference(const std::string& out, double difference) {
+  constexpr double Large = 1.0;
+  if (difference <= Large) return;
+  char text[96];
+  std::snprintf(text, sizeof text, ": WARNING: its projections are up to %.2g pixels off", difference);
+  PrintRemarks({out + text}, false);
+}
+
 int Export(const ExportOptions& options) {
   ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
   if (!file.refinement) file.remarks.push_back(file.path + ": there is no refinement to be exported");
   bool exact = false;
   const ModelFile plain = PlainOf(file, &exact);
+  if (!exact && !std::isfinite(SatCommonUtils::CalculateMaxCubeDifference(model, *plain.model))) {
+    throw Problem(file.path + ": no plain model comes near to it");
+  }
   const WrittenModel written = WriteModelFile(plain, options.out);
-  const double difference = SatCommonUtils::CalculateMaxImageDifference(model, *written.model);
+  const double difference = SatCommonUtils::CalculateMaxCubeDifference(model, *written.model);
   PrintRemarks(file.remarks, options.quiet);
   PrintRemarks(written.remarks, options.quiet);
+  TellLargeDifference(options.out, difference);
   if (options.json) {
     nlohmann::ordered_json report;
     report["exact"] = exact;
@@ -56,7 +70,9 @@ int Export(const ExportOptions& options) {
   } else if (!options.quiet) {
     std::printf(exact ? "the record takes up the refinement exactly\n"
                       : "the coefficients are fitted to the refined model\n");
-    std::printf("projections differ from the refined model's by up to %.2g pixels\n", difference);
+    std::printf(
+        "over the model's whole cube projections differ from the refined model's by up to %.2g pixels\n",
+        difference);
     PrintWritten(written, options.out);
   }
   return AllComputed;
