@@ -16,6 +16,7 @@
 #include "kelvane/module/host/text.h"
 #include "kelvane/module/host/var_a.h"
 #include "kelvane/rpc/adjusted_rpc.h"
+#include "kelvane/rpc/model_difference.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 
 namespace app {
@@ -289,15 +290,17 @@ ModelFile PlainModel(const ModelFile& file, bool* exact) {
   plain.header = file.header;
   plain.data = file.data;
   bool is_exact = true;
+  bool is_close = true;
   if (file.refinement) {
     const TAdjustedRPC refined(file.data, nullptr, &*file.refinement);
     is_exact = refined.ExportExactly(&plain.data);
-    if (!is_exact && !refined.ExportClosely(&plain.data)) {
-      throw Problem(file.path + ": no plain model comes near to it");
-    }
+    is_close = is_exact || refined.ExportClosely(&plain.data);
   }
   if (exact != nullptr) *exact = is_exact;
-  plain.model = MakeModel(plain.data, nullptr, *file.model);
+  if (is_close) plain.model = MakeModel(plain.data, nullptr, *file.model);
+  if (!is_close || !std::isfinite(SatCommonUtils::CalculateMaxCubeDifference(*file.model, *plain.model))) {
+    throw Problem(file.path + ": no plain model comes near to it");
+  }
   return plain;
 }
 

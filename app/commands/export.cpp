@@ -18,6 +18,15 @@ struct ExportOptions {
   bool quiet = false;
 };
 
+/// Even when asked to be quiet: such a file is not what its reader takes it for.
+void TellLargeDifference(const std::string& out, double difference) {
+  constexpr double Large = 1.0;
+  if (difference <= Large) return;
+  char text[96];
+  std::snprintf(text, sizeof text, ": WARNING: its projections are up to %.2g pixels off", difference);
+  PrintRemarks({out + text}, false);
+}
+
 int Export(const ExportOptions& options) {
   ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
@@ -25,9 +34,10 @@ int Export(const ExportOptions& options) {
   bool exact = false;
   const ModelFile plain = PlainModel(file, &exact);
   const WrittenModel written = WriteModelFile(plain, options.out);
-  const double difference = SatCommonUtils::CalculateMaxImageDifference(model, *written.model);
+  const double difference = SatCommonUtils::CalculateMaxCubeDifference(model, *written.model);
   PrintRemarks(file.remarks, options.quiet);
   PrintRemarks(written.remarks, options.quiet);
+  TellLargeDifference(options.out, difference);
   if (options.json) {
     nlohmann::ordered_json report;
     report["exact"] = exact;
@@ -38,7 +48,9 @@ int Export(const ExportOptions& options) {
     if (file.refinement) {
       std::printf(exact ? "the record takes up the refinement exactly, but for the form's rounding\n"
                         : "the coefficients are fitted to the refined model\n");
-      std::printf("projections differ from the refined model's by up to %.2g pixels\n", difference);
+      std::printf(
+          "over the model's whole cube projections differ from the refined model's by up to %.2g pixels\n",
+          difference);
     }
     PrintWritten(written, options.out);
   }

@@ -66,6 +66,18 @@ void TellRejected(const Correspondences& read, const TRefinementEstimate& estima
   }
 }
 
+/// What the report's small residuals do not tell.
+void TellDoubts(const TRefinementEstimate& estimate, const RefineOptions& options) {
+  std::vector<std::string> remarks;
+  const std::string source = PointSource::NameOf(options.points.path);
+  if (estimate.MostBlunders == 0)
+    remarks.push_back(source + ": so few points that no wrong one would be noticed");
+  if (options.affine && estimate.Spread < SatCommonUtils::RefinementGoodSpread) {
+    remarks.push_back(source + ": the points lie close to a line; away from it the refinement is a guess");
+  }
+  PrintRemarks(remarks, options.points.quiet);
+}
+
 void Report(const Correspondences& read, const TRefinementEstimate& estimate,
             const SatCommonUtils::TRPCResiduals& residuals, const WrittenModel& written,
             const RefineOptions& options) {
@@ -131,6 +143,7 @@ int Refine(const RefineOptions& options) {
   const Correspondences read = WithinReach(ReadCorrespondences(options.points), file, options);
   const TRefinementEstimate estimate = Estimate(SatCommonUtils::TRPC(file.data, nullptr), read, options);
   TellRejected(read, estimate, options.points);
+  TellDoubts(estimate, options);
   file.format = ModelFormat::RefinedXml;
   file.refinement = estimate.Refinement;
   file.model = MakeModel(file.data, &estimate.Refinement, *file.model);

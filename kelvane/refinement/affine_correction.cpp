@@ -6,7 +6,6 @@
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/module/host/text.h"
 #include "kelvane/refinement/affine_correction_xml.h"
-#include "kelvane/transforms/affine_2d.h"
 
 namespace SatCommonUtils {
 
@@ -24,13 +23,6 @@ bool IsSet(const TAffineCorrection& correction) {
                       });
 }
 
-bool SaveAffineCorrection(const TAffineCorrection& correction, TKaXIniWriter* writer) {
-  return std::all_of(std::begin(AffineCorrectionFields), std::end(AffineCorrectionFields),
-                     [&](const TAffineCorrectionField& field) {
-                       return writer->WriteS<double>(field.Key, correction.*field.Value);
-                     });
-}
-
 void DebugOutputAffineCorrection(const TAffineCorrection& correction) {
   constexpr char Frame[] = "-------------------------------------------";
   constexpr char Between[] = "- - - - - - - - - - - - - - - - - - - - - -";
@@ -43,14 +35,13 @@ void DebugOutputAffineCorrection(const TAffineCorrection& correction) {
 }
 
 bool TAffineCorrections::CalculateRefinedToRaw() {
-  if (!IsSet(RawToRefined)) return false;
   const TAffineCorrection& c = RawToRefined;
   T2DAffineParams inverse;
   if (!Invert2DAffineParams({c.LineDrift, c.LineTilt, c.LineBias, c.SampleDrift, c.SampleTilt, c.SampleBias},
                             &inverse)) {
     return false;
   }
-  RefinedToRaw = {inverse.A3, inverse.A1, inverse.A2, inverse.B3, inverse.B1, inverse.B2};
+  RefinedToRaw = AffineCorrectionOf(inverse);
   return true;
 }
 

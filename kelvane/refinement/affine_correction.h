@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "kelvane/module/export.h"
+#include "kelvane/transforms/affine_2d.h"
 
 namespace SatCommonUtils {
 
@@ -54,10 +55,15 @@ struct KELVANE_API TAffineCorrections {
   TAffineCorrection RawToRefined = UnsetAffineCorrection();
   TAffineCorrection RefinedToRaw = UnsetAffineCorrection();
 
-  /// Derives the way back; false, and it stays, when the correction is unset or has no inverse (see
-  /// `Invert2DAffineParams`).
+  /// Derives the way back; false, and it stays, when the correction is singular (see `Invert2DAffineParams`).
+  /// Whether it is set, and finite, is not checked: the way back of one that is not has no use.
   bool CalculateRefinedToRaw();
 };
+
+/// The correction that takes (line, sample) where the map takes (x, y).
+inline TAffineCorrection AffineCorrectionOf(const T2DAffineParams& map) {
+  return {map.A3, map.A1, map.A2, map.B3, map.B1, map.B2};
+}
 
 /// Applies one direction. The results' places may be those of the coordinates.
 inline void Correct(const TAffineCorrection& by, const double& line, const double& sample, double* to_line,

@@ -2,13 +2,11 @@
 /// The affine correction in XML and in debug text (internal): what both generations write.
 #pragma once
 
-#include "kelvane/module/host/ini.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/refinement/affine_correction.h"
 
 namespace SatCommonUtils {
 
-/// Writes the six keys in their order; false at the first write that fails.
-bool SaveAffineCorrection(const TAffineCorrection& correction, TKaXIniWriter* writer);
 /// Prints the six, one message each, between lines of dashes.
 void DebugOutputAffineCorrection(const TAffineCorrection& correction);
 
@@ -16,21 +14,27 @@ void DebugOutputAffineCorrection(const TAffineCorrection& correction);
 inline constexpr char RawToRefinedSection[] = "RawToRefined";
 inline constexpr char RefinedToRawSection[] = "RefinedToRaw";
 
-/// Reads a record, as its own `InitializeFromXML` does, from a sub-section; false also when there is none or
-/// it cannot be left.
+/// Reads both directions, records of their generation: the first must be there; false when it is not, or when
+/// the second cannot be read and the way back cannot be derived.
 template <class Record>
-bool ReadSection(TKaXIniReader* reader, const char* name, Record* record) {
-  const unsigned long section = reader->EnterSectionS(name);
-  if (section == 0) return false;
-  const bool read = record->InitializeFromXML(reader);
-  return reader->LeaveSection(section) && read;
+bool ReadDirections(TKaXIniReader* reader, TAffineCorrections* corrections) {
+  Record record;
+  const auto read = [&] { return record.InitializeFromXML(reader); };
+  if (!ReadSection(reader, RawToRefinedSection, read)) return false;
+  corrections->RawToRefined = record;
+  if (!ReadSection(reader, RefinedToRawSection, read)) return corrections->CalculateRefinedToRaw();
+  corrections->RefinedToRaw = record;
+  return true;
 }
 
-/// Writes records into sub-sections; false at the first failure.
+/// Writes both; false at the first failure.
 template <class Record>
-bool WriteSection(TKaXIniWriter* writer, const char* name, const Record& record) {
-  const unsigned long section = writer->BeginSection(name);
-  return section != 0 && record.SaveToXML(writer) && writer->EndSection(section);
+bool WriteDirections(TKaXIniWriter* writer, const TAffineCorrections& corrections) {
+  const auto write = [&](const char* section, const TAffineCorrection& direction) {
+    return WriteSection(writer, section, [&] { return Record{direction}.SaveToXML(writer); });
+  };
+  return write(RawToRefinedSection, corrections.RawToRefined) &&
+         write(RefinedToRawSection, corrections.RefinedToRaw);
 }
 
 }  // namespace SatCommonUtils

@@ -7,16 +7,14 @@
 namespace SatCommonUtils {
 
 bool TRPCRefinementDataAffine::InitializeFromXML(TKaXIniReader* reader) try {
-  for (const TAffineCorrectionField& field : AffineCorrectionFields) {
-    this->*field.Value = reader->ReadE<double>(reader->FindFE(field.Key, 0));
-  }
+  ReadNumbersE(reader, AffineCorrectionFields, this);
   return true;
 } catch (...) {
   return false;
 }
 
 bool TRPCRefinementDataAffine::SaveToXML(TKaXIniWriter* writer) const try {
-  return SaveAffineCorrection(*this, writer);
+  return WriteNumbers(writer, AffineCorrectionFields, *this);
 } catch (...) {
   return false;
 }
@@ -70,19 +68,13 @@ bool TRPCRefinementAffine::CalculateRefinedToRawCoefs() { return corrections_.Ca
 void TRPCRefinementAffine::Reset() { corrections_ = TAffineCorrections(); }
 
 bool TRPCRefinementAffine::InitializeFromXML(TKaXIniReader* reader) try {
-  TRPCRefinementDataAffine record;
-  if (!ReadSection(reader, RawToRefinedSection, &record)) return false;
-  SetRawToRefinedCoefs(record);
-  if (!ReadSection(reader, RefinedToRawSection, &record)) return CalculateRefinedToRawCoefs();
-  SetRefinedToRawCoefs(record);
-  return true;
+  return ReadDirections<TRPCRefinementDataAffine>(reader, &corrections_);
 } catch (...) {
   return false;
 }
 
 bool TRPCRefinementAffine::SaveToXML(TKaXIniWriter* writer) const try {
-  return WriteSection(writer, RawToRefinedSection, TRPCRefinementDataAffine{corrections_.RawToRefined}) &&
-         WriteSection(writer, RefinedToRawSection, TRPCRefinementDataAffine{corrections_.RefinedToRaw});
+  return WriteDirections<TRPCRefinementDataAffine>(writer, corrections_);
 } catch (...) {
   return false;
 }

@@ -47,10 +47,11 @@ class KELVANE_API TRPCRefinementAffine {
   /// Unset.
   TRPCRefinementAffine() = default;
   /// Throws `std::runtime_error` "TRPCRefinementAffine::TRPCRefinementAffine(const TRPCRefinementDataAffine&
-  /// src)" (on one line) when the correction is unset or has no inverse (see `Invert2DAffineParams`).
+  /// src)" (on one line) when the correction is singular (see `Invert2DAffineParams`). Whether it is set and
+  /// finite is not checked, here and below: the way back of one that is not has no use.
   explicit TRPCRefinementAffine(const TRPCRefinementDataAffine& src);
 
-  /// Takes the correction and derives the way back; false, and the way back stays, when it has none.
+  /// Takes the correction and derives the way back; false, and the way back stays, when it is singular.
   bool Setup(const TRPCRefinementDataAffine& data);
   /// Take one direction, and leave the other as it is.
   void SetRawToRefinedCoefs(const TRPCRefinementDataAffine& data);
@@ -58,7 +59,7 @@ class KELVANE_API TRPCRefinementAffine {
   /// The coefficients from raw to refined, and those back, set or not.
   void GetRefinementData(TRPCRefinementDataAffine* data) const;
   void GetRefinedToRawCoefs(TRPCRefinementDataAffine* data) const;
-  /// Derives the way back anew; false, and it stays, when the correction is unset or has no inverse.
+  /// Derives the way back anew; false, and it stays, when the correction is singular.
   bool CalculateRefinedToRawCoefs();
   /// Unsets both directions.
   void Reset();

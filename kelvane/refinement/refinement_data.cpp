@@ -87,7 +87,8 @@ bool TRPCRefinementDataAffine::InitializeFromXML(TKaXIniReader* reader) try {
 }
 
 bool TRPCRefinementDataAffine::SaveToXML(TKaXIniWriter* writer) const try {
-  return TRPCRefinementData::SaveToXML(writer) && SatCommonUtils::SaveAffineCorrection(*this, writer);
+  return TRPCRefinementData::SaveToXML(writer) &&
+         SatCommonUtils::WriteNumbers(writer, AffineCorrectionFields, *this);
 } catch (...) {
   return false;
 }

@@ -8,8 +8,6 @@
 namespace SatCommonUtilsNext {
 
 using SatCommonUtils::IsSet;
-using SatCommonUtils::RawToRefinedSection;
-using SatCommonUtils::RefinedToRawSection;
 using SatCommonUtils::TAffineCorrection;
 using SatCommonUtils::TAffineCorrections;
 
@@ -75,21 +73,12 @@ var_a<TRPCRefinementData*> TRPCRefinementAffine::GetRefinementData() const {
   return new_a<TRPCRefinementDataAffine>(corrections_.RawToRefined);
 }
 
-bool TRPCRefinementAffine::ReadDirections(TKaXIniReader* reader) {
-  TRPCRefinementDataAffine record;
-  if (!SatCommonUtils::ReadSection(reader, RawToRefinedSection, &record)) return false;
-  SetRawToRefinedCoefs(record);
-  if (!SatCommonUtils::ReadSection(reader, RefinedToRawSection, &record)) return CalculateRefinedToRawCoefs();
-  SetRefinedToRawCoefs(record);
-  return true;
-}
-
 bool TRPCRefinementAffine::InitializeFromXML(TKaXIniReader* reader) {
   Reset();
   try {
     if (!read_type_.InitializeFromXML(reader)) read_type_ = TRPCRefinementType(TRPCRefinementType::Affine);
-    if (reader != nullptr && read_type_.Value == TRPCRefinementType::Affine && ReadDirections(reader) &&
-        *this) {
+    if (reader != nullptr && read_type_.Value == TRPCRefinementType::Affine &&
+        SatCommonUtils::ReadDirections<TRPCRefinementDataAffine>(reader, &corrections_) && *this) {
       return true;
     }
   } catch (...) {
@@ -102,10 +91,7 @@ bool TRPCRefinementAffine::InitializeFromXML(TKaXIniReader* reader) {
 
 bool TRPCRefinementAffine::SaveToXML(TKaXIniWriter* writer) const try {
   return TRPCRefinementBase::SaveToXML(writer) &&
-         SatCommonUtils::WriteSection(writer, RawToRefinedSection,
-                                      TRPCRefinementDataAffine(corrections_.RawToRefined)) &&
-         SatCommonUtils::WriteSection(writer, RefinedToRawSection,
-                                      TRPCRefinementDataAffine(corrections_.RefinedToRaw));
+         SatCommonUtils::WriteDirections<TRPCRefinementDataAffine>(writer, corrections_);
 } catch (...) {
   return false;
 }

@@ -54,21 +54,23 @@ class KELVANE_API TRPCRefinementBase {
 
 /// The affine refinement. Usable, to `operator bool`, is only one that was read from XML: one that was built
 /// from a record corrects coordinates just as well, but answers false, and so gives no record and copies as
-/// unset. The twelve coefficients of an unset transform are `SatCommonUtils::TAffineCorrection::Unset`. Safe
-/// to use from several threads while none of them changes it.
+/// unset. That it was read is remembered until a read fails: after `Reset`, `Setup` makes it usable again.
+/// The twelve coefficients of an unset transform are `SatCommonUtils::TAffineCorrection::Unset`. Safe to use
+/// from several threads while none of them changes it.
 class KELVANE_API TRPCRefinementAffine : public TRPCRefinementBase {
  public:
   /// Unset.
   TRPCRefinementAffine() : TRPCRefinementBase(TRPCRefinementType::Affine) {}
   /// Throws `std::runtime_error` "TRPCRefinementAffine::TRPCRefinementAffine(const
-  /// TRPCRefinementDataAffine&)" when the correction is unset or has no inverse (see `Invert2DAffineParams`).
+  /// TRPCRefinementDataAffine&)" when the correction is singular (see `Invert2DAffineParams`). Whether it is
+  /// set and finite is not checked, here and below: the way back of one that is not has no use.
   explicit TRPCRefinementAffine(const TRPCRefinementDataAffine& data);
   /// Takes the coefficients of a usable source; of another one it takes nothing. The copy is not usable to
   /// `operator bool`: it was not read.
   TRPCRefinementAffine(const TRPCRefinementAffine& src);
   TRPCRefinementAffine& operator=(const TRPCRefinementAffine&) = default;
 
-  /// Takes the correction and derives the way back; false, and the way back stays, when it has none.
+  /// Takes the correction and derives the way back; false, and the way back stays, when it is singular.
   bool Setup(const TRPCRefinementDataAffine& data);
   /// Take one direction, and leave the other as it is.
   void SetRawToRefinedCoefs(const TRPCRefinementDataAffine& data);
@@ -78,10 +80,10 @@ class KELVANE_API TRPCRefinementAffine : public TRPCRefinementBase {
   /// The coefficients from raw to refined; false, with nothing written, when `data` is null or the transform
   /// is not usable.
   bool GetRefinementData(TRPCRefinementDataAffine* data) const;
-  /// Derives the way back anew; false, and it stays, when the correction is unset or has no inverse.
+  /// Derives the way back anew; false, and it stays, when the correction is singular.
   bool CalculateRefinedToRawCoefs();
 
-  /// Unsets the twelve coefficients.
+  /// Unsets the twelve coefficients; that the transform was read is not forgotten.
   void Reset() override;
   void RawToRefined(const double& line, const double& sample, double* refinedLine,
                     double* refinedSample) const override;
@@ -100,8 +102,6 @@ class KELVANE_API TRPCRefinementAffine : public TRPCRefinementBase {
   explicit operator bool() const override;
 
  private:
-  bool ReadDirections(TKaXIniReader* reader);
-
   /// The kind as it was read; `Undefined` otherwise.
   TRPCRefinementType read_type_;
   SatCommonUtils::TAffineCorrections corrections_;

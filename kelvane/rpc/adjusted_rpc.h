@@ -2,6 +2,8 @@
 /// A sensor model whose image coordinates are corrected, and its ways back to a plain record.
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <optional>
 
 #include "kelvane/module/export.h"
@@ -29,8 +31,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
     TRange Latitude;
     TRange Longitude;
     TRange Height;
-    int Steps = 10;
+    int Steps = 10;  ///< 1 to `MostReApproximationSteps`
   };
+  static constexpr int MostReApproximationSteps = 200;
 
   /// The model of a record, which must not be null, and of a refinement, which may be. Throws as
   /// `TRPC::SetRPCData` and as the constructor of `TRPCRefinementAffine`.
@@ -50,8 +53,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   void CalculateLineSample(const double& lat, const double& lon, const double& h, double* line,
                            double* sample, double* dLine, double* dSample) const override;
 
-  /// Refined image coordinates and height to ground; see `TRPC`. False when a step had no solution: the
-  /// outputs are then the model's latitude and longitude offsets.
+  /// Refined image coordinates and height to ground; see `TRPC`. With a refinement, when there is no
+  /// approximation or a step had no solution, it is false and the outputs are the model's latitude and
+  /// longitude offsets; without one, what `TRPC` says of its own.
   bool CalculateLatLon(const double& line, const double& sample, const double& h, double* lat,
                        double* lon) const override;
 
@@ -59,8 +63,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   TRPCInverse SolveLatLon(double line, double sample, double h, double* lat, double* lon) const override;
 
   /// Reads the model as `TRPC` does, then section "Refinement". Without that section, or when what stands in
-  /// it is no refinement, the model has none. False when the plain model cannot be read, the model then
-  /// without a refinement, or when the section cannot be left.
+  /// it is no refinement, the model has none. False, the model then without a refinement, when the plain
+  /// model cannot be read, and when the section cannot be left. Throws `TKaMessage`, the former refinement
+  /// then kept, for a zero scale, as `TRPC` does.
   bool InitializeFromXML(TKaXIniReader* reader) override;
   /// Writes the model as `TRPC` does, then its refinement, if any, into section "Refinement"; false at the
   /// first failure.
@@ -74,11 +79,12 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   /// Chebyshev polynomial, the ends of the range among them: closer there, where polynomials that are fitted
   /// stray most (L. N. Trefethen, "Approximation theory and approximation practice", SIAM 2013). Nodes
   /// outside the raster are kept, since the record promises the whole cube; nodes without an image are left
-  /// out. A fit may come out badly for one number of nodes and well for the next (its systems are nearly
-  /// singular); so it is tried, and where it misses the model by more than a thousandth of a pixel, one or
-  /// two nodes more or fewer an axis are tried too, and the best are taken. False, with `*data` untouched,
-  /// when fewer than `RPCEstimationLeastItems` nodes are left, when a range is empty or reaches beyond -1 to
-  /// 1, or when the model is empty.
+  /// out. A fit may come out badly for one layout of nodes and well for the next (its systems are nearly
+  /// singular); so it is tried, and where it misses the model by more than a thousandth of a pixel at the
+  /// nodes of an even grid of 41 an axis, even layouts of up to two steps fewer or more on each axis are
+  /// tried too, as long as they make no more than 100000 nodes together, and the best is taken. False, with
+  /// `*data` untouched, when fewer than `RPCEstimationLeastItems` nodes are left, when a range is empty or
+  /// reaches beyond -1 to 1, when `Steps` is out of its bounds, or when the model is empty.
   bool CreateReApproximationDataset(TRPCEstimationDataSetParams* params, TRPCEstimationDataSet* data) const;
 
   /// Writes a plain record of the refined model. Without refinement, or with a unity, that is the model's
@@ -86,7 +92,9 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   /// fitted by `EstimateRPC` to a grid of 11 nodes an axis or so (of 101, where that gives too few items),
   /// and offsets and scales kept. False when there are too few items, or the model is empty, `*rpc` then
   /// untouched, or when the fit fails: it then holds the model's own record. How far the result is from the
-  /// refined model is told by `CalculateMaxImageDifference`. `ExportClosely` comes nearer.
+  /// refined model is told by `CalculateMaxCubeDifference`: where the denominators of line and sample differ
+  /// much and the refinement turns by more than some 1e-4, a fit may keep poles within the cube and be of no
+  /// use. `ExportClosely` comes nearer.
   bool Export(TRPCData* rpc) const;
 
   /// Writes a plain record of the refined model where there is one that equals it:
@@ -103,16 +111,39 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   bool ExportExactly(TRPCData* rpc) const;
   static constexpr double ExactExportBound = 1e-14;
 
-  /// Writes the plain record that comes nearest: `ExportExactly` where that can, else the model's own with
-  /// its coefficients adapted (`AdaptRPC`) to the grid that `CreateReApproximationDataset` describes. False,
-  /// with `*rpc` untouched, where neither can.
+  /// Writes the plain record that comes nearest: `ExportExactly` where that can; else offsets and scales
+  /// embrace the refined image, in whole pixels, and coefficients that begin between the model's own are
+  /// adapted (`AdaptRPC`) to a grid of 11 nodes an axis, as `CreateReApproximationDataset` lays it. The more
+  /// the denominators of line and sample differ, and the further the refinement turns, the more is left: the
+  /// result is true also when that is many pixels (see `CalculateMaxCubeDifference`). False, with `*rpc`
+  /// untouched, where neither can.
   bool ExportClosely(TRPCData* rpc) const;
 
  private:
-  /// The items of so many steps an axis; false, nothing written, when they are too few.
-  bool SeeNodes(const TRPCEstimationDataSetParams& params, int steps, TRPCEstimationDataSet* data) const;
-  /// How far a fit to the items misses others, in pixels; infinite when there is none.
-  double MissOfFit(const TRPCEstimationDataSet& fitted, const TRPCEstimationDataSet& others) const;
+  /// Steps of a grid, its nodes even or closer towards the ends.
+  struct TLayout {
+    int Latitude;
+    int Longitude;
+    int Height;
+    bool Even;
+  };
+  /// Nodes and the record that was fitted to them; where that failed, the model's own.
+  struct TReApproximation {
+    TRPCEstimationDataSet Data;
+    TRPCData Record;
+    bool Fits = false;
+    double Miss = std::numeric_limits<double>::infinity();  ///< of other nodes, pixels
+  };
+
+  static std::int64_t NodeCount(const TLayout& layout);
+  /// The nodes of so many steps, seen and so normalised; false, nothing written, when they are too few.
+  bool SeeNodes(const TRPCEstimationDataSetParams& params, const TLayout& layout,
+                const TLinearNormalization& line, const TLinearNormalization& sample,
+                TRPCEstimationDataSet* data) const;
+  /// Once the miss has reached the limit it is not followed further.
+  TReApproximation FitTo(TRPCEstimationDataSet data, const TRPCEstimationDataSet& others, double limit) const;
+  /// The nodes that `CreateReApproximationDataset` takes, and their fit.
+  bool ReApproximate(const TRPCEstimationDataSetParams& params, TReApproximation* best) const;
 
   std::optional<TRPCRefinementAffine> refinement_;
 };

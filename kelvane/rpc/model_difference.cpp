@@ -33,16 +33,25 @@ void ForEachNode(const TRPCData& data, int steps, Visit visit) {
   }
 }
 
-}  // namespace
+/// By the model's own polynomials, before any refinement.
+bool IsSeenInImage(const TRPC& model, const TRPCData& data, double lat, double lon, double h) {
+  double line = 0.0;
+  double sample = 0.0;
+  model.CalculateLineSampleNormalized(
+      (lat - data.LatitudeOffset) / data.LatitudeScale, (lon - data.LongitudeOffset) / data.LongitudeScale,
+      (h - data.HeightOffset) / data.HeightScale, &line, &sample, nullptr, nullptr);
+  return std::fabs(line) <= 1.0 && std::fabs(sample) <= 1.0;
+}
 
-double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
-  constexpr int Steps = 10;
+bool IsAnywhere(const TRPC&, const TRPCData&, double, double, double) { return true; }
+
+/// The largest distance at the nodes that count; -1 when there are none, NaN when there is one.
+template <class Counts>
+double MaxDifference(const TRPC& a, const TRPC& b, int steps, const Counts& counts) {
   TRPCData data;
   a.GetRPCData(&data);
-  double in_image = -1.0;
-  double anywhere = -1.0;
-  double not_a_number = 0.0;
-  ForEachNode(data, Steps, [&](double lat, double lon, double h) {
+  double largest = -1.0;
+  ForEachNode(data, steps, [&](double lat, double lon, double h) {
     double line_a = 0.0;
     double sample_a = 0.0;
     double line_b = 0.0;
@@ -51,15 +60,28 @@ double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
     b.CalculateLineSample(lat, lon, h, &line_b, &sample_b, nullptr, nullptr);
     const double by_line = Apart(line_a, line_b);
     const double by_sample = Apart(sample_a, sample_b);
-    not_a_number = by_line + by_sample;
-    if (std::isnan(not_a_number)) return false;
+    if (std::isnan(by_line + by_sample)) {
+      largest = by_line + by_sample;
+      return false;
+    }
     const double difference = std::hypot(by_line, by_sample);
-    anywhere = std::max(anywhere, difference);
-    if (IsWithinImage(data, line_a, sample_a)) in_image = std::max(in_image, difference);
+    if (difference > largest && counts(a, data, lat, lon, h)) largest = difference;
     return true;
   });
-  if (std::isnan(not_a_number)) return not_a_number;
-  return in_image >= 0.0 ? in_image : anywhere;
+  return largest;
+}
+
+}  // namespace
+
+double CalculateMaxImageDifference(const TRPC& a, const TRPC& b) {
+  constexpr int Steps = 10;
+  const double in_image = MaxDifference(a, b, Steps, IsSeenInImage);
+  return in_image < 0.0 ? MaxDifference(a, b, Steps, IsAnywhere) : in_image;
+}
+
+double CalculateMaxCubeDifference(const TRPC& a, const TRPC& b) {
+  constexpr int Steps = 40;
+  return MaxDifference(a, b, Steps, IsAnywhere);
 }
 
 double CalculateMaxInverseDifference(const TRPC& rpc, const TRPC& inverse) {

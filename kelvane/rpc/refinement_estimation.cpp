@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <random>
 #include <utility>
 
@@ -84,7 +85,7 @@ bool AreSpread(const TPairs& pairs) { return pairs.size() >= 3 && SpreadOf(pairs
 
 /// The least-squares map, worked about the centre of the source points: far from the origin the normal
 /// equations would lose what tells the points apart.
-T2DAffineParams FitAffine(const TPairs& pairs) {
+TAffineCorrection FitAffine(const TPairs& pairs) {
   const xy_d centre = Centre(pairs);
   TPairs centred = pairs;
   for (TPair& pair : centred) {
@@ -97,23 +98,24 @@ T2DAffineParams FitAffine(const TPairs& pairs) {
   Calculate2DAffineParams(centred, &map);
   map.A3 += centre.x - (map.A1 * centre.x + map.A2 * centre.y);
   map.B3 += centre.y - (map.B1 * centre.x + map.B2 * centre.y);
-  return map;
+  return AffineCorrectionOf(map);
 }
 
-T2DAffineParams FitShift(const TPairs& pairs) {
-  T2DAffineParams map;
+TAffineCorrection FitShift(const TPairs& pairs) {
+  TAffineCorrection map;
   for (const TPair& pair : pairs) {
-    map.A3 += pair.Xto - pair.Xfrom;
-    map.B3 += pair.Yto - pair.Yfrom;
+    map.LineBias += pair.Xto - pair.Xfrom;
+    map.SampleBias += pair.Yto - pair.Yfrom;
   }
-  map.A3 /= static_cast<double>(pairs.size());
-  map.B3 /= static_cast<double>(pairs.size());
+  map.LineBias /= static_cast<double>(pairs.size());
+  map.SampleBias /= static_cast<double>(pairs.size());
   return map;
 }
 
-xy_d Residual(const T2DAffineParams& map, const TPair& pair) {
-  return {pair.Xto - (map.A1 * pair.Xfrom + map.A2 * pair.Yfrom + map.A3),
-          pair.Yto - (map.B1 * pair.Xfrom + map.B2 * pair.Yfrom + map.B3)};
+xy_d Residual(const TAffineCorrection& map, const TPair& pair) {
+  xy_d at;
+  Correct(map, pair.Xfrom, pair.Yfrom, &at.x, &at.y);
+  return {pair.Xto - at.x, pair.Yto - at.y};
 }
 
 double Length(const xy_d& v) { return std::sqrt(v.x * v.x + v.y * v.y); }
@@ -130,32 +132,37 @@ double Median(const std::vector<double>& values) {
   return 0.5 * (AtPlace(values, (n - 1) / 2) + AtPlace(values, n / 2));
 }
 
-/// A kind of refinement: how many points determine it, its fit to points, its robust start.
+/// A kind of refinement: how many points determine it, its fit to points, its robust start, which is false
+/// where no points determine one.
 struct TMethod {
   std::size_t Least;
   bool (*Determines)(const TPairs& pairs);
-  T2DAffineParams (*Fit)(const TPairs& pairs);
-  T2DAffineParams (*Start)(const TPairs& pairs);
+  TAffineCorrection (*Fit)(const TPairs& pairs);
+  bool (*Start)(const TPairs& pairs, TAffineCorrection* map);
 };
 
 /// The residual that the start makes smallest: the median, or somewhat beyond it for a few points, which a
 /// start through some of them would meet.
-double MedianResidual(const TPairs& pairs, const T2DAffineParams& map, std::size_t least) {
+double MedianResidual(const TPairs& pairs, const TAffineCorrection& map, std::size_t least) {
   std::vector<double> lengths;
   lengths.reserve(pairs.size());
-  for (const TPair& pair : pairs) lengths.push_back(Length(Residual(map, pair)));
+  for (const TPair& pair : pairs) {
+    const double length = Length(Residual(map, pair));
+    lengths.push_back(std::isnan(length) ? HUGE_VAL : length);
+  }
   const std::size_t count = std::min(pairs.size(), pairs.size() / 2 + (least + 1) / 2);
   return AtPlace(std::move(lengths), count - 1);
 }
 
-T2DAffineParams StartShift(const TPairs& pairs) {
+bool StartShift(const TPairs& pairs, TAffineCorrection* map) {
   std::vector<double> x;
   std::vector<double> y;
   for (const TPair& pair : pairs) {
     x.push_back(pair.Xto - pair.Xfrom);
     y.push_back(pair.Yto - pair.Yfrom);
   }
-  return {1.0, 0.0, Median(x), 0.0, 1.0, Median(y)};
+  *map = {Median(x), 1.0, 0.0, Median(y), 0.0, 1.0};
+  return true;
 }
 
 /// At most so many points, spread over all, judge the threes, and so many threes are tried.
@@ -191,28 +198,31 @@ void ForEachThree(std::size_t n, const Visit& visit) {
 }
 
 /// The map through three of the points that leaves the least median residual. Threes on a line are passed
-/// over, as are those with a point taken twice; the unity stands where there is no other.
-T2DAffineParams StartAffine(const TPairs& pairs) {
+/// over, as are those with a point taken twice; false when there are no others.
+bool StartAffine(const TPairs& pairs, TAffineCorrection* best) {
   const TPairs judges = Judges(pairs);
-  T2DAffineParams best;
+  bool found = false;
   double least = HUGE_VAL;
   ForEachThree(judges.size(), [&](std::size_t i, std::size_t j, std::size_t k) {
     const TPairs three = {judges[i], judges[j], judges[k]};
     if (!AreSpread(three)) return;
-    const T2DAffineParams map = FitAffine(three);
+    const TAffineCorrection map = FitAffine(three);
     const double median = MedianResidual(judges, map, three.size());
-    if (!(median < least)) return;
+    if (found && !(median < least)) return;
+    found = true;
     least = median;
-    best = map;
+    *best = map;
   });
-  return best;
+  return found;
 }
 
-constexpr TMethod ShiftMethod = {1, [](const TPairs& pairs) { return !pairs.empty(); }, FitShift, StartShift};
+bool AreAny(const TPairs& pairs) { return !pairs.empty(); }
+
+constexpr TMethod ShiftMethod = {1, AreAny, FitShift, StartShift};
 constexpr TMethod AffineMethod = {3, AreSpread, FitAffine, StartAffine};
 
 /// The longest residual of a point that is kept.
-double RejectionBound(const TPairs& pairs, const T2DAffineParams& map, std::size_t least) {
+double RejectionBound(const TPairs& pairs, const TAffineCorrection& map, std::size_t least) {
   constexpr double MedianOfNormal = 1.1774100225154747;  // of lengths in the plane: sqrt(2 ln 2)
   const std::size_t redundant = pairs.size() - least;
   if (redundant == 0) return HUGE_VAL;
@@ -223,21 +233,22 @@ double RejectionBound(const TPairs& pairs, const T2DAffineParams& map, std::size
 }
 
 struct TFit {
-  T2DAffineParams Map;
+  TAffineCorrection Map;
   TKeeping Kept;
   double Bound = HUGE_VAL;
 };
 
-TKeeping KeptWithin(double bound, const TPairs& pairs, const T2DAffineParams& map) {
+TKeeping KeptWithin(double bound, const TPairs& pairs, const TAffineCorrection& map) {
   TKeeping kept;
   for (const TPair& pair : pairs) kept.push_back(Length(Residual(map, pair)) <= bound);
   return kept;
 }
 
-TFit FitRobustly(const TPairs& pairs, const TMethod& method) {
+/// False where no points determine a start.
+bool FitRobustly(const TPairs& pairs, const TMethod& method, TFit* to) {
   constexpr int MostTurns = 50;
-  TFit fit;
-  fit.Map = method.Start(pairs);
+  TFit& fit = *to;
+  if (!method.Start(pairs, &fit.Map)) return false;
   fit.Bound = RejectionBound(pairs, fit.Map, method.Least);
   fit.Kept = KeptWithin(fit.Bound, pairs, fit.Map);
   for (int turn = 0; turn < MostTurns; ++turn) {
@@ -249,26 +260,23 @@ TFit FitRobustly(const TPairs& pairs, const TMethod& method) {
     if (kept == fit.Kept || turn + 1 == MostTurns) break;
     fit.Kept = std::move(kept);
   }
-  return fit;
+  return true;
 }
 
-TRPCRefinementDataAffine RefinementOf(const T2DAffineParams& map) {
-  return {map.A3, map.A1, map.A2, map.B3, map.B1, map.B2};
+bool IsFinite(const TAffineCorrection& correction) {
+  return std::all_of(std::begin(AffineCorrectionFields), std::end(AffineCorrectionFields),
+                     [&](const auto& field) { return std::isfinite(correction.*field.Value); });
 }
 
-bool IsFinite(const TRPCRefinementDataAffine& r) {
-  return std::isfinite(r.LineBias) && std::isfinite(r.LineDrift) && std::isfinite(r.LineTilt) &&
-         std::isfinite(r.SampleBias) && std::isfinite(r.SampleDrift) && std::isfinite(r.SampleTilt);
-}
-
-void Report(const TPairs& pairs, const TFit& fit, TRefinementEstimate* estimate) {
+void Report(const TPairs& pairs, const TFit& fit, std::size_t least, TRefinementEstimate* estimate) {
   *estimate = TRefinementEstimate();
-  estimate->Refinement = RefinementOf(fit.Map);
+  estimate->Refinement = {fit.Map};
+  estimate->MostBlunders = (pairs.size() - least) / 2;
   estimate->RejectedBeyond = fit.Bound;
   double before_squares = 0.0;
   double after_squares = 0.0;
   for (std::size_t i = 0; i < pairs.size(); ++i) {
-    const xy_d before = Residual(T2DAffineParams(), pairs[i]);
+    const xy_d before = Residual(TAffineCorrection(), pairs[i]);
     const xy_d after = Residual(fit.Map, pairs[i]);
     estimate->Points.push_back({!fit.Kept[i], before.x, before.y, after.x, after.y});
     if (!fit.Kept[i]) continue;
@@ -296,16 +304,17 @@ bool EstimateRefinement(const TRPC& model, const std::vector<TRPCEstimationDataI
   TPairs pairs;
   const std::string unseen = SeePoints(model, points, &pairs);
   if (!unseen.empty()) return Fail(unseen, estimate);
-  if (!method.Determines(pairs)) return Fail("the control points lie on a line in the image", estimate);
-  const TFit fit = FitRobustly(pairs, method);
+  TFit fit;
+  if (!FitRobustly(pairs, method, &fit)) {
+    return Fail("the control points lie on a line in the image", estimate);
+  }
   if (!method.Determines(Chosen(pairs, fit.Kept))) {
     return Fail("the control points without the blunders lie on a line in the image", estimate);
   }
-  const TRPCRefinementDataAffine refinement = RefinementOf(fit.Map);
-  if (!IsFinite(refinement) || !TRPCRefinementAffine().Setup(refinement)) {
+  if (!IsFinite(fit.Map) || !TRPCRefinementAffine().Setup({fit.Map})) {
     return Fail("the refinement that fits the control points has no inverse", estimate);
   }
-  Report(pairs, fit, estimate);
+  Report(pairs, fit, method.Least, estimate);
   return true;
 }
 

@@ -4,7 +4,7 @@
 /// Blunders are found before they can do harm. For a shift, the start is the median of the differences,
 /// by line and by sample. For an affine refinement it is the map through three of the points that leaves the
 /// least median of squared residuals (P. J. Rousseeuw, "Least median of squares regression", Journal of the
-/// American Statistical Association 79, 1984), over all threes, or, of more than 25 points, over 3000 that a
+/// American Statistical Association 79, 1984), over all threes, or, of more than 27 points, over 3000 that a
 /// fixed sequence picks. From there a least-squares fit to the points that are kept and the choice of the
 /// points to keep take turns until the choice stands. A point is kept while its residual, the distance of the
 /// refined image point from the measured one, is at most
@@ -13,10 +13,12 @@
 /// somewhat more), divided by 1.1774, what it is for normally distributed ones, times 1 + q + q^2 with q = 5
 /// / (n - p) for n points and a start by p of them. The correction 1 + q for few points is that of P. J.
 /// Rousseeuw, A. M. Leroy, "Robust regression and outlier detection", Wiley 1987; its square keeps, by
-/// simulation, the good points of 98 in 100 affine sets of five, and of 99 in 100 larger ones. Nearly half of
-/// the points may be blunders, as long as the others determine the refinement and agree; with less than two
-/// more points than the refinement needs nothing can be told and nothing is rejected. The same points in the
-/// same order give the same bits.
+/// simulation, the good points of 98 in 100 affine sets of five, and of 99 in 100 larger ones.
+///
+/// Of n points (n - p) / 2, rounded down, may be blunders, as long as they lie well beyond that bound and the
+/// others determine the refinement and agree: nearly half of many, one of five for an affine refinement or of
+/// three for a shift, none of fewer. One more, and the fit may follow them; `MostBlunders` tells the number.
+/// The same points in the same order give the same bits.
 #pragma once
 
 #include <cstddef>
@@ -40,6 +42,9 @@ constexpr double RefinementLeastRejection = 0.1;
 /// An affine refinement is not estimated from points closer to a line than this: the standard deviation of
 /// the kept points' raw image coordinates across it, as a part of that along it.
 constexpr double RefinementLeastSpread = 1e-3;
+/// Below this `Spread`, an affine refinement is worth a remark: away from the points' line, the errors of
+/// their images grow to many times what they are on it.
+constexpr double RefinementGoodSpread = 0.05;
 
 /// What became of a control point. Residuals are measured less computed coordinates, in pixels.
 struct TRefinementPoint {
@@ -55,6 +60,9 @@ struct TRefinementEstimate {
   /// One for each control point, in their order.
   std::vector<TRefinementPoint> Points;
   std::size_t Kept = 0;  ///< how many were not rejected
+  /// How many blunders among so many points can be found. With 0 none can: the refinement then goes by
+  /// whatever it was given.
+  std::size_t MostBlunders = 0;
   /// Root mean square of the distances between computed and measured image points, over the points that were
   /// kept, in pixels. With no more points than the refinement needs, there is nothing to tell it by.
   double RmsBefore = 0.0;
@@ -73,9 +81,9 @@ struct TRefinementEstimate {
 /// is refined already comes on top of its own.
 ///
 /// False, with a `Problem` that a person can read and nothing else in `*estimate`, for too few points; when a
-/// coordinate is not finite, or the model gives a point no finite image; when points for an affine
-/// refinement, or those of them that are kept, lie on a line; and when the refinement found has no inverse.
-/// The model must be loaded; what it throws passes through.
+/// coordinate is not finite, or the model gives a point no finite image; when no three of
+/// the points for an affine refinement are off a line, or those that are kept lie on one; and when the
+/// refinement found has no inverse. The model must be loaded; what it throws passes through.
 KELVANE_API bool EstimateRefinement(const TRPC& model, const std::vector<TRPCEstimationDataItem>& points,
                                     TE_RefinementKind kind, TRefinementEstimate* estimate);
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "kelvane/module/host/ini.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/rpc/rpc_pairs.h"
 
 namespace SatCommonUtils {
@@ -209,8 +209,7 @@ bool TRPC::InitializeFromXML(TKaXIniReader* reader) {
 }
 
 bool TRPC::SaveMargin(TKaXIniWriter* writer) const {
-  const unsigned long section = writer->BeginSection(MarginSection);
-  return section != 0 && margin_.SaveToXML(writer) && writer->EndSection(section);
+  return WriteSection(writer, MarginSection, [&] { return margin_.SaveToXML(writer); });
 }
 
 bool TRPC::SaveApproximation(TKaXIniWriter* writer) const {

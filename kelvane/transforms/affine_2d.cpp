@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kelvane/module/host/ini.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/numeric/linear_solvers.h"
 
 namespace SatCommonUtils {
@@ -23,37 +23,26 @@ constexpr TField Fields[] = {
 }  // namespace
 
 bool InitializeFromXML(TKaXIniReader* reader, T2DAffineParams* params) try {
-  for (const TField& field : Fields) {
-    params->*field.Value = reader->ReadE<double>(reader->FindFE(field.Key, 0));
-  }
+  ReadNumbersE(reader, Fields, params);
   return true;
 } catch (...) {
   return false;
 }
 
 bool InitializeFromXML(TKaXIniReader* reader, std::string key, T2DAffineParams* params) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = InitializeFromXML(reader, params);
-  return reader->LeaveSection(section) && read;
+  return ReadSection(reader, key, [&] { return InitializeFromXML(reader, params); });
 } catch (...) {
   return false;
 }
 
 bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer) try {
-  for (const TField& field : Fields) {
-    if (!writer->WriteS<double>(field.Key, params.*field.Value)) return false;
-  }
-  return true;
+  return WriteNumbers(writer, Fields, params);
 } catch (...) {
   return false;
 }
 
 bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer, std::string key) try {
-  const unsigned long section = writer->BeginSection(key);
-  if (section == 0) return false;
-  const bool written = SaveToXML(params, writer);
-  return writer->EndSection(section) && written;
+  return WriteSection(writer, key, [&] { return SaveToXML(params, writer); });
 } catch (...) {
   return false;
 }

@@ -1,5 +1,6 @@
 /// \file
-/// The six-parameter affine map of the plane.
+/// The six-parameter affine map of the plane. Readers and writers must not be null; whether numbers are
+/// finite is not checked.
 #pragma once
 
 #include <string>
@@ -29,17 +30,19 @@ struct T2DAffineParams {
 /// those behind it have not. Lets no exception out.
 KELVANE_API bool InitializeFromXML(TKaXIniReader* reader, T2DAffineParams* params);
 
-/// The same from the sub-section `key`; false also when there is none or it cannot be left.
+/// The same from the sub-section `key`, which is left also when the read fails; false also when there is none
+/// or it cannot be left.
 KELVANE_API bool InitializeFromXML(TKaXIniReader* reader, std::string key, T2DAffineParams* params);
 
 /// Writes the six keys in the same order into the current section; false at the first write that fails.
 KELVANE_API bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer);
 
-/// The same into a new sub-section `key`.
+/// The same into a new sub-section `key`, which is not ended when a write in it has failed.
 KELVANE_API bool SaveToXML(const T2DAffineParams& params, TKaXIniWriter* writer, std::string key);
 
-/// The exact inverse map. False, with `*dst` untouched, when |A2*B1 - A1*B2| is at most 1e-20. `src` and
-/// `*dst` may be the same record.
+/// The exact inverse map. False, with `*dst` untouched, when |A2*B1 - A1*B2| is at most 1e-20. Where that is
+/// NaN, or a number not finite, the result is true and what is written has no use. `src` and `*dst` may be
+/// the same record.
 KELVANE_API bool Invert2DAffineParams(const T2DAffineParams& src, T2DAffineParams* dst);
 
 /// The map that applies `first`, then `second`. `*result` may be either of the two.

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "kelvane/module/host/ini.h"
+#include "kelvane/module/ini_sections.h"
 
 namespace SatCommonUtils {
 
@@ -69,10 +69,7 @@ bool T2DAffineTransform::InitializeFromXML(TKaXIniReader* reader) try {
 }
 
 bool T2DAffineTransform::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = InitializeFromXML(reader);
-  return reader->LeaveSection(section) && read;
+  return ReadSection(reader, key, [&] { return InitializeFromXML(reader); });
 } catch (...) {
   return false;
 }
@@ -83,10 +80,7 @@ bool T2DAffineTransform::SaveToXML(TKaXIniWriter* writer) const {
 }
 
 bool T2DAffineTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const try {
-  const unsigned long section = writer->BeginSection(key);
-  if (section == 0) return false;
-  const bool written = SaveToXML(writer);
-  return writer->EndSection(section) && written;
+  return WriteSection(writer, key, [&] { return SaveToXML(writer); });
 } catch (...) {
   return false;
 }

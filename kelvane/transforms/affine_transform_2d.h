@@ -11,7 +11,8 @@
 namespace SatCommonUtils {
 
 /// An affine transform with its inverse. The host makes it by its content name "sat_affine" once the
-/// module has started. Safe to use from several threads while none of them changes it.
+/// module has started. Safe to use from several threads while none of them changes it. Readers and writers
+/// must not be null.
 class KELVANE_API T2DAffineTransform : public TKa2DTransform {
  public:
   /// The identity, in both directions.
@@ -34,9 +35,14 @@ class KELVANE_API T2DAffineTransform : public TKa2DTransform {
   void InverseTransform(const double& X, const double& Y, double* x, double* y) const;
 
   /// Reads section "Direct2DAffineTransform" and, when there is one, "Inverse2DAffineTransform": that
-  /// inverse is taken as it stands. Without it the inverse is computed. False when the direct section is
-  /// missing or unreadable (the direct map may then be partly overwritten), when the inverse section is
-  /// unreadable, or when the map has no inverse. Lets no exception out.
+  /// inverse is taken as it stands. Without it the inverse is computed. Lets no exception out. False
+  /// - when the direct section is missing or unreadable: the direct map may then be partly overwritten;
+  /// - when the inverse section is unreadable: the direct map is then the one read, the inverse may be partly
+  ///   overwritten;
+  /// - when the map has no inverse and none is stored: the direct map is then the one read, the inverse that
+  ///   from before;
+  /// - when a section cannot be left.
+  /// The two directions belong together only after a success.
   bool InitializeFromXML(TKaXIniReader* reader);
   bool InitializeFromXML(TKaXIniReader* reader, std::string key);
   /// Writes both sections, the direct one first; false at the first failure.

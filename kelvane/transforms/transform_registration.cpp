@@ -8,7 +8,7 @@ namespace SatCommonUtils {
 
 namespace {
 
-constexpr char AffineName[] = "sat_affine";
+const char* AffineName() { return T2DAffineTransform().GetContentName(); }
 
 std::int32_t use_count = 0;
 
@@ -16,14 +16,14 @@ std::int32_t use_count = 0;
 
 void U_InitTransforms_Initialize() {
   if (use_count == 0) {
-    TKa2DTransform::TSerializer::RegisterName(AffineName,
+    TKa2DTransform::TSerializer::RegisterName(AffineName(),
                                               &TKa2DTransform::TRegistrator<T2DAffineTransform>::CreateNewT);
   }
   ++use_count;
 }
 
 void U_InitTransforms_Finalize() {
-  if (--use_count == 0) TKa2DTransform::TSerializer::UnregisterName(AffineName);
+  if (--use_count == 0) TKa2DTransform::TSerializer::UnregisterName(AffineName());
 }
 
 }  // namespace SatCommonUtils

@@ -8,6 +8,7 @@
 
 #include "kelvane/module/host/message.h"
 #include "kelvane/rpc/ground_solution.h"
+#include "kelvane/rpc/model_difference.h"
 #include "kelvane/rpc/rpc_adaptation.h"
 #include "tests/rpc/ground_cube.h"
 #include "tests/support/failing_ini.h"
@@ -26,6 +27,7 @@ const TRPCRefinementDataAffine Shifted = {4.0, 1.0, 0.0, -4.0, 0.0, 1.0};
 const TRPCRefinementDataAffine Drifted = {1.5, 1.0 + 1e-4, 0.0, -0.25, 0.0, 1.0 - 1e-4};
 const TRPCRefinementDataAffine Rotated = {0.0, std::cos(Rotation), -std::sin(Rotation),
                                           0.0, std::sin(Rotation), std::cos(Rotation)};
+const TRPCRefinementDataAffine Turned = {30000.0, 0.7, 0.7, -20000.0, -0.7, 0.7};
 const TRPCRefinementDataAffine Skewed = {40.0, -0.75, 0.5, -3.0, 0.25, 1.5};
 
 std::string Xml(const TRPC& model) {
@@ -104,6 +106,57 @@ TEST_P(AdjustedSample, IsHandedOnAsAPlainRecord) {
   }
 }
 
+TEST(AdjustedRpc, SteepHeightsAreHandedOnAsNearAsTheyCan) {
+  const TRPCData data = test::SteepRecord();
+  const struct {
+    const TRPCRefinementDataAffine& refinement;
+    double least;  ///< what a plain model of this form cannot avoid, pixels
+  } cases[] = {{Rotated, 1e-3}, {Turned, 1.0}};
+  for (const auto& c : cases) {
+    const TAdjustedRPC model(&data, &c.refinement);
+    TRPCData record;
+    ASSERT_TRUE(model.Export(&record));
+    EXPECT_LE(Difference(model, record), c.least);
+    ASSERT_TRUE(model.ExportClosely(&record));
+    const double difference = Difference(model, record);
+    EXPECT_LE(difference, c.least);
+    EXPECT_LE(difference, CalculateMaxCubeDifference(model, TRPC(record, nullptr)));
+    // Whole numbers survive every form of file.
+    EXPECT_EQ(record.LineOffset, std::round(record.LineOffset));
+    EXPECT_EQ(record.SampleScale, std::round(record.SampleScale));
+  }
+}
+
+TEST(AdjustedRpc, ExportTriesMoreNodesBeforeItGivesUp) {
+  // Beyond the middle of latitude and longitude there is no finite image.
+  TRPCData narrow = test::IdentityRecord();
+  narrow.LineNum[15] = narrow.SampleNum[11] = 1e308;
+  narrow.LineScale = narrow.SampleScale = 1e10;
+  TRPCData record = test::NumberedRecord();
+  EXPECT_FALSE(TAdjustedRPC(&narrow, &Rotated).Export(&record));
+  EXPECT_TRUE(Same(record, narrow)) << "what is found in the end is too little for a fit";
+  TRPCData blind = narrow;
+  blind.LineDenom[0] = 0.0;
+  EXPECT_FALSE(TAdjustedRPC(&blind, &Rotated).Export(&record));
+  EXPECT_TRUE(Same(record, narrow)) << "must be untouched";
+}
+
+TEST(AdjustedRpc, GoesBackTheWayThatIsStored) {
+  const TRPCData data = test::SampleRecord("pleiades_1.xml");
+  const std::string xml = Xml(TAdjustedRPC(&data, &Shifted));
+  TKaXIniStreamReader reader = test::XmlReader(test::Replaced(xml, "\"LineBias\">-4<", "\"LineBias\">-9<"));
+  const TAdjustedRPC stored(&reader);
+  const TRPCEstimationDataItem seen = SeenBy(TRPC(data, nullptr), GroundCube(data).Anywhere());
+  double ground[2];
+  ASSERT_TRUE(
+      stored.CalculateLatLon(seen.Line + 9.0, seen.Sample - 4.0, seen.Height, &ground[0], &ground[1]));
+  EXPECT_NEAR(ground[0], seen.Latitude, 1e-9);
+  const TRPCInverse inverse =
+      stored.SolveLatLon(seen.Line + 9.0, seen.Sample - 4.0, seen.Height, &ground[0], &ground[1]);
+  EXPECT_NEAR(ground[0], seen.Latitude, 1e-9);
+  EXPECT_NEAR(inverse.Residual, 5.0, 1e-3) << "of the refined coordinates, which the way there gives";
+}
+
 TEST_P(AdjustedSample, OneDenominatorTakesAnyRefinement) {
   std::copy(std::begin(data_.LineDenom), std::end(data_.LineDenom), data_.SampleDenom);
   TRPCData record;
@@ -174,8 +227,11 @@ TEST(AdjustedRpc, GridFillsTheCube) {
   EXPECT_EQ(corner.Latitude + corner.Longitude + corner.Height, 3.0);
 
   const std::size_t before = items.Items.size();
-  for (TParams bad :
-       {TParams{{}, {}, {}, 2}, {{}, {}, {}, -1}, {{-1.5, 1.0}, {}, {}, 10}, {{}, {0.5, 0.5}, {}, 10}}) {
+  for (TParams bad : {TParams{{}, {}, {}, 2},
+                      {{}, {}, {}, -1},
+                      {{}, {}, {}, 201},
+                      {{-1.5, 1.0}, {}, {}, 10},
+                      {{}, {0.5, 0.5}, {}, 10}}) {
     EXPECT_FALSE(model.CreateReApproximationDataset(&bad, &items));
   }
   EXPECT_EQ(items.Items.size(), before);

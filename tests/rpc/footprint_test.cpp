@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/model_difference.h"
 #include "tests/support/records.h"
 
@@ -67,6 +68,11 @@ TEST(ModelDifference, IsTheLargestWithinTheImage) {
   TRPCData bent = identity;
   bent.LineNum[15] = 1.0;
   EXPECT_NEAR(CalculateMaxImageDifference(TRPC(identity, nullptr), TRPC(bent, nullptr)),
+              0.4 * 0.4 * 0.4 * 0.5, 1e-12);
+  EXPECT_NEAR(CalculateMaxCubeDifference(TRPC(identity, nullptr), TRPC(bent, nullptr)), 0.5, 1e-12);
+  // Nor does a refinement change where they look.
+  const TRPCRefinementDataAffine far = {1e3, 1.0, 0.0, 0.0, 0.0, 1.0};
+  EXPECT_NEAR(CalculateMaxImageDifference(TAdjustedRPC(&identity, &far), TAdjustedRPC(&bent, &far)),
               0.4 * 0.4 * 0.4 * 0.5, 1e-12);
   moved.LineNum[0] = std::nan("");
   EXPECT_TRUE(std::isnan(CalculateMaxImageDifference(model, TRPC(moved, nullptr))));

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kelvane/rpc/adjusted_rpc.h"
@@ -63,6 +64,7 @@ TEST_F(RefinementEstimation, ExactPointsGiveTheRefinementBack) {
       ASSERT_TRUE(EstimateRefinement(model_, points, c.kind, &estimate_)) << estimate_.Problem;
       EXPECT_LT(Difference(estimate_.Refinement, c.refinement), 1e-8);
       EXPECT_EQ(estimate_.Kept, n);
+      EXPECT_EQ(estimate_.MostBlunders, (n - c.least) / 2);
       EXPECT_GT(estimate_.RmsBefore, 2.0);
       EXPECT_LT(estimate_.RmsAfter, 1e-9);
     }
@@ -74,7 +76,8 @@ TEST_F(RefinementEstimation, BlundersDoNoHarm) {
     std::size_t count;
     std::size_t blunders;
     bool together;  ///< at one end of the image and all the same, as from a wrong target; else anywhere
-  } cases[] = {{20, 3, false}, {20, 3, true}, {8, 2, false}, {200, 80, true}, {1500, 600, false}};
+  } cases[] = {{20, 3, false}, {20, 3, true},   {8, 2, false},
+               {9, 3, true},   {200, 80, true}, {1500, 600, false}};
   for (const TE_RefinementKind kind : {TE_RefinementKind::Shift, TE_RefinementKind::Affine}) {
     const bool shift = kind == TE_RefinementKind::Shift;
     const TRPCRefinementDataAffine& refinement = shift ? Shifted : Skewed;
@@ -104,8 +107,12 @@ TEST_F(RefinementEstimation, BlundersDoNoHarm) {
   }
   TPoints points = Measured(20, Skewed, 0.2, 1);
   for (std::size_t i = 0; i < 3; ++i) points[5 * i].Line += 50.0;
-  ASSERT_TRUE(EstimateRefinement(model_, points, TE_RefinementKind::Affine, &estimate_));
+  // A ground point far out of the image, beside which all others seem to be one.
+  std::swap(points[7].Latitude, points[7].Longitude);
+  ASSERT_TRUE(EstimateRefinement(model_, points, TE_RefinementKind::Affine, &estimate_)) << estimate_.Problem;
   EXPECT_LT(Difference(estimate_.Refinement, Skewed), 0.2);
+  EXPECT_EQ(estimate_.Kept, 16U);
+  EXPECT_GT(estimate_.Spread, RefinementGoodSpread);
 }
 
 TEST_F(RefinementEstimation, SaysWhyThereIsNone) {

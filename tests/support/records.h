@@ -2,6 +2,7 @@
 /// Records to test with, and an evaluation of the model that shares nothing with the library's.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <fstream>
@@ -73,6 +74,73 @@ inline SatCommonUtils::TRPCData SampleRecord(const std::string& name) {
     TKaXIniStreamReader reader(new_a<TKaStringStream>(FileText(SamplePath(name))), true, nullptr);
     data.InitializeFromXML(&reader);
   }
+  return data;
+}
+
+/// A small frame image over heights that reach as far as its ground: line and sample divide by very different
+/// polynomials, and latitude is counted downwards.
+inline SatCommonUtils::TRPCData SteepRecord() {
+  constexpr double Coefficients[4][20] = {
+      {4.199125,     0.0906856, -2.540648,     0.03676,      0.07064334,   0.001341651,  -0.1072958,
+       -0.001631963, -1.957821, -0.0003613626, 0.001130672,  1.956207e-06, 0.05664137,   -7.993254e-06,
+       -0.001340372, -1.53319,  -0.0004101695, 2.154046e-05, -0.08654382,  -1.283652e-06},
+      {1,
+       -0.004218387,
+       0.6165136,
+       0.00202608,
+       -0.004299963,
+       6.139263e-05,
+       0.004168101,
+       -1.877045e-05,
+       0.2972635,
+       -2.207231e-05,
+       1.214822e-05,
+       -3.132762e-07,
+       0.0002328002,
+       3.727937e-07,
+       -6.286281e-05,
+       0.0003135042,
+       3.637491e-05,
+       2.77736e-06,
+       -0.001541643,
+       -1.109071e-06},
+      {-0.003716959,  -2.791606,     -0.03159983,  -0.02024961,  0.0004467963,  -0.001537452,  0.0001038902,
+       0.003303242,   1.866101e-05,  0.0005550934, 3.518681e-05, -2.489021e-06, -5.898528e-06, 3.707651e-05,
+       -3.500103e-06, -8.879756e-08, 1.502371e-06, 1.553929e-07, 2.718311e-07,  -1.348094e-06},
+      {1,
+       -0.0007064276,
+       -0.003714085,
+       -0.004630712,
+       -4.523452e-07,
+       6.565316e-06,
+       -1.392271e-05,
+       1.870514e-06,
+       3.684712e-06,
+       1.106005e-05,
+       -1.283758e-08,
+       -9.078954e-09,
+       1.934009e-08,
+       -4.055662e-08,
+       1.870152e-08,
+       -1.84759e-07,
+       6.569142e-08,
+       -6.391907e-09,
+       -4.494396e-08,
+       -5.877783e-08},
+  };
+  SatCommonUtils::TRPCData data;
+  std::copy_n(Coefficients[0], 20, data.LineNum);
+  std::copy_n(Coefficients[1], 20, data.LineDenom);
+  std::copy_n(Coefficients[2], 20, data.SampleNum);
+  std::copy_n(Coefficients[3], 20, data.SampleDenom);
+  data.LineOffset = data.LineScale = 675.0;
+  data.SampleOffset = data.SampleScale = 1600.0;
+  data.LatitudeOffset = -33.0;
+  data.LatitudeScale = -0.0234;
+  data.LongitudeOffset = 151.5;
+  data.LongitudeScale = 0.0357;
+  data.HeightOffset = 31.0;
+  data.HeightScale = 2511.0;
   return data;
 }
 

@@ -37,6 +37,11 @@ TEST(AffineParams, InverseUndoesTheMap) {
   EXPECT_NEAR(both.A3, 0.0, 1e-13);
   EXPECT_NEAR(both.B3, 0.0, 1e-13);
 
+  // To the bit: the constant terms are those of the map, not of the inverse's factors.
+  ASSERT_TRUE(Invert2DAffineParams({1.5, -0.25, 100.1, 0.5, 2.1, -7.3}, &both));
+  EXPECT_TRUE(Same(both, {0x1.484e2afe0bb9ap-1, 0x1.38abf82ee6986p-4, -0x1.fd083527798d1p+5,
+                          -0x1.38abf82ee6986p-3, 0x1.d501f44659e49p-2, 0x1.2a03e88cb3c94p+4}));
+
   T2DAffineParams in_place = Skewed;
   ASSERT_TRUE(Invert2DAffineParams(in_place, &in_place));
   EXPECT_TRUE(Same(in_place, inverse));
@@ -104,10 +109,10 @@ TEST(AffineTransform, IsMadeByTheHost) {
 }
 
 TEST(AffineTransform, TakesAStoredInverseAsItStands) {
-  const auto read = [](bool with_inverse) {
+  const auto read = [](bool with_inverse, const T2DAffineParams& inverse = {}) {
     const std::string xml = test::SavedXml([&](TKaXIniWriter* writer) {
       return SaveToXML(Skewed, writer, "Direct2DAffineTransform") &&
-             (!with_inverse || SaveToXML(T2DAffineParams(), writer, "Inverse2DAffineTransform"));
+             (!with_inverse || SaveToXML(inverse, writer, "Inverse2DAffineTransform"));
     });
     TKaXIniStreamReader reader = test::XmlReader(xml);
     return T2DAffineTransform(&reader);
@@ -115,6 +120,9 @@ TEST(AffineTransform, TakesAStoredInverseAsItStands) {
   EXPECT_EQ(read(true).GetInverseTraCoord({5.0, 6.0}).x, 5.0);
   EXPECT_EQ(read(false).GetInverseTraCoord({5.0, 6.0}).x,
             T2DAffineTransform(Skewed).GetInverseTraCoord({5.0, 6.0}).x);
+  const T2DAffineTransform flat = read(true, {1.0, 1.0, 0.0, 1.0, 1.0, 0.0});
+  EXPECT_EQ(ErrorOf([&] { flat.CreateInverseTransform(); }),
+            "T2DAffineTransform::T2DAffineTransform(const T2DAffineParams& src)");
 }
 
 TEST(AffineTransform, FailuresCarryTheirTexts) {
