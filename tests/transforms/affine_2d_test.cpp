@@ -121,7 +121,7 @@ TEST(AffineTransform, TakesAStoredInverseAsItStands) {
   EXPECT_EQ(read(false).GetInverseTraCoord({5.0, 6.0}).x,
             T2DAffineTransform(Skewed).GetInverseTraCoord({5.0, 6.0}).x);
   const T2DAffineTransform flat = read(true, {1.0, 1.0, 0.0, 1.0, 1.0, 0.0});
-  EXPECT_EQ(ErrorOf([&] { flat.CreateInverseTransform(); }),
+  EXPECT_EQ(test::RuntimeErrorOf([&] { flat.CreateInverseTransform(); }),
             "T2DAffineTransform::T2DAffineTransform(const T2DAffineParams& src)");
 }
 
