@@ -141,7 +141,7 @@ void AddIntersectCommand(CLI::App* program, Action* chosen) {
       "Images to ground: line sample for each model, nan nan where it does not see the point -> lat lon h "
       "rms, one point a line");
   const auto options = std::make_shared<IntersectOptions>();
-  command->add_option("MODEL", options->models, "RPC files, or the images that they lie beside; at least two")
+  command->add_option("MODEL", options->models, std::string("At least two. Each: ") + ModelText)
       ->required()
       ->expected(2, CLI::detail::expected_max_vector_size)
       ->type_name("FILE");
