@@ -14,6 +14,7 @@
 #include "kelvane/rpc/rpc1.h"
 #include "kelvane/stereopairs/stereopairs_by_overlap_params.h"
 #include "kelvane/transforms/affine_transform_2d.h"
+#include "kelvane/transforms/similarity_3d.h"
 #include "tests/support/failing_ini.h"
 #include "tests/support/matrices.h"
 #include "tests/support/records.h"
@@ -89,6 +90,7 @@ std::vector<Persistent> EveryWay() {
   Add(&ways, "Polygon", [] { return Triangle; });
   Add(&ways, "AffineParams", [] { return AffineParams{Skewed}; });
   Add(&ways, "AffineTransform", [] { return T2DAffineTransform(Skewed); });
+  Add(&ways, "7ParamsTransform", [] { return T7ParamsTransform(T7Params{1e9, -0.0, 5e-324, 3, 2, 1, 0.1}); });
   Add(&ways, "RPCData", [] { return test::NumberedRecord(); });
   Add(&ways, "RPC", [] { return Model(test::NumberedRecord()); });
   const TAffineCorrection correction = {10.0, 1.5, -0.25, -7.0, 0.5, 1.0 / 3.0};
