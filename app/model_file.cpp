@@ -204,11 +204,11 @@ TCipherRPCImpExpDataset DatasetOf(const std::string& path, const std::string& by
   return dataset;
 }
 
-/// "3 models: "a", "b" and 1 more".
+/// "a", "b" and 1 more.
 std::string Listed(const TCipherRPCImpExpDataset& dataset) {
   constexpr std::size_t Most = 20;
   const std::size_t count = dataset.Models().size();
-  std::string text = std::to_string(count) + " models: ";
+  std::string text;
   for (std::size_t i = 0; i < std::min(count, Most); ++i) {
     text += (i == 0 ? "" : ", ") + KaQuoted(dataset.Models()[i].Name);
   }
@@ -227,18 +227,24 @@ void ReadOnlyModel(ModelFile& file, const std::string& bytes) {
   const TCipherRPCImpExpDataset dataset = DatasetOf(file.path, bytes);
   if (!dataset) throw Problem(file.path + ": is a dataset without a model");
   if (dataset.Models().size() > 1) {
-    throw Problem(file.path + ": holds " + Listed(dataset) + "; say which as " + file.path + ":NAME");
+    throw Problem(file.path + ": holds several models: " + Listed(dataset) + "; say which as " + file.path +
+                  ":NAME");
   }
   TakeModel(file, dataset.Models().front());
 }
 
-/// The model of FILE:NAME, if FILE is a dataset.
+/// The model of FILE:NAME, if there is such a file. Throws `Problem` when that is no dataset: taken for an
+/// image, the whole might have a side-car.
 std::optional<ModelFile> ReadNamedModel(const std::string& path) {
   for (std::size_t colon = path.find(':'); colon != std::string::npos; colon = path.find(':', colon + 1)) {
-    const auto dataset = ReadDataset(path.substr(0, colon));
-    if (!dataset) continue;
+    const std::string file_path = path.substr(0, colon);
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(file_path, failure)) continue;
+    const auto dataset = ReadDataset(file_path);
+    if (!dataset) throw Problem(path + ": No such file, and " + file_path + " is no dataset of RPC models");
     const auto* const model = dataset->Find(path.substr(colon + 1));
-    if (model == nullptr) throw Problem(path + ": the dataset holds no such model but " + Listed(*dataset));
+    if (model == nullptr)
+      throw Problem(path + ": the dataset holds no such model; there are: " + Listed(*dataset));
     ModelFile file;
     file.path = path;
     file.format = ModelFormat::Dataset;

@@ -122,7 +122,7 @@ int ConvertSet(const ConvertOptions& options) {
     report["unread"] = gathered.unread;
     PrintJson(report);
   } else if (!options.quiet) {
-    std::printf("%s\n-> %s (%s): %zu models\n", KaPrintable(options.in).c_str(),
+    std::printf("%s\n-> %s (%s), models: %zu\n", KaPrintable(options.in).c_str(),
                 KaPrintable(options.out).c_str(), form.c_str(), models);
   }
   return gathered.unread == 0 ? AllComputed : SomePointsFailed;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
