@@ -241,7 +241,7 @@ std::optional<ModelFile> ReadNamedModel(const std::string& path) {
     std::error_code failure;
     if (!std::filesystem::is_regular_file(file_path, failure)) continue;
     const auto dataset = ReadDataset(file_path);
-    if (!dataset) throw Problem(path + ": No such file, and " + file_path + " is no dataset of RPC models");
+    if (!dataset) throw Problem(path + ": No such file; " + KaQuoted(file_path) + " is no dataset of models");
     const auto* const model = dataset->Find(path.substr(colon + 1));
     if (model == nullptr)
       throw Problem(path + ": the dataset holds no such model; there are: " + Listed(*dataset));

@@ -40,8 +40,8 @@ struct ModelFile {
 /// file that cannot be read or holds no model: it says which form was tried and what is missing.
 ModelFile ReadModelFile(const std::string& path);
 
-/// The dataset that a file is, or none where it is something else or cannot be read. Throws `Problem` for a
-/// dataset that is malformed.
+/// The dataset that a file is, or none where it is something else or there is none. Throws `Problem` for a
+/// file that cannot be read and for a dataset that is malformed.
 std::optional<SatCommonUtils::TCipherRPCImpExpDataset> ReadDataset(const std::string& path);
 
 /// Reads a model from bytes in a known form; `path` is what messages call them. Of a dataset, the only model.

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/program.h"
 #include "tests/support/vendor_xml.h"
 
 namespace {
@@ -57,7 +58,7 @@ TEST(Dataset, IsMadeOfAFolderAndGivesItsModels) {
   EXPECT_EQ(Info(set + ":w", {})["file"], "w.RPB");
   ExpectProblem({"info", set}, "holds several models: \"p\", \"w\"; say which as " + set + ":NAME");
   ExpectProblem({"info", set + ":x"}, "no such model; there are: \"p\", \"w\"");
-  ExpectProblem({"info", rpb + ":w"}, "worldview3.RPB is no dataset");
+  ExpectProblem({"info", rpb + ":w"}, "is no dataset of models");
 
   // All of it, to other places; one of it; and a plain model as a set of one.
   ASSERT_EQ(RunKelvane({"convert", set, folder.Path("copy.xml"), "--dataset"}).status, 0);

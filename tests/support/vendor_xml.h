@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/support/program.h"
+#include "kelvane/module/host/text.h"
 #include "tests/support/records.h"
 
 namespace test {
@@ -14,11 +14,7 @@ inline std::string Tag(const std::string& name, const std::string& content) {
   return "<" + name + ">" + content + "</" + name + ">";
 }
 
-inline std::string Digits(double value) {
-  PointText text;
-  text << value;
-  return text.str();
-}
+inline std::string Digits(double value) { return Tessarin::ssprintf("%.17g", value); }
 
 /// Offsets and scales; `off` and `scale` end their names, and the first pixel has the number `first`.
 inline std::string NormalisationTags(const SatCommonUtils::TRPCData& d, const std::string& off,
