@@ -18,6 +18,7 @@
 #include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/model_difference.h"
 #include "kelvane/rpc/rpc_data_keys.h"
+#include "kelvane/rpc/rpc_vendor_xml.h"
 
 namespace app {
 
@@ -26,11 +27,14 @@ namespace {
 using SatCommonUtils::RPCDataCoefficients;
 using SatCommonUtils::RPCDataFields;
 using SatCommonUtils::TAdjustedRPC;
+using SatCommonUtils::TCipherRPCImpExpDataset;
 using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPCData;
 
-/// A model is some kilobytes; whatever is larger is no model.
+/// A model is some kilobytes; whatever is larger is no model. Providers' documents hold more than that, such
+/// as a satellite's path, and datasets many models.
 constexpr std::size_t LargestModelFile = 4U << 20;
+constexpr std::size_t LargestDocument = 64U << 20;
 /// What is looked at to tell a model from an image.
 constexpr std::size_t HeadSize = 64U << 10;
 
@@ -108,13 +112,6 @@ void CheckTextLine(ModelFile& file, std::string_view line, std::map<std::string,
   if (colon == std::string_view::npos) return;
   const std::string key(line.substr(0, colon));
   const std::string_view text = line.substr(colon + 1);
-  const bool bias = key == "ERR_BIAS";
-  if (bias || key == "ERR_RAND") {
-    double value = 0.0;
-    const std::size_t start = std::min(text.find_first_not_of(" \t"), text.size());
-    if (KaScanNumber(text.substr(start), &value) > 0)
-      (bias ? file.header.ErrBias : file.header.ErrRand) = value;
-  }
   if (!IsTextKey(key)) return;
   const int times = ++(*seen)[key];
   if (times == 2) Remark(file, key + " stands more than once; the first is taken");
@@ -126,7 +123,7 @@ void ReadText(ModelFile& file, const std::string& bytes) {
   std::string_view text = WithoutByteOrderMark(bytes);
   TKaStringStream stream{std::string(text)};
   std::string problem;
-  if (!file.data.InitializeFromText(&stream, &problem)) ThrowNotAModel(file, problem);
+  if (!file.data.InitializeFromText(&stream, &file.header, &problem)) ThrowNotAModel(file, problem);
   if (text.back() != '\n' && text.back() != '\r') {
     Remark(file, "the last line has no end; if the file was cut off there, its number is wrong");
   }
@@ -211,20 +208,97 @@ void ReadXml(ModelFile& file, const std::string& bytes) {
   }
 }
 
+void ReadVendorDocument(ModelFile& file, const std::string& bytes) {
+  TKaStringStream stream(bytes);
+  std::string problem;
+  if (!SatCommonUtils::ReadVendorXml(&stream, &file.data, &file.header, &problem))
+    ThrowNotAModel(file, problem);
+  Check(file);
+}
+
+TCipherRPCImpExpDataset DatasetOf(const std::string& path, const std::string& bytes) {
+  TCipherRPCImpExpDataset dataset;
+  TKaStringStream stream(bytes);
+  std::string problem;
+  if (!dataset.InitializeFromDocument(&stream, &problem)) {
+    throw Problem(path + ": is no dataset of RPC models: " + problem);
+  }
+  return dataset;
+}
+
+/// "a", "b" and 1 more.
+std::string Listed(const TCipherRPCImpExpDataset& dataset) {
+  constexpr std::size_t Most = 20;
+  const std::size_t count = dataset.Models().size();
+  std::string text;
+  for (std::size_t i = 0; i < std::min(count, Most); ++i) {
+    text += (i == 0 ? "" : ", ") + KaQuoted(dataset.Models()[i].Name);
+  }
+  return count > Most ? text + " and " + std::to_string(count - Most) + " more" : text;
+}
+
+void TakeModel(ModelFile& file, const SatCommonUtils::TRPCExchangeModel& model) {
+  file.name = model.Name;
+  file.image = model.File;
+  file.data = model.Data;
+  file.header = model.Header;
+  Check(file);
+}
+
+void ReadOnlyModel(ModelFile& file, const std::string& bytes) {
+  const TCipherRPCImpExpDataset dataset = DatasetOf(file.path, bytes);
+  if (!dataset) throw Problem(file.path + ": is a dataset without a model");
+  if (dataset.Models().size() > 1) {
+    throw Problem(file.path + ": holds several models: " + Listed(dataset) + "; say which as " + file.path +
+                  ":NAME");
+  }
+  TakeModel(file, dataset.Models().front());
+}
+
+/// The model of FILE:NAME, if there is such a file. Throws `Problem` when that is no dataset: taken for an
+/// image, the whole might have a side-car.
+std::optional<ModelFile> ReadNamedModel(const std::string& path) {
+  for (std::size_t colon = path.find(':'); colon != std::string::npos; colon = path.find(':', colon + 1)) {
+    const std::string file_path = path.substr(0, colon);
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(file_path, failure)) continue;
+    const auto dataset = ReadDataset(file_path);
+    if (!dataset) throw Problem(path + ": No such file; " + KaQuoted(file_path) + " is no dataset of models");
+    const auto* const model = dataset->Find(path.substr(colon + 1));
+    if (model == nullptr)
+      throw Problem(path + ": the dataset holds no such model; there are: " + Listed(*dataset));
+    ModelFile file;
+    file.path = path;
+    file.format = ModelFormat::Dataset;
+    TakeModel(file, *model);
+    return file;
+  }
+  return std::nullopt;
+}
+
+/// The rest of a file that begins with `head`. Throws `Problem` when that is too large for its form.
+std::string ReadWhole(const FileDescriptor& file, std::string head, ModelFormat format,
+                      const std::string& path) {
+  const bool model = format <= ModelFormat::RefinedXml;
+  const std::size_t largest = model ? LargestModelFile : LargestDocument;
+  head += ReadUpTo(file, largest, path);
+  if (head.size() <= largest) return head;
+  throw Problem(path + ": is no RPC model: it is larger than " + (model ? "4" : "64") + " MiB");
+}
+
 /// Reads the file if it begins as a model does, else says why it does not.
 std::optional<ModelFile> ReadIfModel(const std::string& path, std::string* why) {
   const FileDescriptor file = OpenForReading(path);
-  std::string bytes = ReadUpTo(file, HeadSize, path);
-  const auto format = Recognise(bytes);
+  const std::string head = ReadUpTo(file, HeadSize, path);
+  const auto format = Recognise(head);
   if (!format) {
-    *why = bytes.empty() ? "is no RPC model: the file is empty"
-                         : "is no RPC model: not XML (no root configuration), not RPB (no group IMAGE), not "
-                           "RPC text (no line such as LINE_OFF:)";
+    *why = head.empty() ? "is no RPC model: the file is empty"
+                        : "is no RPC model: not XML (no root configuration, Dimap_Document, isd or "
+                          "RPCDataset), not RPB (no group IMAGE), not "
+                          "RPC text (no line such as LINE_OFF:)";
     return std::nullopt;
   }
-  bytes += ReadUpTo(file, LargestModelFile, path);
-  if (bytes.size() > LargestModelFile) throw Problem(path + ": is no RPC model: it is larger than 4 MiB");
-  return ReadModelBytes(path, *format, bytes);
+  return ReadModelBytes(path, *format, ReadWhole(file, head, *format, path));
 }
 
 }  // namespace
@@ -244,8 +318,24 @@ ModelFile ReadModelBytes(const std::string& path, ModelFormat format, const std:
     case ModelFormat::RefinedXml:
       ReadXml(file, bytes);
       break;
+    case ModelFormat::Dimap:
+    case ModelFormat::Isd:
+      ReadVendorDocument(file, bytes);
+      break;
+    case ModelFormat::Dataset:
+      ReadOnlyModel(file, bytes);
+      break;
   }
   return file;
+}
+
+std::optional<TCipherRPCImpExpDataset> ReadDataset(const std::string& path) {
+  std::error_code failure;
+  if (!std::filesystem::is_regular_file(path, failure)) return std::nullopt;
+  const FileDescriptor file = OpenForReading(path);
+  const std::string head = ReadUpTo(file, HeadSize, path);
+  if (Recognise(head) != ModelFormat::Dataset) return std::nullopt;
+  return DatasetOf(path, ReadWhole(file, head, ModelFormat::Dataset, path));
 }
 
 ModelFile ReadModelFile(const std::string& path) {
@@ -254,6 +344,8 @@ ModelFile ReadModelFile(const std::string& path) {
   std::string why = "No such file";
   if (std::filesystem::status(path, failure).type() != std::filesystem::file_type::not_found) {
     if (auto file = ReadIfModel(path, &why)) return std::move(*file);
+  } else if (auto file = ReadNamedModel(path)) {
+    return std::move(*file);
   }
   for (const std::string& side_car : SideCars(path)) {
     if (side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;

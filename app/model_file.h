@@ -11,6 +11,7 @@
 #include "kelvane/refinement/affine_refinement.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_data.h"
+#include "kelvane/rpc/rpc_exchange_dataset.h"
 
 namespace app {
 
@@ -21,7 +22,9 @@ inline constexpr char SatIdKey[] = "satId";
 inline constexpr char BandIdKey[] = "bandId";
 
 struct ModelFile {
-  std::string path;  ///< the file that was read: the side-car, where an image was named
+  std::string path;   ///< the file that was read: the side-car, where an image was named; or FILE:NAME
+  std::string name;   ///< of a model in a dataset
+  std::string image;  ///< what a dataset says that the model belongs to
   ModelFormat format = ModelFormat::Rpb;
   SatCommonUtils::TRPCData data;
   SatCommonUtils::TRPBHeader header;  ///< error figures and names, where the file has them
@@ -32,11 +35,16 @@ struct ModelFile {
   std::vector<std::string> remarks;             ///< what a person may want to know
 };
 
-/// Reads a model, or the side-car of the image named. Throws `Problem` for a file that cannot be read or
-/// holds no model: it says which form was tried and what is missing.
+/// Reads a model, or the side-car of the image named, or the model of a dataset: of FILE:NAME, where there is
+/// no file of that whole name, and of the dataset's name alone where it holds but one. Throws `Problem` for a
+/// file that cannot be read or holds no model: it says which form was tried and what is missing.
 ModelFile ReadModelFile(const std::string& path);
 
-/// Reads a model from bytes in a known form; `path` is what messages call them.
+/// The dataset that a file is, or none where it is something else or there is none. Throws `Problem` for a
+/// file that cannot be read and for a dataset that is malformed.
+std::optional<SatCommonUtils::TCipherRPCImpExpDataset> ReadDataset(const std::string& path);
+
+/// Reads a model from bytes in a known form; `path` is what messages call them. Of a dataset, the only model.
 ModelFile ReadModelBytes(const std::string& path, ModelFormat format, const std::string& bytes);
 
 /// A model with the margin and the raster size of another. The refinement may be null.

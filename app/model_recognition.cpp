@@ -45,22 +45,32 @@ bool IsBinary(std::string_view line) {
   });
 }
 
-/// True when the first element, behind declarations and comments, is the root of a configuration.
-bool HasConfigurationRoot(std::string_view text) {
+/// The name of the first element, behind declarations and comments; empty where the text is no XML.
+std::string_view RootName(std::string_view text) {
   for (text = TrimmedStart(text); StartsWith(text, "<?") || StartsWith(text, "<!");) {
     const std::string_view end = StartsWith(text, "<!--") ? "-->" : ">";
     const std::size_t at = text.find(end);
-    if (at == std::string_view::npos) return false;
+    if (at == std::string_view::npos) return {};
     text = TrimmedStart(text.substr(at + end.size()));
   }
-  constexpr std::string_view root = "<configuration";
-  return StartsWith(text, root) && text.find_first_of(" \t\r\n/>", root.size()) == root.size();
+  const std::size_t end = text.find_first_of(" \t\r\n/>");
+  if (!StartsWith(text, "<") || end == std::string_view::npos) return {};
+  return text.substr(1, end - 1);
 }
+
+struct Root {
+  std::string_view name;
+  ModelFormat format;
+};
+constexpr Root Roots[] = {{"configuration", ModelFormat::Xml},
+                          {"Dimap_Document", ModelFormat::Dimap},
+                          {"isd", ModelFormat::Isd},
+                          {"RPCDataset", ModelFormat::Dataset}};
 
 }  // namespace
 
 const char* FormatName(ModelFormat format) {
-  constexpr const char* Names[] = {"rpb", "text", "xml", "refined-xml"};
+  constexpr const char* Names[] = {"rpb", "text", "xml", "refined-xml", "dimap", "isd", "dataset"};
   return Names[static_cast<int>(format)];
 }
 
@@ -73,7 +83,10 @@ bool IsTextKey(std::string_view key) {
 
 std::optional<ModelFormat> Recognise(std::string_view head) {
   std::string_view text = WithoutByteOrderMark(head);
-  if (HasConfigurationRoot(text)) return ModelFormat::Xml;
+  const std::string_view name = RootName(text);
+  for (const Root& root : Roots) {
+    if (name == root.name) return root.format;
+  }
   while (!text.empty()) {
     const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
     const std::string_view line = text.substr(0, end);

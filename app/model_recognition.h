@@ -9,9 +9,9 @@
 
 namespace app {
 
-enum class ModelFormat { Rpb, Text, Xml, RefinedXml };
+enum class ModelFormat { Rpb, Text, Xml, RefinedXml, Dimap, Isd, Dataset };
 
-/// "rpb", "text", "xml", "refined-xml".
+/// "rpb", "text", "xml", "refined-xml", "dimap", "isd", "dataset".
 const char* FormatName(ModelFormat format);
 
 /// The form of the model that begins with `head`: XML by its root, the others by the first line that only

@@ -38,6 +38,10 @@ bool Save(const ModelFile& file, ModelFormat format, TKaStringStream* stream) {
     case ModelFormat::Xml:
     case ModelFormat::RefinedXml:
       return SaveXml(file, stream);
+    case ModelFormat::Dimap:
+    case ModelFormat::Isd:
+    case ModelFormat::Dataset:
+      break;
   }
   return false;
 }

@@ -43,6 +43,11 @@ void AddOutputOption(CLI::App* command, std::string* path);
 /// Tells on standard output what writing a model did to its numbers.
 void PrintWritten(const WrittenModel& written, const std::string& path);
 
+/// How help names a model.
+inline constexpr char ModelText[] =
+    "RPC file (RPB, RPC text, XML, a provider's DIMAP or isd XML), or the image that it lies beside; of a "
+    "dataset with several models, FILE:NAME";
+
 /// The argument that names a model.
 void AddModelArgument(CLI::App* command, const char* name, std::string* path);
 

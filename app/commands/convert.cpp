@@ -1,19 +1,29 @@
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #include "app/commands/commands.h"
+#include "app/files.h"
 #include "app/json_report.h"
 #include "app/model_writing.h"
 #include "app/problem.h"
 #include "host/quoted_text.h"
+#include "kelvane/module/host/text.h"
+#include "kelvane/rpc/rpc_exchange_dataset.h"
 
 namespace app {
 
 namespace {
 
+using SatCommonUtils::TCipherRPCImpExpDataset;
+using SatCommonUtils::TE_RPCFileForm;
+using SatCommonUtils::TRPCExchangeModel;
+
 struct ConvertOptions {
   std::string in;
   std::string out;
+  bool dataset = false;
+  std::string each;  ///< "rpb" or "text": OUT is a folder
   bool json = false;
   bool quiet = false;
 };
@@ -39,21 +49,110 @@ int Convert(const ConvertOptions& options) {
   return AllComputed;
 }
 
+/// A model as one of a set: what a set has no place for is refused, or said.
+TRPCExchangeModel ForExchange(const ModelFile& file, bool quiet) {
+  const SatCommonUtils::TRPC& model = UsableModel(file);
+  if (file.refinement) {
+    throw Problem(file.path +
+                  ": a dataset has no place for a refinement; \"kelvane export\" makes a plain model of it");
+  }
+  PrintRemarks(file.remarks, quiet);
+  SatCommonUtils::TPolygon margin;
+  if (model.GetMargin(&margin) || model.GetRasterDims(nullptr, nullptr)) {
+    PrintRemarks({file.path + ": a dataset has no place for the margin and the raster size"}, quiet);
+  }
+  if (!file.name.empty()) return {file.name, file.image, file.data, file.header};
+  const std::string name = std::filesystem::path(file.path).filename().string();
+  return {SatCommonUtils::RPCModelName(name), name, file.data, file.header};
+}
+
+/// The models of a folder, of a dataset, or of any other file the one; and how many files could not be read.
+struct Gathered {
+  TCipherRPCImpExpDataset dataset;
+  std::size_t unread = 0;
+};
+
+Gathered Gather(const std::string& in, bool quiet) {
+  Gathered gathered;
+  std::error_code failure;
+  std::string problem;
+  if (std::filesystem::is_directory(in, failure)) {
+    std::vector<SatCommonUtils::TRPCFileProblem> problems;
+    if (!gathered.dataset.ImportFolder(in, &problems, &problem)) throw Problem(in + ": " + problem);
+    for (const auto& one : problems) PrintRemarks({in + '/' + one.File + ": " + one.Problem}, false);
+    gathered.unread = problems.size();
+    if (!gathered.dataset) throw Problem(in + ": no RPB or RPC text in this folder can be read");
+  } else if (auto dataset = ReadDataset(in)) {
+    gathered.dataset = std::move(*dataset);
+  } else if (!gathered.dataset.Add(ForExchange(ReadModelFile(in), quiet), &problem)) {
+    throw Problem(in + ": " + problem);
+  }
+  return gathered;
+}
+
+void WriteDataset(const TCipherRPCImpExpDataset& dataset, const std::string& path) {
+  if (toupper(std::filesystem::path(path).extension().string()) != ".XML") {
+    throw Problem(path + ": the name of a dataset to write ends in .xml");
+  }
+  TKaStringStream stream;
+  std::string problem;
+  if (!dataset.SaveToDocument(&stream, &problem)) throw Problem(path + ": " + problem);
+  ReplaceFile(path, stream.Text());
+}
+
+int ConvertSet(const ConvertOptions& options) {
+  const Gathered gathered = Gather(options.in, options.quiet);
+  const std::string form = options.dataset ? FormatName(ModelFormat::Dataset) : options.each;
+  if (options.dataset) {
+    WriteDataset(gathered.dataset, options.out);
+  } else {
+    const auto file_form = form == FormatName(ModelFormat::Rpb) ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
+    std::string problem;
+    if (!gathered.dataset.ExportToFolder(options.out, file_form, &problem)) {
+      throw Problem(options.out + ": " + problem);
+    }
+  }
+  const std::size_t models = gathered.dataset.Models().size();
+  if (options.json) {
+    nlohmann::ordered_json report;
+    report["input"] = options.in;
+    report["output"] = options.out;
+    report["format"] = form;
+    report["models"] = models;
+    report["unread"] = gathered.unread;
+    PrintJson(report);
+  } else if (!options.quiet) {
+    std::printf("%s\n-> %s (%s), models: %zu\n", KaPrintable(options.in).c_str(),
+                KaPrintable(options.out).c_str(), form.c_str(), models);
+  }
+  return gathered.unread == 0 ? AllComputed : SomePointsFailed;
+}
+
 }  // namespace
 
 void AddConvertCommand(CLI::App* program, Action* chosen) {
-  CLI::App* const command =
-      program->add_subcommand("convert", "Between RPB, RPC text and XML, by the suffix of OUT");
+  CLI::App* const command = program->add_subcommand(
+      "convert", "Between RPB, RPC text and XML, by the suffix of OUT; to and from datasets");
   const auto options = std::make_shared<ConvertOptions>();
   AddModelArgument(command, "IN", &options->in);
-  constexpr char OutText[] = "The model to write: .rpb, .txt or .xml";
+  constexpr char OutText[] =
+      "The model to write: .rpb, .txt or .xml; with --dataset, .xml; with --each, an existing folder";
   const auto out = command->add_option("OUT", options->out, OutText)->type_name("FILE");
   const auto output =
       command->add_option("-o,--output", options->out, "The same, as an option")->type_name("FILE");
   output->excludes(out);
+  const auto dataset =
+      command->add_flag("--dataset", options->dataset,
+                        "Write a dataset: the models of IN, which may be a folder of RPB and "
+                        "RPC text files, or a dataset");
+  command->add_option("--each", options->each, "Write every model of such an IN into the folder OUT")
+      ->check(CLI::IsMember({"rpb", "text"}).description(""))
+      ->type_name("rpb|text")
+      ->excludes(dataset);
   command->callback([=] {
     if (out->empty() && output->empty()) throw CLI::RequiredError("OUT");
-    *chosen = [=] { return Convert(*options); };
+    const bool set = options->dataset || !options->each.empty();
+    *chosen = [=] { return set ? ConvertSet(*options) : Convert(*options); };
   });
   AddJsonOption(command, &options->json);
   AddQuietOption(command, &options->quiet);

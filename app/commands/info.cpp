@@ -48,6 +48,10 @@ Derived Derive(const ModelFile& file) {
 nlohmann::ordered_json ToJson(const ModelFile& file, const Derived& derived) {
   nlohmann::ordered_json report;
   report["format"] = FormatName(file.format);
+  if (file.format == ModelFormat::Dataset) {
+    report["name"] = file.name;
+    report["file"] = file.image;
+  }
   report["valid"] = static_cast<bool>(file.data);
   for (const auto& field : RPCDataFields) report[field.Name] = file.data.*field.Value;
   for (const auto& set : RPCDataCoefficients) report[set.Name] = file.data.*set.Values;
@@ -90,6 +94,9 @@ void PrintValue(const char* name, double value, const char* unit) {
 void PrintText(const ModelFile& file, const Derived& derived) {
   std::printf("%s: %s, %s\n", KaPrintable(file.path).c_str(), FormatName(file.format),
               file.data ? "every field set" : "with unset fields");
+  if (file.format == ModelFormat::Dataset) {
+    std::printf("model %s of the file %s\n", KaQuoted(file.name).c_str(), KaQuoted(file.image).c_str());
+  }
   if (file.header.SatId || file.header.BandId) {
     std::printf("satellite %s, band %s\n", KaPrintable(file.header.SatId.value_or("?")).c_str(),
                 KaPrintable(file.header.BandId.value_or("?")).c_str());

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <deque>
 #include <memory>
@@ -7,6 +8,7 @@
 #include "app/model_file.h"
 #include "app/number_format.h"
 #include "app/problem.h"
+#include "kelvane/rpc/convergence.h"
 #include "kelvane/rpc/ground_solution.h"
 
 namespace app {
@@ -19,6 +21,7 @@ using SatCommonUtils::TRPCCoordsDataItem;
 struct IntersectOptions {
   std::vector<std::string> models;
   PointOptions points;
+  bool angle = false;
 };
 
 /// Of the last step of an iteration that has found its answer.
@@ -30,11 +33,13 @@ constexpr double LeastIndependence = 1e-5;
 /// The models, and what is measured in them on one line of the points.
 class Intersection {
  public:
-  explicit Intersection(const IntersectOptions& options) : points_(options.points) {
+  explicit Intersection(const IntersectOptions& options)
+      : points_(options.points), with_angle_(options.angle) {
     for (const std::string& path : options.models) Add(path);
   }
 
   std::size_t ModelCount() const { return files_.size(); }
+  std::size_t AnswerCount() const { return with_angle_ ? 5 : 4; }
 
   bool Compute(const double* numbers, double* answer, std::string* why) const {
     std::vector<TRPCCoordsDataItem> images;
@@ -49,7 +54,7 @@ class Intersection {
     answer[points_.xy ? 0 : 1] = ForOutput(lon, files_.front().data);
     answer[2] = h;
     answer[3] = solution.Residual;
-    return true;
+    return !with_angle_ || CalculateAngle(images, lat, lon, h, &answer[4], why);
   }
 
  private:
@@ -117,7 +122,25 @@ class Intersection {
     return true;
   }
 
+  /// The widest angle between two of the models that see the point.
+  static bool CalculateAngle(const std::vector<TRPCCoordsDataItem>& images, double lat, double lon, double h,
+                             double* widest, std::string* why) {
+    *widest = 0.0;
+    for (auto a = images.begin(); a != images.end(); ++a) {
+      for (auto b = a + 1; b != images.end(); ++b) {
+        double angle = 0.0;
+        if (!SatCommonUtils::CalculateConvergenceAngle(*a->Model, *b->Model, lat, lon, h, &angle)) {
+          *why = "no convergence angle: a model has no ray there";
+          return false;
+        }
+        *widest = std::max(*widest, angle);
+      }
+    }
+    return true;
+  }
+
   const PointOptions& points_;
+  bool with_angle_;
   std::deque<ModelFile> files_;
 };
 
@@ -126,7 +149,7 @@ int Intersect(const IntersectOptions& options) {
   PointJob job;
   job.columns = 2 * intersection.ModelCount();
   job.may_be_nan = true;
-  job.answers = 4;
+  job.answers = intersection.AnswerCount();
   job.compute = [&](const double* numbers, double* answer, std::string* why) {
     return intersection.Compute(numbers, answer, why);
   };
@@ -141,11 +164,14 @@ void AddIntersectCommand(CLI::App* program, Action* chosen) {
       "Images to ground: line sample for each model, nan nan where it does not see the point -> lat lon h "
       "rms, one point a line");
   const auto options = std::make_shared<IntersectOptions>();
-  command->add_option("MODEL", options->models, "RPC files, or the images that they lie beside; at least two")
+  command->add_option("MODEL", options->models, std::string("At least two. Each: ") + ModelText)
       ->required()
       ->expected(2, CLI::detail::expected_max_vector_size)
       ->type_name("FILE");
   AddPointOptions(command, &options->points);
+  command->add_flag("--angle", options->angle,
+                    "One more column: the convergence angle at the point in degrees, of several the widest "
+                    "between two models that see it");
   command->callback([=] { *chosen = [=] { return Intersect(*options); }; });
 }
 

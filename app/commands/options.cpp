@@ -85,9 +85,7 @@ void PrintWritten(const WrittenModel& written, const std::string& path) {
 void AddQuietOption(CLI::App* command, bool* quiet) { command->add_flag("--quiet", *quiet, "No remarks"); }
 
 void AddModelArgument(CLI::App* command, const char* name, std::string* path) {
-  command->add_option(name, *path, "RPC file, or the image that it lies beside")
-      ->required()
-      ->type_name("FILE");
+  command->add_option(name, *path, ModelText)->required()->type_name("FILE");
 }
 
 void AddJsonOption(CLI::App* command, bool* json) {

@@ -17,9 +17,9 @@ class TKaXIniWriter;
 
 namespace SatCommonUtils {
 
-/// What an RPB text says beside the 90 numbers of the record.
+/// What a text says beside the 90 numbers of the record.
 struct TRPBHeader {
-  bool HasImage = false;  ///< the group IMAGE was found; without it the rest is unset
+  bool HasImage = false;  ///< the group IMAGE of an RPB text was found; without it the rest is unset there
   std::optional<std::string> SatId;
   std::optional<std::string> BandId;
   std::optional<double> ErrBias;  ///< metres; unset, too, when what stands there is no number
@@ -74,6 +74,9 @@ struct KELVANE_API TRPCData {
   /// taken. False unless all 90 keys were read; the record is then partly overwritten.
   bool InitializeFromText(TKaStream* stream);
   bool InitializeFromText(TKaStream* stream, std::string* problem);
+  /// The same, with the error figures "ERR_BIAS" and "ERR_RAND" into those members of `header` (may be null)
+  /// that are unset, also as far as a failed read came.
+  bool InitializeFromText(TKaStream* stream, TRPBHeader* header, std::string* problem);
   /// The same from a file; false also when it cannot be opened.
   bool InitializeFromTextFile(const std::string& path);
   /// Writes the RPC text form, 90 lines. An empty unit stands for "degrees" or "meters". The form rounds:

@@ -1,7 +1,5 @@
 /// The RPB form: a PVL text with a group IMAGE.
-#include <algorithm>
 #include <exception>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -12,6 +10,7 @@
 #include "kelvane/module/problem.h"
 #include "kelvane/rpc/rpc_data.h"
 #include "kelvane/rpc/rpc_data_keys.h"
+#include "kelvane/rpc/rpc_numbers_text.h"
 
 namespace SatCommonUtils {
 
@@ -31,20 +30,6 @@ std::optional<double> ReadErrorFigure(const TKaXIniReader& reader, const char* k
   return value;
 }
 
-void ReadCoefficients(const TKaXIniReader& reader, const TRPCDataCoefficients& set, TRPCData* data) {
-  const std::string text = reader.ReadE<std::string>(reader.FindFE(set.RPBKey, 0));
-  // One more than there may be, so that a surplus is seen.
-  double values[TRPCData::CoefficientCount + 1];
-  const unsigned count =
-      SplitStringIntoDoubles(text.c_str(), "();,", values, std::size(values), false, nullptr);
-  if (count != TRPCData::CoefficientCount) {
-    const std::string found = count > TRPCData::CoefficientCount ? "more" : std::to_string(count);
-    throw std::runtime_error(std::string(set.RPBKey) + " does not hold 20 numbers (numbers found: " + found +
-                             ")");
-  }
-  std::copy_n(values, TRPCData::CoefficientCount, data->*set.Values);
-}
-
 void Read(const var_a<TKaStream*>& stream, TRPCData* data, TRPBHeader* header) {
   const var_a<TKaStream*> xml = new_a<TKaStringStream>();
   PVLtoXML(stream, xml);
@@ -58,7 +43,10 @@ void Read(const var_a<TKaStream*>& stream, TRPCData* data, TRPBHeader* header) {
   for (const TRPCDataField& field : RPCDataFields) {
     data->*field.Value = reader.ReadE<double>(reader.FindFE(field.RPBKey, 0));
   }
-  for (const TRPCDataCoefficients& set : RPCDataCoefficients) ReadCoefficients(reader, set, data);
+  for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
+    const std::string text = reader.ReadE<std::string>(reader.FindFE(set.RPBKey, 0));
+    ReadCoefficients(text, "();,", set.RPBKey, data->*set.Values);
+  }
 }
 
 std::string CoefficientBlock(const TRPCDataCoefficients& set, const TRPCData& data) {

@@ -33,6 +33,14 @@ std::map<std::string, double*> Destinations(TRPCData* data) {
   return destinations;
 }
 
+/// Takes a line for an error figure if it is one that was not yet read.
+void ReadErrorFigure(const std::string& key, const char* text, TRPBHeader* header) {
+  if (header == nullptr || (key != "ERR_BIAS" && key != "ERR_RAND")) return;
+  std::optional<double>& figure = key == "ERR_BIAS" ? header->ErrBias : header->ErrRand;
+  double value = 0.0;
+  if (!figure && std::sscanf(text, "%lf", &value) == 1) figure = value;
+}
+
 std::string DescribeMissing(const std::map<std::string, double*>& missing) {
   std::string text = "no number for " + missing.begin()->first;
   if (missing.size() > 1) text += " and " + std::to_string(missing.size() - 1) + " more of the 90 keys";
@@ -65,7 +73,11 @@ bool WriteLine(TKaStream* stream, const std::string& line) {
 
 bool TRPCData::InitializeFromText(TKaStream* stream) { return InitializeFromText(stream, nullptr); }
 
-bool TRPCData::InitializeFromText(TKaStream* stream, std::string* problem) try {
+bool TRPCData::InitializeFromText(TKaStream* stream, std::string* problem) {
+  return InitializeFromText(stream, nullptr, problem);
+}
+
+bool TRPCData::InitializeFromText(TKaStream* stream, TRPBHeader* header, std::string* problem) try {
   if (!stream->IsReady()) return Fail(problem, "the stream cannot be read");
   const TCNumericLocale point;
   std::map<std::string, double*> missing = Destinations(this);
@@ -78,7 +90,9 @@ bool TRPCData::InitializeFromText(TKaStream* stream, std::string* problem) try {
     if (text.size() < length) return Fail(problem, "it holds zero bytes: this is no text");
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) continue;
-    const auto entry = missing.find(text.substr(0, colon));
+    const std::string key = text.substr(0, colon);
+    ReadErrorFigure(key, line + colon + 1, header);
+    const auto entry = missing.find(key);
     if (entry == missing.end()) continue;
     if (std::sscanf(line + colon + 1, "%lf", entry->second) == 1) missing.erase(entry);
   }

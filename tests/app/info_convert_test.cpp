@@ -75,7 +75,7 @@ TEST(Info, SaysWhatIsMissing) {
   const std::pair<std::string, const char*> cases[] = {
       {"", "the file is empty"},
       {"hello\n", "not XML"},
-      {"<?xml version=\"1.0\"?><!-- <configuration/> --><html/>", "not XML (no root configuration)"},
+      {"<?xml version=\"1.0\"?><!-- <configuration/> --><html/>", "not XML (no root configuration,"},
       {std::string("\0\1\n", 3) + text, "not RPC text"},
       {Replaced(text, "E-03", "D-03"), "LINE_NUM_COEFF_1: \"-6.181087000000000D-03\" is no number"},
       {Replaced(text, "+000812.00", "1,812.00"), "LINE_OFF: \"1,812.00\" is no number"},

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kelvane/rpc/convergence.h"
 #include "kelvane/rpc/rpc.h"
 #include "tests/support/failing_ini.h"
 #include "tests/support/program.h"
@@ -79,6 +80,21 @@ TEST_F(Intersect, GivesPointsBackWhateverThreadsTurnAndOrder) {
     }
   }
   EXPECT_EQ(i, 5000);
+}
+
+TEST_F(Intersect, TellsTheWidestConvergenceAngleOnRequest) {
+  // The third model is the first once more: it has an angle with the second only.
+  const std::string ties = Tie(0, 3) + '\n' + Tie(0, 2) + '\n' + Tie(0, 0) + '\n';
+  double angle = 0.0;
+  ASSERT_TRUE(CalculateConvergenceAngle(first_, second_, Latitude(0), 180.0 - moved_, 100.0, &angle));
+  EXPECT_GT(angle, 4.0);
+  test::PrintedNumbers lines(Run(models_, ties, {"--angle"}).out);
+  double point[5];
+  for (int i = 0; i < 3; ++i) {
+    for (double& number : point) lines >> number;
+    EXPECT_NEAR(point[2], 100.0, 1e-6) << i;
+    EXPECT_NEAR(point[4], angle, 1e-6) << i;
+  }
 }
 
 TEST_F(Intersect, WhatHasNoAnswerSaysWhyAndSpoilsNothingElse) {

@@ -1,0 +1,169 @@
+#include "kelvane/rpc/rpc_exchange_dataset.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <tuple>
+
+#include "tests/support/files.h"
+#include "tests/support/vendor_xml.h"
+
+namespace {
+
+using namespace SatCommonUtils;
+using test::Replaced;
+using Names = std::vector<std::string>;
+using Files = std::set<std::string>;
+
+TRPCExchangeModel Model(const std::string& name) { return {name, "", test::NumberedRecord(), {}}; }
+
+TCipherRPCImpExpDataset SetOf(const std::vector<TRPCExchangeModel>& models) {
+  TCipherRPCImpExpDataset set;
+  for (const TRPCExchangeModel& model : models) EXPECT_TRUE(set.Add(model, nullptr)) << model.Name;
+  return set;
+}
+
+Names NamesOf(const TCipherRPCImpExpDataset& set) {
+  Names names;
+  for (const TRPCExchangeModel& model : set.Models()) names.push_back(model.Name);
+  return names;
+}
+
+std::string DocumentOf(const TCipherRPCImpExpDataset& set) {
+  TKaStringStream stream;
+  EXPECT_TRUE(set.SaveToDocument(&stream, nullptr));
+  return stream.Text();
+}
+
+bool ReadDocument(const std::string& text, TCipherRPCImpExpDataset* set, std::string* problem) {
+  TKaStringStream stream(text);
+  return set->InitializeFromDocument(&stream, problem);
+}
+
+TEST(RPCDataset, ComesBackBitForBit) {
+  TRPCExchangeModel odd = Model("a \"b\" <&> \xC3\xA9\xC3\xA8/..");
+  const double values[] = {-0.0, 0.1, 5e-324, -1.7976931348623155e308, HUGE_VAL, 1e23, 1234567.891};
+  std::copy(std::begin(values), std::end(values), odd.Data.SampleNum);
+  odd.File = " folder/scene 1.tif";
+  odd.Header = {false, "", " ", 0.1, std::nullopt};
+  TCipherRPCImpExpDataset set = SetOf({Model("plain"), odd});
+  TCipherRPCImpExpDataset back = SetOf({Model("gone")});
+  std::string problem;
+  ASSERT_TRUE(ReadDocument(DocumentOf(set), &back, &problem)) << problem;
+  ASSERT_EQ(NamesOf(back), (Names{"plain", odd.Name}));
+  const TRPCExchangeModel& read = *back.Find(odd.Name);
+  EXPECT_EQ(std::memcmp(&read.Data, &odd.Data, sizeof odd.Data), 0);
+  const auto told = [](const TRPCExchangeModel& m) {
+    return std::tie(m.File, m.Header.SatId, m.Header.BandId, m.Header.ErrBias, m.Header.ErrRand);
+  };
+  EXPECT_TRUE(told(read) == told(odd));
+  EXPECT_TRUE(back.Remove("plain") && !back.Remove("plain") && back.Remove(odd.Name));
+  EXPECT_TRUE(ReadDocument(DocumentOf(back), &set, nullptr) && !set);
+}
+
+TEST(RPCDataset, RefusesWhatItCouldNotGiveBack) {
+  TCipherRPCImpExpDataset set = SetOf({Model("a")});
+  TRPCExchangeModel unset = Model("b");
+  unset.Data.LineNum[3] = TRPCData::Unset;
+  TRPCExchangeModel zero = Model("b");
+  zero.Header.SatId = std::string("a\0b", 3);
+  const std::pair<TRPCExchangeModel, const char*> bad[] = {{Model("a"), "named \"a\" already"},
+                                                           {Model(""), "empty"},
+                                                           {Model("a\nb"), "control characters"},
+                                                           {unset, "unset"},
+                                                           {zero, "zero byte"}};
+  std::string problem;
+  for (const auto& [model, why] : bad) {
+    EXPECT_FALSE(set.Add(model, &problem));
+    EXPECT_NE(problem.find(why), std::string::npos) << problem;
+  }
+  const std::string text = DocumentOf(SetOf({Model("one"), Model("two")}));
+  const std::pair<std::string, const char*> malformed[] = {
+      {text.substr(0, text.size() - 1), "line "},
+      {"<configuration/>", "is no RPCDataset"},
+      {Replaced(text, "version=\"1\">", "version=\"2\">"), "version is not 1"},
+      {Replaced(text, "\"two\"", "\"one\""), "model 2: there is a model named \"one\" already"},
+      {Replaced(text, "name=\"two\"", "title=\"two\""), "model 2: its name is empty"},
+      {Replaced(text, "<HeightScale>", "<HeightScale>1 "), "model 1: HeightScale is no number"},
+      {Replaced(text, "<LineNum>", "<LineNum>1 "), "model 1: LineNum does not hold 20 numbers"},
+      {Replaced(text, "<LineNum>", "<ErrRand/><LineNum>"), "model 1: ErrRand is no number"},
+      {Replaced(text, "<LineScale>", "<LineOffset/><LineScale>"), "LineOffset stands more than once"}};
+  for (const auto& [document, why] : malformed) {
+    EXPECT_FALSE(ReadDocument(document, &set, &problem)) << why;
+    EXPECT_NE(problem.find(why), std::string::npos) << problem;
+  }
+  EXPECT_EQ(NamesOf(set), Names{"a"});
+  EXPECT_TRUE(ReadDocument(Replaced(text, "<File", "<Unknown/><!-- ? --><File"), &set, nullptr));
+}
+
+TEST(RPCDataset, TakesTheModelsOfAFolder) {
+  const test::ScratchFolder folder;
+  const std::string rpb = test::FileText(test::SamplePath("worldview3.RPB"));
+  TKaStringStream text;
+  ASSERT_TRUE(test::IdentityRecord().SaveToText(&text, "", ""));
+  folder.Write("c_rpc.TXT", text.Text() + "ERR_BIAS: 2.5 meters\r\n");
+  folder.Write("b.rPb", rpb);
+  folder.Write("b_RPC.txt", text.Text());
+  folder.Write("a.rpb", rpb.substr(0, 300));
+  std::filesystem::create_directory(folder.Path("d.RPB"));
+  TCipherRPCImpExpDataset set;
+  std::vector<TRPCFileProblem> problems;
+  ASSERT_TRUE(set.ImportFolder(folder.Path(""), &problems, nullptr));
+  EXPECT_EQ(NamesOf(set), (Names{"b", "c"}));
+  EXPECT_EQ(set.Find("b")->File, "b.rPb");
+  EXPECT_EQ(set.Find("b")->Header.SatId, "WV03");
+  EXPECT_EQ(set.Find("c")->Header.ErrBias, 2.5);
+  ASSERT_EQ(problems.size(), 2U);
+  EXPECT_EQ(problems[0].File + problems[1].File, "a.rpbb_RPC.txt");
+  EXPECT_NE(problems[1].Problem.find("named \"b\" already"), std::string::npos);
+
+  EXPECT_FALSE(set.ImportFolder(folder.Path("none"), nullptr, nullptr));
+  const std::string isd = folder.Write("RPC_x.XML", test::IsdText(test::IdentityRecord()));
+  EXPECT_TRUE(set.ImportVendorXmlFile(isd, nullptr) && set.Find("RPC_x") != nullptr);
+  EXPECT_FALSE(set.ImportVendorXmlFile(folder.Path("none.xml"), nullptr));
+}
+
+Files Listing(const std::string& folder) {
+  Files names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.insert(entry.path().filename());
+  return names;
+}
+
+TEST(RPCDataset, GoesIntoAFolderWholeOrNotAtAll) {
+  const test::ScratchFolder folder;
+  const std::string in = folder.Path("in");
+  std::filesystem::create_directory(in);
+  const TCipherRPCImpExpDataset set = SetOf({Model("../../x"), Model(".."), Model("a:b")});
+  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::RPB, nullptr));
+  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::Text, nullptr));
+  EXPECT_EQ(Listing(in),
+            (Files{"_._.._x.RPB", "_..RPB", "a_b.RPB", "_._.._x_RPC.TXT", "_._RPC.TXT", "a_b_RPC.TXT"}));
+  TCipherRPCImpExpDataset back;
+  ASSERT_TRUE(back.ImportFolder(in, nullptr, nullptr));
+  EXPECT_NEAR(back.Find("a_b")->Data.HeightScale, test::NumberedRecord().HeightScale, 0.006);
+
+  TRPCExchangeModel flat = Model("flat");
+  flat.Data.HeightScale = 1e-5;
+  TRPCExchangeModel quoted = Model("quoted");
+  quoted.Header.BandId = "a\"b";
+  folder.Write("taken.RPB", "precious");
+  folder.Write("busy.RPB.part", "precious");
+  const std::pair<TRPCExchangeModel, const char*> bad[] = {
+      {flat, "model \"flat\": HeightScale becomes 0"},
+      {quoted, "model \"quoted\": "},
+      {Model("taken"), "taken.RPB stands in the folder already"},
+      {Model("busy"), "busy.RPB.part stands"},
+      {Model("GOOD"), "two models would be GOOD.RPB"},
+      {Model(std::string(300, 'n')), std::strerror(ENAMETOOLONG)}};
+  for (const auto& [model, why] : bad) {
+    std::string problem;
+    EXPECT_FALSE(
+        SetOf({Model("good"), model}).ExportToFolder(folder.Path(""), TE_RPCFileForm::RPB, &problem));
+    EXPECT_NE(problem.find(why), std::string::npos) << problem;
+  }
+  EXPECT_EQ(Listing(folder.Path("")), (Files{"in", "taken.RPB", "busy.RPB.part"}));
+}
+
+}  // namespace
