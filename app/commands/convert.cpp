@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -72,15 +73,40 @@ struct Gathered {
   std::size_t unread = 0;
 };
 
+/// RPB and RPC text files, in the order of their names.
+std::vector<std::string> ModelFilesIn(const std::string& folder) {
+  std::vector<std::string> files;
+  std::error_code failure;
+  for (std::filesystem::directory_iterator at(folder, failure), end; !failure && at != end;
+       at.increment(failure)) {
+    const std::string suffix = toupper(at->path().extension().string());
+    if ((suffix == ".RPB" || suffix == ".TXT") && at->is_regular_file(failure))
+      files.push_back(at->path().string());
+  }
+  if (failure) throw Problem(folder + ": " + failure.message());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
 Gathered Gather(const std::string& in, bool quiet) {
   Gathered gathered;
   std::error_code failure;
   std::string problem;
   if (std::filesystem::is_directory(in, failure)) {
-    std::vector<SatCommonUtils::TRPCFileProblem> problems;
-    if (!gathered.dataset.ImportFolder(in, &problems, &problem)) throw Problem(in + ": " + problem);
-    for (const auto& one : problems) PrintRemarks({in + '/' + one.File + ": " + one.Problem}, false);
-    gathered.unread = problems.size();
+    // Each as by itself: with the checks that a file alone gets.
+    for (const std::string& path : ModelFilesIn(in)) {
+      try {
+        problem.clear();
+        if (!gathered.dataset.Add(ForExchange(ReadModelFile(path), quiet), &problem)) {
+          problem.insert(0, path + ": ");
+        }
+      } catch (const Problem& reason) {
+        problem = reason.what();
+      }
+      if (problem.empty()) continue;
+      PrintRemarks({problem}, false);
+      ++gathered.unread;
+    }
     if (!gathered.dataset) throw Problem(in + ": no RPB or RPC text in this folder can be read");
   } else if (auto dataset = ReadDataset(in)) {
     gathered.dataset = std::move(*dataset);

@@ -22,6 +22,17 @@ void CheckOrder(const TKaXmlTagItem& parent, const char* key) {
   if (order && trim(*order) != "RPC00B") throw std::runtime_error(std::string(key) + " is not RPC00B");
 }
 
+/// Refuses a domain that counts its rows and columns from elsewhere.
+void CheckFirstPixel(const TKaXmlTagItem& validity) {
+  const TKaXmlTagItem* const domain = FindOnlyTag(validity, "Direct_Model_Validity_Domain");
+  if (domain == nullptr) return;
+  for (const char* key : {"FIRST_ROW", "FIRST_COL"}) {
+    if (FindOnlyTag(*domain, key) != nullptr && NumberIn(*domain, key) != DimapFirstPixel) {
+      throw std::runtime_error(std::string(key) + " is not 1, from where this form counts pixels");
+    }
+  }
+}
+
 void ReadDimap(const TKaXmlTagItem& document, TRPCData* data) {
   const TKaXmlTagItem& model = OnlyTag(document, "Rational_Function_Model");
   const TKaXmlTagItem* const reference = FindOnlyTag(model, "Resource_Reference");
@@ -35,6 +46,7 @@ void ReadDimap(const TKaXmlTagItem& document, TRPCData* data) {
       (data->*set.Values)[k] = NumberIn(inverse, set.TextPrefix + std::to_string(k + 1));
     }
   }
+  CheckFirstPixel(validity);
   data->LineOffset -= DimapFirstPixel;
   data->SampleOffset -= DimapFirstPixel;
 }
@@ -61,7 +73,7 @@ void ReadIsd(const TKaXmlTagItem& document, TRPCData* data, TRPBHeader* header) 
   for (const TRPCDataCoefficients& set : RPCDataCoefficients) {
     const std::string key = toupper(std::string(set.RPBKey));
     const TKaXmlTagItem& list = OnlyTag(image, key + "List");
-    ReadCoefficients(OnlyTag(list, key).Items.get_text(), "", key, data->*set.Values);
+    ReadCoefficients(OnlyText(OnlyTag(list, key)), "", key, data->*set.Values);
   }
 }
 

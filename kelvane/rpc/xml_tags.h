@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "kelvane/module/host/var_a.h"
 #include "kelvane/module/host/xml.h"
 #include "kelvane/rpc/rpc_numbers_text.h"
 
@@ -28,14 +29,22 @@ inline const TKaXmlTagItem& OnlyTag(const TKaXmlTagItem& parent, const std::stri
   return *tag;
 }
 
+/// The text of a tag without tags inside: what stands around those is no one text.
+inline std::string OnlyText(const TKaXmlTagItem& tag) {
+  for (const var_a<TKaXmlItem*>& item : tag.Items) {
+    if (item->AsTag() != nullptr) throw std::runtime_error(tag.Name + " holds tags");
+  }
+  return tag.Items.get_text();
+}
+
 inline std::optional<std::string> FindText(const TKaXmlTagItem& parent, const std::string& name) {
   const TKaXmlTagItem* const tag = FindOnlyTag(parent, name);
   if (tag == nullptr) return std::nullopt;
-  return tag->Items.get_text();
+  return OnlyText(*tag);
 }
 
 inline double NumberIn(const TKaXmlTagItem& parent, const std::string& name) {
-  return ReadNumber(OnlyTag(parent, name).Items.get_text(), name);
+  return ReadNumber(OnlyText(OnlyTag(parent, name)), name);
 }
 
 }  // namespace SatCommonUtils

@@ -193,9 +193,11 @@ bool Calculate7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Param
   double vectors[4][4];
   SumHornMatrix(points, source.Centroid, target.Centroid, N);
   SymmetricEigen(N, values, vectors);
-  // Where two eigenvalues are the largest the rotation has a choice.
-  constexpr double LeastGap = 8.0 * std::numeric_limits<double>::epsilon();
-  if (!(values[0] - values[1] > LeastGap * values[0])) return false;
+  // Where two eigenvalues are the largest, but for rounding, the rotation has a choice.
+  constexpr double Rounding = 8.0 * std::numeric_limits<double>::epsilon();
+  const double least_gap = Rounding * values[0] + source.Rounding * std::sqrt(target.Sum()) +
+                           target.Rounding * std::sqrt(source.Sum());
+  if (!(values[0] - values[1] > least_gap)) return false;
   T7Params found;
   found.Scale = values[0] / source.Sum();
   SetAngles(Rows(TQuaternion(vectors[0]).R()), &found);

@@ -52,7 +52,8 @@ TEST(Dataset, IsMadeOfAFolderAndGivesItsModels) {
   ASSERT_EQ(RunKelvane({"convert", SamplePath("pleiades_1.xml"), folder.Path("in/p_RPC.TXT")}).status, 0);
   const Outcome made = RunKelvane({"convert", folder.Path("in"), set, "--dataset", "--json"});
   EXPECT_EQ(made.status, 1);
-  EXPECT_NE(made.err.find("bad.txt: no number for "), std::string::npos) << made.err;
+  EXPECT_NE(made.err.find("bad.txt: is no RPC model: read as text: no number for "), std::string::npos)
+      << made.err;
   EXPECT_EQ(json::parse(made.out)["models"], 2);
   EXPECT_EQ(Info(set + ":w", {"format", "name", "file"}), Info(rpb));
   EXPECT_EQ(Info(set + ":w", {})["file"], "w.RPB");

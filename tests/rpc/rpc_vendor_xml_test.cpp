@@ -45,6 +45,11 @@ TEST(VendorXml, WhatIsNotWholeIsRefusedAndChangesNothing) {
       {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>0,5<"), "LAT_OFF is no number"},
       {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>0 5<"), "LAT_OFF is no number"},
       {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>1.7976931348623157e308<"), "mark of an unset field"},
+      {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>0<NOTE>5</NOTE><"), "LAT_OFF holds tags"},
+      {Replaced(dimap, "<RFM_Validity>",
+                "<RFM_Validity><Direct_Model_Validity_Domain><FIRST_ROW>0</FIRST_ROW></"
+                "Direct_Model_Validity_Domain>"),
+       "FIRST_ROW is not 1"},
       {Replaced(isd, "RPC00B", "RPC00A"), "SPECID is not RPC00B"},
       {Replaced(isd, "<LINENUMCOEF>0", "<LINENUMCOEF>"), "LINENUMCOEF does not hold 20 numbers"},
       {Replaced(isd, "<SAMPDENCOEF>1", "<SAMPDENCOEF>1 1"), "SAMPDENCOEF does not hold 20 numbers"}};

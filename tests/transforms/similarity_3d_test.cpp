@@ -123,6 +123,16 @@ TEST(Similarity, PairsThatTellNoTransformLeaveTheParameters) {
   for (std::size_t i = 0; i < cases.size(); ++i) {
     EXPECT_FALSE(Calculate7Params(cases[i], &kept) || Initialize7Params(cases[i], &kept)) << i;
   }
+  // A mirrored cube may be turned in more ways than one, wherever it stands.
+  for (const double away : {0.0, 1e3, 1e6}) {
+    Pairs cube;
+    for (int i = 0; i < 8; ++i) {
+      const T3DPoint corner = {i % 2 - 0.5, i / 2 % 2 - 0.5, i / 4 - 0.5};
+      const T3DPoint mirrored = {-0.6 * corner.X + 0.8 * corner.Y, 0.8 * corner.X + 0.6 * corner.Y, corner.Z};
+      cube.push_back({corner + away * along, mirrored + 3.0 * away * along});
+    }
+    EXPECT_FALSE(Calculate7Params(cube, &kept)) << away;
+  }
   EXPECT_EQ(kept.Gamma, truth.Gamma);
 }
 
