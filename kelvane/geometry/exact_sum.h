@@ -34,6 +34,8 @@ class TExactSum {
       value = sum;
       if (rest != 0.0) components_[kept++] = rest;
     }
+    // What is not finite swallows the rest; kept apart, its components would grow without end.
+    if (!std::isfinite(value)) kept = 0;
     if (value != 0.0) components_[kept++] = value;
     count_ = kept;
   }

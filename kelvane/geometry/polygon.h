@@ -49,7 +49,8 @@ class KELVANE_API TPolygon {
   /// The area between the edges, in square units of the plane: positive when the vertices run
   /// counter-clockwise. Parts that are encircled in opposite senses count against each other (a bow-tie of
   /// two equal triangles has none). Formed from the first vertex, so that large coordinates cost no digits;
-  /// its sign is exact, and 0 means that there is no area at all. 0 for fewer than three vertices.
+  /// its sign is exact, and 0 means that there is no area at all. 0 for fewer than three vertices; not finite
+  /// where a coordinate, or the product of two, is not.
   double SignedArea() const;
   /// 1 counter-clockwise, -1 clockwise, 0 neither: the sign of `SignedArea`.
   int Orientation() const;

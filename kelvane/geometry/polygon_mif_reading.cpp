@@ -99,6 +99,8 @@ class TMIFReader {
         scanner_.RestOfLine();
       } else if (previous == "COORDSYS") {
         // The one clause that is long enough to be broken into lines.
+        constexpr std::size_t Longest = 65536;
+        if (layer_.CoordSys.size() > Longest) scanner_.Refuse("a CoordSys clause of more than 64 KiB");
         layer_.CoordSys += " " + word + std::string(scanner_.RestOfLine());
         layer_.CoordSys = std::string(Trimmed(layer_.CoordSys));
         continue;

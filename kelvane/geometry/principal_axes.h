@@ -26,6 +26,10 @@ struct TPrincipalAxes {
       largest = std::max(largest, LargestCoordinate(p));
     }
     Centroid = 1.0 / count * Centroid;
+    // Once more from there: the rounding of the first sum grows with the points.
+    T3DPoint rest;
+    for (const T3DPoint& p : points) rest = rest + (p - Centroid);
+    Centroid = Centroid + 1.0 / count * rest;
     double spread[3][3] = {};
     for (const T3DPoint& p : points) {
       const T3DPoint d = p - Centroid;

@@ -319,11 +319,15 @@ bool HaveCommonPoint(const TPolygon& a, const TPolygon& b, const std::vector<TSe
 }
 
 bool IsUsable(const TPolygon& polygon) {
-  constexpr double Limit = 1e100;
+  // Within these the products of two coordinates are exact sums.
+  constexpr double Largest = 1e100;
+  constexpr double Smallest = 1e-130;
+  const auto is_usable = [=](double v) {
+    return v == 0.0 || (std::fabs(v) < Largest && std::fabs(v) >= Smallest);
+  };
   const std::vector<xy_d>& vertices = polygon.Vertices();
-  return vertices.size() == 4 && std::all_of(vertices.begin(), vertices.end(), [](const xy_d& v) {
-           return std::fabs(v.x) < Limit && std::fabs(v.y) < Limit;
-         });
+  return vertices.size() == 4 && std::all_of(vertices.begin(), vertices.end(),
+                                             [=](const xy_d& v) { return is_usable(v.x) && is_usable(v.y); });
 }
 
 }  // namespace
@@ -332,12 +336,10 @@ bool IntersectQuadrilaterals(const TPolygon& a, const TPolygon& b, TQuadrilatera
   if (!IsUsable(a) || !IsUsable(b)) return false;
   const std::vector<TSegment> edges = Edges(a, b);
   TQuadrilateralIntersection found;
-  found.Pieces = Rings(CommonBoundary(Divided(edges)));
-  for (const TPolygon& piece : found.Pieces) found.Area += piece.SignedArea();
-  if (!found.Pieces.empty()) {
-    found.Contact = TE_PlaneContact::Overlapping;
-  } else if (HaveCommonPoint(a, b, edges)) {
-    found.Contact = TE_PlaneContact::Touching;
+  if (HaveCommonPoint(a, b, edges)) {
+    found.Pieces = Rings(CommonBoundary(Divided(edges)));
+    for (const TPolygon& piece : found.Pieces) found.Area += piece.SignedArea();
+    found.Contact = found.Pieces.empty() ? TE_PlaneContact::Touching : TE_PlaneContact::Overlapping;
   }
   *result = std::move(found);
   return true;

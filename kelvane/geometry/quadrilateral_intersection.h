@@ -40,9 +40,8 @@ struct TQuadrilateralIntersection {
 /// snap rounding: D. Halperin, E. Packer, Computational Geometry 23 (2002), 209-225), after which everything
 /// is decided exactly, so that pieces never overlap.
 ///
-/// False, and `*result` is unchanged, unless both have exactly four vertices whose coordinates are below
-/// 1e100 in magnitude. Coordinates between 0 and 1e-130 may be decided wrongly. Lets out only
-/// `std::bad_alloc`.
+/// False, and `*result` is unchanged, unless both have exactly four vertices whose coordinates are 0 or
+/// at least 1e-130 and below 1e100 in magnitude. Lets out only `std::bad_alloc`.
 KELVANE_API bool IntersectQuadrilaterals(const TPolygon& a, const TPolygon& b,
                                          TQuadrilateralIntersection* result);
 

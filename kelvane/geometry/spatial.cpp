@@ -54,7 +54,7 @@ TRayCrossings IntersectSphere(const TRay& ray, const T3DPoint& centre, const dou
   const double tangent = TangentTolerance * std::max(distance, radius);
   if (!(radius >= 0.0 && std::isfinite(radius) && depth >= -tangent)) return {};
   if (depth <= tangent) return Crossings(1, -b / length, -b / length);
-  const double q = b + std::copysign(std::sqrt(depth * (radius + nearest)), b);
+  const double q = b + std::copysign(std::sqrt(depth) * std::sqrt(radius + nearest), b);
   return Crossings(2, -q / length, -(distance - radius) / q * (distance + radius) / length);
 }
 

@@ -35,14 +35,16 @@ struct TSystem {
   double Free[Equations];
 };
 
-/// The ratios multiplied out.
+/// The ratios multiplied out. Numerator and denominator may have any factor in common, which must not weigh.
 void ClearDenominators(const TImages& images, TSystem* system) {
   for (std::size_t i = 0; i < Equations; ++i) {
     const TImageCoordinate& image = images[i];
+    const double factor =
+        std::hypot(std::hypot(image.Denom[0], image.Denom[1]), image.Denom[2], image.Denom[3]);
     for (std::size_t x = 0; x < Unknowns; ++x) {
-      system->Rows[i][x] = image.Num[x] - image.Seen * image.Denom[x];
+      system->Rows[i][x] = (image.Num[x] - image.Seen * image.Denom[x]) / factor;
     }
-    system->Free[i] = image.Seen * image.Denom[3] - image.Num[3];
+    system->Free[i] = (image.Seen * image.Denom[3] - image.Num[3]) / factor;
   }
 }
 

@@ -119,6 +119,11 @@ TEST(Polygon, FiguresWithoutAreaHaveABoundaryAll) {
   EXPECT_LT(line.SignedDistance({3.0, 1.0 + 0x1p-52}), 0.0);
   EXPECT_TRUE(std::isnan(line.SignedDistance({std::nan(""), 0.0})));
   EXPECT_FALSE(TPolygon({{0, 0}, {1, 0}, {0, 1}}).Contains({std::nan(""), 0.1}));
+  for (const double bad : {std::nan(""), 1e200}) {
+    TPolygon circle({{bad, bad}, {-bad, bad}});
+    for (int i = 0; i < 1000; ++i) circle.AddVertex({std::cos(0.006 * i), std::sin(0.006 * i)});
+    EXPECT_FALSE(std::isfinite(circle.SignedArea()));
+  }
   xy_d low = {7.0, 7.0};
   xy_d high = low;
   EXPECT_FALSE(TPolygon().BoundingBox(&low, &high));

@@ -134,7 +134,7 @@ TEST(QuadrilateralIntersection, OthersAreRefused) {
   result.Area = 7.0;
   for (const TPolygon& other :
        {TPolygon(), TPolygon({{0, 0}, {1, 0}, {0, 1}}), TPolygon({{0, 0}, {4, 0}, {4, 4}, {0, std::nan("")}}),
-        TPolygon({{0, 0}, {4, 0}, {4, 4}, {0, 1e101}})}) {
+        TPolygon({{0, 0}, {4, 0}, {4, 4}, {0, 1e101}}), TPolygon({{0, 0}, {4, 0}, {4, 4}, {0, 1e-150}})}) {
     EXPECT_FALSE(IntersectQuadrilaterals(square, other, &result));
     EXPECT_FALSE(IntersectQuadrilaterals(other, square, &result));
   }
