@@ -22,7 +22,6 @@ namespace SatCommonUtils {
 class TExactSum {
  public:
   // The components start empty: clearing them would cost more than most sums.
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   TExactSum() {}
 
   void Add(double value) {
