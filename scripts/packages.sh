@@ -22,7 +22,7 @@ need() {
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 lint_packages=(git clang-format clang-tidy)

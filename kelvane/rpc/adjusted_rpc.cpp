@@ -183,7 +183,9 @@ TRPCInverse TAdjustedRPC::SolveLatLon(double line, double sample, double h, doub
   double seen_line = 0.0;
   double seen_sample = 0.0;
   CalculateLineSample(*lat, *lon, h, &seen_line, &seen_sample, nullptr, nullptr);
-  inverse.Residual = std::hypot(seen_line - line, seen_sample - sample);
+  const double by_line = seen_line - line;
+  const double by_sample = seen_sample - sample;
+  inverse.Residual = std::sqrt(by_line * by_line + by_sample * by_sample);
   return inverse;
 }
 
@@ -218,6 +220,11 @@ bool TAdjustedRPC::GetRPCRefinementData(TRPCRefinementDataAffine* data) const {
   if (!refinement_) return false;
   refinement_->GetRefinementData(data);
   return true;
+}
+
+bool TAdjustedRPC::GetRPCRefinement(TRPCRefinementAffine* refinement) const {
+  if (refinement_) *refinement = *refinement_;
+  return refinement_.has_value();
 }
 
 bool TAdjustedRPC::SeeNodes(const TRPCEstimationDataSetParams& params, const TLayout& layout,

@@ -73,6 +73,8 @@ class KELVANE_API TAdjustedRPC : public TRPC {
 
   /// The correction from raw to refined; false, with nothing written, when there is no refinement.
   bool GetRPCRefinementData(TRPCRefinementDataAffine* data) const;
+  /// The correction with its way back; false, with nothing written, when there is no refinement.
+  bool GetRPCRefinement(TRPCRefinementAffine* refinement) const;
 
   /// Where the model sees the nodes of a grid: items for `EstimateRPC`, normalised with the record's offsets
   /// and scales, in place of what `*data` held. On each axis the nodes stand much as the extremes of a

@@ -53,7 +53,7 @@ var_a<TRPC*> TRPC::CreateVCopy() const try {
   return nullptr;
 }
 
-TPairRatio TRPC::Ratio() const { return {TPairs(numerators_), TPairs(denominators_)}; }
+TPairRatio TRPC::Ratio() const { return {numerators_, denominators_}; }
 
 void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const double& H, double* line,
                                          double* sample, double* dLine, double* dSample) const {
@@ -64,7 +64,9 @@ void TRPC::CalculateLineSampleNormalized(const double& P, const double& L, const
 }
 
 TLineSample TRPC::Project(double P, double L, double H) const {
-  return Parts(Ratio().Value(TPairRatio::Terms(P, L, H)));
+  const TPairRatio ratio = Ratio();
+  const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
+  return Parts(TPairRatioAt(ratio, terms).Value());
 }
 
 // Apart from the projection: kept together, the registers that the derivatives need would slow it down.
@@ -72,7 +74,7 @@ TLineSample TRPC::Project(double P, double L, double H) const {
                                                            double* dSample) const {
   const TPairRatio ratio = Ratio();
   const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
-  const TPairDerivatives at(ratio, terms);
+  const TPairRatioAt at(ratio, terms);
   const TPair by_ground[] = {at.ByLatitude(), at.ByLongitude(), at.ByHeight()};
   for (std::size_t x = 0; x < std::size(by_ground); ++x) {
     const TLineSample derivative = Parts(by_ground[x]);

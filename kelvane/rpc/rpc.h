@@ -20,7 +20,7 @@
 namespace SatCommonUtils {
 
 struct TLineSample;
-struct TPairRatio;
+class TPairRatio;
 
 /// How an inverse projection ended, and what inverse projections promise. The bounds hold for image points
 /// whose ground lies in the model's normalised cube (P, L and H from -1 to 1), where the model can be
@@ -30,6 +30,9 @@ struct TRPCInverse {
   static constexpr int MaxIterations = 10;
   /// The iteration ends at a correction of at most this Euclidean norm, in normalised units.
   static constexpr double StepTolerance = 1e-10;
+  /// The sum of squares of the largest such correction, whose root is taken in extended precision and
+  /// rounded.
+  static constexpr double LargestStepSquares = 0x1.79ca10c924224p-67;
   /// Pixels by which the image of what `TRPC::CalculateLatLon` gives may miss the given point, by line and
   /// by sample.
   static constexpr double RoundTripBound = 5e-6;

@@ -88,16 +88,6 @@ bool IsNear(const TFraction& fraction, const std::vector<TNode>& nodes, double T
   return largest < LargestApproximationError;
 }
 
-/// Whether the Euclidean norm of a vector is at most the tolerance, by the sum of its squares. The root is
-/// taken, in extended precision as vectors take it, only where it decides.
-bool IsWithinTolerance(double squares) {
-  constexpr double tolerance = TRPCInverse::StepTolerance;
-  constexpr double around = tolerance * tolerance;
-  if (squares > around * 1.0001) return false;
-  if (squares < around * 0.9999) return true;
-  return static_cast<double>(std::sqrt(static_cast<long double>(squares))) <= tolerance;
-}
-
 double Norm(double x, double y) { return std::sqrt(x * x + y * y); }
 
 /// The linear system of one step, and its solution: all normalised, the sample's row first.
@@ -141,7 +131,7 @@ struct TIterationEnd {
 inline void Linearise(const TPairRatio& ratio, const TLineSample& image, double P, double L, double H,
                       TStep* step) {
   const TRPCTerms<TPair> terms = TPairRatio::Terms(P, L, H);
-  const TPairDerivatives at(ratio, terms);
+  const TPairRatioAt at(ratio, terms);
   const TLineSample value = Parts(at.Value());
   const TLineSample by_latitude = Parts(at.ByLatitude());
   const TLineSample by_longitude = Parts(at.ByLongitude());
@@ -165,7 +155,7 @@ template <class Solution>
     end.Solved = Solution::Solve(&end.Step);
     if (!end.Solved) break;
     const double* const step = end.Step.Correction;
-    end.Converged = IsWithinTolerance(0.0 + step[0] * step[0] + step[1] * step[1]);
+    end.Converged = step[0] * step[0] + step[1] * step[1] <= TRPCInverse::LargestStepSquares;
     if (end.Converged) break;
     *P += step[0];
     *L += step[1];

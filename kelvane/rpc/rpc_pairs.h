@@ -24,65 +24,32 @@ inline TLineSample Parts(TPair pair) {
   return parts;
 }
 
-/// Coefficient k of two polynomials.
-class TPairs {
+/// The coefficients of two rational functions of a normalised ground point, line and sample.
+class TPairRatio {
  public:
-  explicit TPairs(const double (*pairs)[2]) : pairs_(pairs) {}
-  TPair operator[](std::size_t k) const {
-    TPair pair;
-    std::memcpy(&pair, __builtin_assume_aligned(pairs_[k], sizeof pair), sizeof pair);
-    return pair;
+  TPairRatio(const double (*numerators)[2], const double (*denominators)[2])
+      : numerators_(numerators), denominators_(denominators) {}
+
+  TRPCFraction<TPair> operator[](std::size_t k) const {
+    return {Load(numerators_[k]), Load(denominators_[k])};
   }
-
- private:
-  const double (*pairs_)[2];
-};
-
-/// Two rational functions of a normalised ground point, line and sample.
-struct TPairRatio {
-  TPairs Numerators;
-  TPairs Denominators;
 
   static TRPCTerms<TPair> Terms(double P, double L, double H) {
     return {TPair{P, P}, TPair{L, L}, TPair{H, H}};
   }
 
-  [[gnu::always_inline]] TPair Value(const TRPCTerms<TPair>& terms) const {
-    return RPCValue(Numerators, terms) / RPCValue(Denominators, terms);
-  }
-};
-
-/// A ratio's value at a point, and its derivatives.
-class TPairDerivatives {
- public:
-  [[gnu::always_inline]] TPairDerivatives(const TPairRatio& ratio, const TRPCTerms<TPair>& terms)
-      : ratio_(ratio),
-        terms_(terms),
-        numerator_(RPCValue(ratio.Numerators, terms)),
-        denominator_(RPCValue(ratio.Denominators, terms)) {}
-
-  TPair Value() const { return numerator_ / denominator_; }
-  TPair ByLatitude() const {
-    return ByQuotientRule(RPCByLatitude(ratio_.Numerators, terms_),
-                          RPCByLatitude(ratio_.Denominators, terms_));
-  }
-  TPair ByLongitude() const {
-    return ByQuotientRule(RPCByLongitude(ratio_.Numerators, terms_),
-                          RPCByLongitude(ratio_.Denominators, terms_));
-  }
-  TPair ByHeight() const {
-    return ByQuotientRule(RPCByHeight(ratio_.Numerators, terms_), RPCByHeight(ratio_.Denominators, terms_));
-  }
-
  private:
-  TPair ByQuotientRule(TPair d_numerator, TPair d_denominator) const {
-    return (denominator_ * d_numerator - numerator_ * d_denominator) / (denominator_ * denominator_);
+  static TPair Load(const double (&numbers)[2]) {
+    TPair pair;
+    std::memcpy(&pair, __builtin_assume_aligned(numbers, sizeof pair), sizeof pair);
+    return pair;
   }
 
-  const TPairRatio& ratio_;
-  const TRPCTerms<TPair>& terms_;
-  TPair numerator_;
-  TPair denominator_;
+  const double (*numerators_)[2];
+  const double (*denominators_)[2];
 };
+
+/// Their values at a point, and their derivatives.
+using TPairRatioAt = TRPCRatioAt<TPair, TPairRatio>;
 
 }  // namespace SatCommonUtils

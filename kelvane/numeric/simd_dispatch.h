@@ -1,0 +1,21 @@
+/// \file
+/// From kernels that are compiled for several targets to the one that is in use (internal). The library keeps
+/// a choice of its own: that of Highway belongs to the whole process, and to others who use it.
+/// To be included before any header of Highway, and where kernels are compiled before `hwy/foreach_target.h`.
+#pragma once
+
+// All kernels are built for the same targets. The one that is left out has no instruction more, for doubles,
+// than the baseline.
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
+
+#include <cstddef>
+
+namespace SatCommonUtils {
+
+/// Where the table of an exported kernel has the target in use.
+std::size_t SimdTargetIndex();
+
+}  // namespace SatCommonUtils
+
+/// The function, exported by HWY_EXPORT, of the target in use.
+#define KELVANE_SIMD_DISPATCH(function) (*(HWY_DISPATCH_TABLE(function)[SimdTargetIndex()]))
