@@ -33,30 +33,91 @@ std::string_view TakeColumn(std::string_view* line) {
   return column;
 }
 
-void AppendAnswer(std::string* text, const std::vector<double>& answer, const PointOptions& options,
-                  std::string_view rest) {
-  for (std::size_t i = 0; i < answer.size(); ++i) {
-    if (i > 0) *text += ' ';
-    AppendNumber(text, answer[i], options.precision);
-  }
-  if (!rest.empty()) {
-    *text += ' ';
-    *text += rest;
-  }
-  *text += '\n';
-}
+/// A line that holds a point.
+struct PointLine {
+  std::size_t number;     ///< in the piece
+  std::string_view rest;  ///< behind the numbers
+  std::size_t place;      ///< in the block
+  std::string why;        ///< why it is in none; else empty
+};
 
-bool Compute(std::string_view* line, const PointJob& job, const PointOptions& options, double* numbers,
-             double* answer, std::string* why) {
-  if (!ReadNumbers(line, job, options, numbers, why) || !job.compute(numbers, answer, why)) return false;
-  for (std::size_t i = 0; i < job.answers; ++i) {
-    if (!std::isfinite(answer[i])) {
-      *why = "the model gives no number here";
-      return false;
+/// Answers a piece block by block, always in the same memory.
+class BlockAnswerer {
+ public:
+  BlockAnswerer(const PointJob& job, const PointOptions& options, PieceAnswer* piece)
+      : job_(job), options_(options), piece_(*piece), numbers_(job.columns) {
+    block_.numbers.assign(job.columns, std::vector<double>(PointBlock::MostPoints));
+    block_.answers.assign(job.answers, std::vector<double>(PointBlock::MostPoints));
+    block_.why.resize(PointBlock::MostPoints);
+    lines_.reserve(PointBlock::MostPoints);
+  }
+
+  /// Takes lines off the text, as many as make a block.
+  void Answer(std::string_view* text) {
+    Read(text);
+    job_.compute(&block_);
+    for (const PointLine& line : lines_) Write(line);
+  }
+
+ private:
+  void Read(std::string_view* text) {
+    lines_.clear();
+    block_.count = 0;
+    while (!text->empty() && lines_.size() < PointBlock::MostPoints) {
+      std::string_view line = TakeLine(text);
+      const std::size_t number = piece_.lines++;
+      if (!IsPoint(line)) continue;
+      PointLine& point = lines_.emplace_back();
+      point.number = number;
+      if (ReadNumbers(&line, job_, options_, numbers_.data(), &point.why)) point.place = Place();
+      point.rest = line;
     }
   }
-  return true;
-}
+
+  /// Puts the numbers into the block.
+  std::size_t Place() {
+    const std::size_t place = block_.count++;
+    for (std::size_t c = 0; c < numbers_.size(); ++c) block_.numbers[c][place] = numbers_[c];
+    block_.why[place].clear();
+    return place;
+  }
+
+  const std::string& WhyNot(const PointLine& line) const {
+    static const std::string no_number = "the model gives no number here";
+    if (!line.why.empty()) return line.why;
+    const std::string& why = block_.why[line.place];
+    const bool finite =
+        !why.empty() || std::all_of(block_.answers.begin(), block_.answers.end(),
+                                    [&](const auto& a) { return std::isfinite(a[line.place]); });
+    return finite ? why : no_number;
+  }
+
+  void Write(const PointLine& line) {
+    const std::string& why = WhyNot(line);
+    ++piece_.points;
+    piece_.failed += why.empty() ? 0U : 1U;
+    if (!why.empty() && piece_.problems.size() < LineProblems::MostTold) {
+      piece_.problems.push_back({line.number, why});
+    }
+    std::string& text = piece_.text;
+    for (std::size_t i = 0; i < job_.answers; ++i) {
+      if (i > 0) text += ' ';
+      AppendNumber(&text, why.empty() ? block_.answers[i][line.place] : std::nan(""), options_.precision);
+    }
+    if (!line.rest.empty()) {
+      text += ' ';
+      text += line.rest;
+    }
+    text += '\n';
+  }
+
+  const PointJob& job_;
+  const PointOptions& options_;
+  PieceAnswer& piece_;
+  std::vector<double> numbers_;
+  PointBlock block_;
+  std::vector<PointLine> lines_;
+};
 
 }  // namespace
 
@@ -106,21 +167,8 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
 PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
   PieceAnswer piece;
   piece.text.reserve(text.size() + text.size() / 4);
-  std::vector<double> numbers(job.columns);
-  std::vector<double> answer(job.answers);
-  std::string why;
-  while (!text.empty()) {
-    std::string_view line = TakeLine(&text);
-    const std::size_t number = piece.lines++;
-    if (!IsPoint(line)) continue;
-    ++piece.points;
-    if (!Compute(&line, job, options, numbers.data(), answer.data(), &why)) {
-      std::fill(answer.begin(), answer.end(), std::nan(""));
-      ++piece.failed;
-      if (piece.problems.size() < LineProblems::MostTold) piece.problems.push_back({number, why});
-    }
-    AppendAnswer(&piece.text, answer, options, line);
-  }
+  BlockAnswerer answerer(job, options, &piece);
+  while (!text.empty()) answerer.Answer(&text);
   return piece;
 }
 

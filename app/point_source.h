@@ -32,11 +32,12 @@ class PointSource {
   /// line may have no end; nothing behind it. Valid until the next call. Throws `Problem` when a line is
   /// as long as `LongestLine`, whatever is wanted, or when reading fails.
   std::optional<std::string_view> NextLines(std::size_t wanted);
+  /// Whether reading on would not wait: there is more, or the end.
+  bool IsMoreWaiting() const;
 
  private:
   void DropGiven();
   void Grow();
-  bool IsMoreWaiting() const;
   /// Reads until `goal` bytes are held or nothing more is waiting, at least one byte unless at the end.
   void ReadUntil(std::size_t goal);
 

@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <deque>
 #include <future>
+#include <string>
 #include <string_view>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include "app/files.h"
 #include "app/point_lines.h"
@@ -19,20 +21,13 @@ namespace {
 /// Large enough that starting threads does not show, small enough to stay in the cache.
 constexpr std::size_t PieceSize = 1U << 18;
 
-/// Cuts text, which ends at the end of a line, into pieces of about the same size that do so too.
-std::vector<std::string_view> CutIntoPieces(std::string_view text, std::size_t count) {
-  std::vector<std::string_view> pieces;
-  const std::size_t size = text.size() / count + 1;
-  while (text.size() > size) {
-    const std::size_t end = text.find('\n', size);
-    if (end == std::string_view::npos) break;
-    pieces.push_back(text.substr(0, end + 1));
-    text.remove_prefix(end + 1);
-  }
-  if (!text.empty()) pieces.push_back(text);
-  return pieces;
-}
+struct PieceUnderWay {
+  std::size_t size;  ///< of the text, in bytes
+  std::future<PieceAnswer> answer;
+};
 
+/// Pieces are answered by threads of their own while the calling one reads what comes and writes, in order,
+/// what has been answered.
 class PointAnswerer {
  public:
   PointAnswerer(const PointJob& job, const PointOptions& options)
@@ -42,28 +37,31 @@ class PointAnswerer {
         progress_(source_.Size(), !options.quiet && !Progress::IsOutputShown()) {}
 
   std::size_t Run() {
-    const std::size_t block = PieceSize * static_cast<std::size_t>(options_.threads);
-    while (const auto lines = source_.NextLines(block)) Answer(*lines);
+    while (const auto lines = source_.NextLines(PieceSize)) {
+      Take(*lines);
+      // Whoever has sent all that he has, for now, may wait for the answers.
+      if (!source_.IsMoreWaiting()) WriteDownTo(0);
+    }
+    WriteDownTo(0);
     progress_.Wipe();
     problems_.TellCount(failed_, points_, "have no answer");
     return failed_;
   }
 
  private:
-  void Answer(std::string_view text) {
-    const std::vector<std::string_view> pieces =
-        CutIntoPieces(text, text.size() < PieceSize ? 1 : static_cast<std::size_t>(options_.threads));
-    std::vector<std::future<PieceAnswer>> others;
-    for (std::size_t i = 1; i < pieces.size(); ++i) others.push_back(Start(pieces[i]));
-    if (!pieces.empty()) Write(AnswerPiece(pieces[0], job_, options_));
-    for (std::future<PieceAnswer>& other : others) Write(other.get());
-    bytes_ += text.size();
-    progress_.Update(bytes_, points_);
+  void Take(std::string_view text) {
+    const bool alone = options_.threads == 1 || (under_way_.empty() && text.size() < PieceSize / 2);
+    if (alone) {
+      Write(AnswerPiece(text, job_, options_), text.size());
+      return;
+    }
+    WriteDownTo(static_cast<std::size_t>(options_.threads) - 1);
+    under_way_.push_back({text.size(), Start(std::string(text))});
   }
 
   /// Answers a piece in a thread of its own; when the system gives none, later in the calling one.
-  std::future<PieceAnswer> Start(std::string_view piece) const {
-    const auto answer = [this, piece] { return AnswerPiece(piece, job_, options_); };
+  std::future<PieceAnswer> Start(std::string piece) const {
+    const auto answer = [this, piece = std::move(piece)] { return AnswerPiece(piece, job_, options_); };
     try {
       return std::async(std::launch::async, answer);
     } catch (const std::system_error&) {
@@ -71,7 +69,16 @@ class PointAnswerer {
     }
   }
 
-  void Write(const PieceAnswer& piece) {
+  void WriteDownTo(std::size_t count) {
+    while (under_way_.size() > count) {
+      PieceUnderWay first = std::move(under_way_.front());
+      under_way_.pop_front();
+      Write(first.answer.get(), first.size);
+    }
+  }
+
+  /// `size` is how long the piece was.
+  void Write(const PieceAnswer& piece, std::size_t size) {
     WriteAll(STDOUT_FILENO, piece.text, "standard output");
     for (const LineProblem& problem : piece.problems) {
       if (!problems_.TellsMore()) break;
@@ -81,6 +88,8 @@ class PointAnswerer {
     lines_ += piece.lines;
     points_ += piece.points;
     failed_ += piece.failed;
+    bytes_ += size;
+    progress_.Update(bytes_, points_);
   }
 
   const PointJob& job_;
@@ -92,6 +101,8 @@ class PointAnswerer {
   std::size_t points_ = 0;
   std::size_t failed_ = 0;
   std::size_t bytes_ = 0;
+  /// Goes first: the threads use the rest.
+  std::deque<PieceUnderWay> under_way_;
 };
 
 }  // namespace

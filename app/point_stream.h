@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -23,18 +24,29 @@ struct PointOptions {
   double PixelShift() const { return corner_origin ? 0.5 : 0.0; }
 };
 
-/// What is done to each point.
+/// Points that are computed together, column by column.
+struct PointBlock {
+  /// Enough for the library's batches, few enough for the nearest caches.
+  static constexpr std::size_t MostPoints = 1024;
+
+  std::size_t count = 0;
+  std::vector<std::vector<double>> numbers;  ///< of each column, those of the points
+  std::vector<std::vector<double>> answers;  ///< likewise
+  std::vector<std::string> why;              ///< of each point, why it has no answer; empty where it has one
+};
+
+/// What is done to points.
 struct PointJob {
   /// How many numbers a line begins with, and what the last of them is when it may come from `--height`.
   std::size_t columns = 0;
   bool height_last = false;
   /// Whether a column may hold "nan", for what is not there.
   bool may_be_nan = false;
-  /// How many numbers the answer has.
+  /// How many numbers an answer has.
   std::size_t answers = 0;
-  /// Computes the answer to one line's numbers, all of them finite, or NaN where that may be. When it
-  /// cannot, returns false and says why. Called from several threads at once.
-  std::function<bool(const double* numbers, double* answer, std::string* why)> compute;
+  /// Computes the answers to a block's numbers, all of them finite, or NaN where that may be; where it
+  /// cannot, says why. It may change the numbers. Called from several threads at once.
+  std::function<void(PointBlock* block)> compute;
 };
 
 /// Answers every point. Standard error gets the reason for each of the first ten points that have no

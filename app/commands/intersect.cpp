@@ -10,6 +10,7 @@
 #include "app/problem.h"
 #include "kelvane/rpc/convergence.h"
 #include "kelvane/rpc/ground_solution.h"
+#include "kelvane/rpc/rpc_batch.h"
 
 namespace app {
 
@@ -41,20 +42,35 @@ class Intersection {
   std::size_t ModelCount() const { return files_.size(); }
   std::size_t AnswerCount() const { return with_angle_ ? 5 : 4; }
 
-  bool Compute(const double* numbers, double* answer, std::string* why) const {
-    std::vector<TRPCCoordsDataItem> images;
-    if (!TakeImages(numbers, &images, why)) return false;
-    double lat = 0.0;
-    double lon = 0.0;
-    double h = 0.0;
-    const TGroundSolution solution =
-        SatCommonUtils::SolveLatLonH(images.data(), images.size(), &lat, &lon, &h);
-    if (!IsAnswer(solution, why) || !IsInReach(numbers, lat, lon, h, why)) return false;
-    answer[points_.xy ? 1 : 0] = lat;
-    answer[points_.xy ? 0 : 1] = ForOutput(lon, files_.front().data);
-    answer[2] = h;
-    answer[3] = solution.Residual;
-    return !with_angle_ || CalculateAngle(images, lat, lon, h, &answer[4], why);
+  /// Points that all models see are solved together; those that this leaves without an answer, and the
+  /// others, once more by themselves.
+  void Compute(PointBlock* block) const {
+    TakeShift(block);
+    std::vector<const double*> lines;
+    std::vector<const double*> samples;
+    for (std::size_t m = 0; m < files_.size(); ++m) {
+      lines.push_back(Lines(*block, m));
+      samples.push_back(Samples(*block, m));
+    }
+    unsigned char converged[PointBlock::MostPoints];
+    double independence[PointBlock::MostPoints];
+    double* const lat = block->answers[points_.xy ? 1 : 0].data();
+    double* const lon = block->answers[points_.xy ? 0 : 1].data();
+    double* const h = block->answers[2].data();
+    double* const rms = block->answers[3].data();
+    SatCommonUtils::SolveLatLonHs(models_.data(), models_.size(), block->count, lines.data(), samples.data(),
+                                  lat, lon, h, {converged, rms, independence});
+    for (std::size_t i = 0; i < block->count; ++i) {
+      std::string* const why = &block->why[i];
+      const bool solved = converged[i] != 0 && independence[i] >= LeastIndependence && std::isfinite(rms[i]);
+      if (!solved && !ComputeAlone(*block, i, &lat[i], &lon[i], &h[i], &rms[i], why)) continue;
+      if (!IsInReach(*block, i, lat[i], lon[i], h[i], why)) continue;
+      if (with_angle_ &&
+          !CalculateAngle(Images(*block, i), lat[i], lon[i], h[i], &block->answers[4][i], why)) {
+        continue;
+      }
+      lon[i] = ForOutput(lon[i], files_.front().data);
+    }
   }
 
  private:
@@ -70,28 +86,50 @@ class Intersection {
       file.model->SetRPCData(file.data);
     }
     file.model->CreateApproximation(SatCommonUtils::TRPC::ApproximationNodes);
+    models_.push_back(file.model.get());
   }
 
-  static bool IsSeen(const double* numbers, std::size_t model) {
-    return !std::isnan(numbers[2 * model]) && !std::isnan(numbers[2 * model + 1]);
-  }
-
-  bool TakeImages(const double* numbers, std::vector<TRPCCoordsDataItem>* images, std::string* why) const {
-    const std::size_t line = points_.xy ? 1 : 0;
-    const double shift = points_.PixelShift();
-    images->reserve(files_.size());
-    for (std::size_t i = 0; i < files_.size(); ++i) {
-      const double* const pair = numbers + 2 * i;
-      if (std::isnan(pair[0]) != std::isnan(pair[1])) {
-        *why = "of model " + std::to_string(i + 1) + " there is only one coordinate";
-        return false;
-      }
-      if (!IsSeen(numbers, i)) continue;
-      images->push_back({files_[i].model.get(), pair[line] - shift, pair[1 - line] - shift, 1.0, 1.0});
+  void TakeShift(PointBlock* block) const {
+    for (std::vector<double>& column : block->numbers) {
+      for (std::size_t i = 0; i < block->count; ++i) column[i] -= points_.PixelShift();
     }
-    if (images->size() >= 2) return true;
-    *why = images->empty() ? "no model sees the point" : "only one model sees the point";
-    return false;
+  }
+
+  const double* Lines(const PointBlock& block, std::size_t model) const {
+    return block.numbers[2 * model + (points_.xy ? 1 : 0)].data();
+  }
+  const double* Samples(const PointBlock& block, std::size_t model) const {
+    return block.numbers[2 * model + (points_.xy ? 0 : 1)].data();
+  }
+  bool IsSeen(const PointBlock& block, std::size_t i, std::size_t model) const {
+    return !std::isnan(Lines(block, model)[i]) && !std::isnan(Samples(block, model)[i]);
+  }
+
+  /// Point i of a block, in the models that see it.
+  std::vector<TRPCCoordsDataItem> Images(const PointBlock& block, std::size_t i) const {
+    std::vector<TRPCCoordsDataItem> images;
+    for (std::size_t m = 0; m < files_.size(); ++m) {
+      if (!IsSeen(block, i, m)) continue;
+      images.push_back({models_[m], Lines(block, m)[i], Samples(block, m)[i], 1.0, 1.0});
+    }
+    return images;
+  }
+
+  bool ComputeAlone(const PointBlock& block, std::size_t i, double* lat, double* lon, double* h, double* rms,
+                    std::string* why) const {
+    for (std::size_t m = 0; m < files_.size(); ++m) {
+      if (std::isnan(Lines(block, m)[i]) == std::isnan(Samples(block, m)[i])) continue;
+      *why = "of model " + std::to_string(m + 1) + " there is only one coordinate";
+      return false;
+    }
+    const std::vector<TRPCCoordsDataItem> images = Images(block, i);
+    if (images.size() < 2) {
+      *why = images.empty() ? "no model sees the point" : "only one model sees the point";
+      return false;
+    }
+    const TGroundSolution solution = SatCommonUtils::SolveLatLonH(images.data(), images.size(), lat, lon, h);
+    *rms = solution.Residual;
+    return IsAnswer(solution, why);
   }
 
   static bool IsAnswer(const TGroundSolution& solution, std::string* why) {
@@ -112,11 +150,12 @@ class Intersection {
     return false;
   }
 
-  bool IsInReach(const double* numbers, double lat, double lon, double h, std::string* why) const {
-    for (std::size_t i = 0; i < files_.size(); ++i) {
-      const char* const reason = IsSeen(numbers, i) ? OutOfReach(lat, lon, h, files_[i].data) : nullptr;
+  bool IsInReach(const PointBlock& block, std::size_t i, double lat, double lon, double h,
+                 std::string* why) const {
+    for (std::size_t m = 0; m < files_.size(); ++m) {
+      const char* const reason = IsSeen(block, i, m) ? OutOfReach(lat, lon, h, files_[m].data) : nullptr;
       if (reason == nullptr) continue;
-      *why = files_[i].path + ": " + reason;
+      *why = files_[m].path + ": " + reason;
       return false;
     }
     return true;
@@ -142,6 +181,7 @@ class Intersection {
   const PointOptions& points_;
   bool with_angle_;
   std::deque<ModelFile> files_;
+  std::vector<const SatCommonUtils::TRPC*> models_;
 };
 
 int Intersect(const IntersectOptions& options) {
@@ -150,9 +190,7 @@ int Intersect(const IntersectOptions& options) {
   job.columns = 2 * intersection.ModelCount();
   job.may_be_nan = true;
   job.answers = intersection.AnswerCount();
-  job.compute = [&](const double* numbers, double* answer, std::string* why) {
-    return intersection.Compute(numbers, answer, why);
-  };
+  job.compute = [&](PointBlock* block) { intersection.Compute(block); };
   return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;
 }
 

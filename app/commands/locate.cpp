@@ -7,21 +7,23 @@
 #include "app/model_file.h"
 #include "app/number_format.h"
 #include "app/problem.h"
-#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_batch.h"
 
 namespace app {
 
 namespace {
+
+using SatCommonUtils::TRPCBatchReport;
+using SatCommonUtils::TRPCInverse;
 
 struct LocateOptions {
   std::string model;
   PointOptions points;
 };
 
-std::string NoGroundPoint(const SatCommonUtils::TRPCInverse& inverse) {
-  if (std::isnan(inverse.Residual)) return "the model gives no number here";
-  return "no ground point found: the image of the nearest is off by " + ShortestNumber(inverse.Residual) +
-         " pixels";
+std::string NoGroundPoint(double residual) {
+  if (std::isnan(residual)) return "the model gives no number here";
+  return "no ground point found: the image of the nearest is off by " + ShortestNumber(residual) + " pixels";
 }
 
 int Locate(const LocateOptions& options) {
@@ -38,23 +40,28 @@ int Locate(const LocateOptions& options) {
   job.columns = 3;
   job.height_last = true;
   job.answers = 2;
-  job.compute = [&](const double* numbers, double* answer, std::string* why) {
-    const double line = numbers[xy ? 1 : 0] - shift;
-    const double sample = numbers[xy ? 0 : 1] - shift;
-    double lat = 0.0;
-    double lon = 0.0;
-    const SatCommonUtils::TRPCInverse inverse = model.SolveLatLon(line, sample, numbers[2], &lat, &lon);
-    if (!inverse.IsAnswer()) {
-      *why = NoGroundPoint(inverse);
-      return false;
+  job.compute = [&](PointBlock* block) {
+    double* const line = block->numbers[xy ? 1 : 0].data();
+    double* const sample = block->numbers[xy ? 0 : 1].data();
+    const double* const h = block->numbers[2].data();
+    for (std::size_t i = 0; i < block->count; ++i) {
+      line[i] -= shift;
+      sample[i] -= shift;
     }
-    if (const char* const reason = OutOfReach(lat, lon, numbers[2], file.data)) {
-      *why = reason;
-      return false;
+    double* const lat = block->answers[xy ? 1 : 0].data();
+    double* const lon = block->answers[xy ? 0 : 1].data();
+    double residuals[PointBlock::MostPoints];
+    TRPCBatchReport report;
+    report.Residual = residuals;
+    SatCommonUtils::SolveLatLons(model, block->count, line, sample, h, lat, lon, report);
+    for (std::size_t i = 0; i < block->count; ++i) {
+      if (!(residuals[i] <= TRPCInverse::LargestResidual)) {
+        block->why[i] = NoGroundPoint(residuals[i]);
+      } else if (const char* const reason = OutOfReach(lat[i], lon[i], h[i], file.data)) {
+        block->why[i] = reason;
+      }
+      lon[i] = ForOutput(lon[i], file.data);
     }
-    answer[xy ? 1 : 0] = lat;
-    answer[xy ? 0 : 1] = ForOutput(lon, file.data);
-    return true;
   };
   return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;
 }

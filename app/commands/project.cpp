@@ -4,7 +4,7 @@
 #include "app/ground_points.h"
 #include "app/model_file.h"
 #include "app/problem.h"
-#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_batch.h"
 
 namespace app {
 
@@ -26,19 +26,21 @@ int Project(const ProjectOptions& options) {
   job.columns = 3;
   job.height_last = true;
   job.answers = 2;
-  job.compute = [&](const double* numbers, double* answer, std::string* why) {
-    const double lat = numbers[xy ? 1 : 0];
-    const double lon = InModelsTurn(numbers[xy ? 0 : 1], file.data);
-    if (const char* const reason = OutOfReach(lat, lon, numbers[2], file.data)) {
-      *why = reason;
-      return false;
+  job.compute = [&](PointBlock* block) {
+    const double* const lat = block->numbers[xy ? 1 : 0].data();
+    double* const lon = block->numbers[xy ? 0 : 1].data();
+    const double* const h = block->numbers[2].data();
+    for (std::size_t i = 0; i < block->count; ++i) {
+      lon[i] = InModelsTurn(lon[i], file.data);
+      if (const char* const reason = OutOfReach(lat[i], lon[i], h[i], file.data)) block->why[i] = reason;
     }
-    double line = 0.0;
-    double sample = 0.0;
-    model.CalculateLineSample(lat, lon, numbers[2], &line, &sample, nullptr, nullptr);
-    answer[xy ? 1 : 0] = line + shift;
-    answer[xy ? 0 : 1] = sample + shift;
-    return true;
+    double* const line = block->answers[xy ? 1 : 0].data();
+    double* const sample = block->answers[xy ? 0 : 1].data();
+    SatCommonUtils::CalculateLineSamples(model, block->count, lat, lon, h, line, sample);
+    for (std::size_t i = 0; i < block->count; ++i) {
+      line[i] += shift;
+      sample[i] += shift;
+    }
   };
   return AnswerPoints(job, options.points) == 0 ? AllComputed : SomePointsFailed;
 }
