@@ -1,6 +1,7 @@
 /// The program `kelvane`: a small host application over the library.
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -10,6 +11,7 @@
 #include "app/problem.h"
 #include "host/quoted_text.h"
 #include "kelvane/module/module.h"
+#include "kelvane/numeric/simd_target.h"
 
 namespace {
 
@@ -33,6 +35,19 @@ int Run(const app::Action& action) {
   const int status = action();
   if (std::fflush(stdout) != 0) throw app::SystemProblem("standard output");
   return status;
+}
+
+/// Whoever forces instructions wants to know when he does not get them.
+void RefuseUnknownInstructions() {
+  const char* const asked = std::getenv(SatCommonUtils::SimdTargetVariable);
+  if (asked == nullptr || *asked == '\0') return;
+  std::string known;
+  for (const std::string& target : SatCommonUtils::SimdTargets()) {
+    if (target == asked) return;
+    known += ' ' + target;
+  }
+  throw app::Problem(std::string(SatCommonUtils::SimdTargetVariable) + "=" + asked +
+                     ": this machine has no such instructions; it has:" + known);
 }
 
 /// Left to itself, the parser says of an unknown command only that one is required.
@@ -74,6 +89,7 @@ int Main(int argc, char** argv) {
     if (!std::cout.flush()) throw app::SystemProblem("standard output");
     return app::AllComputed;
   }
+  RefuseUnknownInstructions();
   return Run(action);
 }
 

@@ -1,22 +1,14 @@
 #include "kelvane/numeric/row_product.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+
+#include "kelvane/numeric/row_product_tile.h"
 
 namespace SatCommonUtils {
 
 namespace {
 
-using TPair = double __attribute__((vector_size(16), may_alias));
-using TQuad = double __attribute__((vector_size(32), may_alias));
-
-/// What a tile's sums leave of the registers holds its factors.
-constexpr std::size_t TileHeight = 4;
-constexpr std::size_t TileWidth = 8;
 constexpr std::size_t BlockWidth = RowsTogether;
-constexpr std::size_t Stride = BlockWidth + TileWidth;
-static_assert(sizeof(TTermBlock) == sizeof(double) * TermsTogether * Stride);
 
 /// The terms that a block holds.
 struct TTerms {
@@ -44,105 +36,6 @@ void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t w
   }
 }
 
-TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
-
-struct alignas(64) TTile {
-  double Sums[TileHeight][TileWidth];
-};
-
-template <class TPack>
-const TPack& PackAt(const double* source) {
-  return *reinterpret_cast<const TPack*>(source);
-}
-
-/// left*right terms from k = 0 on, divided unless `Divisors` is null. Elements of a term follow each other.
-struct TTileTerms {
-  const double* Left;
-  const double* Right;
-  const double* Divisors;
-  std::size_t Count;
-};
-
-/// Adds the terms to four columns of a tile of sums. Two rows by two columns are held as the sums on the
-/// diagonal and those beside it: swapping a pair serves where the baseline has no instruction to spread one
-/// number.
-template <bool Divided>
-void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile& tile) {
-  constexpr std::size_t Pairs = 2;
-  TPair same[Pairs][Pairs];
-  TPair crossed[Pairs][Pairs];
-  for (std::size_t i = 0; i < Pairs; ++i) {
-    for (std::size_t j = 0; j < Pairs; ++j) {
-      const double* const upper = tile.Sums[2 * i] + column + 2 * j;
-      const double* const lower = tile.Sums[2 * i + 1] + column + 2 * j;
-      same[i][j] = TPair{upper[0], lower[1]};
-      crossed[i][j] = TPair{upper[1], lower[0]};
-    }
-  }
-  for (std::size_t k = 0; k < terms.Count; ++k) {
-    for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair b = PackAt<TPair>(terms.Right + k * Stride + column + 2 * j);
-      const TPair swapped = Swapped(b);
-      for (std::size_t i = 0; i < Pairs; ++i) {
-        const TPair a = PackAt<TPair>(terms.Left + k * Stride + 2 * i);
-        same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
-        crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
-      }
-    }
-  }
-  for (std::size_t i = 0; i < Pairs; ++i) {
-    for (std::size_t j = 0; j < Pairs; ++j) {
-      double* const upper = tile.Sums[2 * i] + column + 2 * j;
-      double* const lower = tile.Sums[2 * i + 1] + column + 2 * j;
-      upper[0] = same[i][j][0];
-      upper[1] = crossed[i][j][0];
-      lower[0] = crossed[i][j][1];
-      lower[1] = same[i][j][1];
-    }
-  }
-}
-
-/// The same sums of the tile's first `Quads` times four columns.
-template <bool Divided, std::size_t Quads>
-__attribute__((target("avx2"))) void AddTermsWide(const TTileTerms& terms, TTile& tile) {
-  TQuad sums[TileHeight][Quads];
-  for (std::size_t i = 0; i < TileHeight; ++i) {
-    for (std::size_t q = 0; q < Quads; ++q) sums[i][q] = PackAt<TQuad>(tile.Sums[i] + 4 * q);
-  }
-  for (std::size_t k = 0; k < terms.Count; ++k) {
-    TQuad b[Quads];
-    for (std::size_t q = 0; q < Quads; ++q) b[q] = PackAt<TQuad>(terms.Right + k * Stride + 4 * q);
-    for (std::size_t i = 0; i < TileHeight; ++i) {
-      const double a = terms.Left[k * Stride + i];
-      for (std::size_t q = 0; q < Quads; ++q) sums[i][q] += Divided ? a * b[q] / terms.Divisors[k] : a * b[q];
-    }
-  }
-  for (std::size_t i = 0; i < TileHeight; ++i) {
-    for (std::size_t q = 0; q < Quads; ++q) *reinterpret_cast<TQuad*>(tile.Sums[i] + 4 * q) = sums[i][q];
-  }
-}
-
-bool IsWide() {
-  const char* const asked = std::getenv("KELVANE_SIMD");
-  const bool baseline = asked != nullptr && std::strcmp(asked, "baseline") == 0;
-  return !baseline && __builtin_cpu_supports("avx2") != 0;
-}
-
-/// At least to the first `columns` columns of the tile.
-template <bool Divided>
-void AddTerms(const TTileTerms& terms, std::size_t columns, TTile& tile) {
-  static const bool wide = IsWide();
-  const bool half = columns <= TileWidth / 2;
-  if (!wide) {
-    AddTermsNarrow<Divided>(terms, 0, tile);
-    if (!half) AddTermsNarrow<Divided>(terms, TileWidth / 2, tile);
-  } else if (half) {
-    AddTermsWide<Divided, 1>(terms, tile);
-  } else {
-    AddTermsWide<Divided, 2>(terms, tile);
-  }
-}
-
 /// The usual count is known beforehand: so few numbers are not worth a call.
 void CopyTileRow(const double* source, std::size_t count, double* target) {
   if (count == TileWidth) {
@@ -164,30 +57,28 @@ struct TSpan {
   }
 };
 
-void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns,
+                  TAddTileTerms add) {
   TTile tile = {};
   const bool has_sums = product.Continued || terms.First != 0;
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count, tile.Sums[r]);
   }
-  if (product.Divisors == nullptr) {
-    AddTerms<false>({rows.Terms, columns.Terms, nullptr, terms.Count}, columns.Count, tile);
-  } else {
-    AddTerms<true>({rows.Terms, columns.Terms, product.Divisors + terms.First, terms.Count}, columns.Count,
-                   tile);
-  }
+  const double* const divisors = product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
+  add({rows.Terms, columns.Terms, divisors, terms.Count}, columns.Count, &tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
     CopyTileRow(tile.Sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
   }
 }
 
 void MultiplyBlock(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
+  const TAddTileTerms add = AddTileTermsOfTarget();
   for (std::size_t i = 0; i < rows.Count; i += TileHeight) {
     const TSpan tile_rows = rows.Piece(i, TileHeight);
     const bool below_diagonal = product.Upper && columns.First < tile_rows.First;
     for (std::size_t j = below_diagonal ? tile_rows.First - columns.First : 0; j < columns.Count;
          j += TileWidth) {
-      MultiplyTile(product, terms, tile_rows, columns.Piece(j, TileWidth));
+      MultiplyTile(product, terms, tile_rows, columns.Piece(j, TileWidth), add);
     }
   }
 }

@@ -1,0 +1,147 @@
+#include "kelvane/numeric/row_product_tile.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kelvane/numeric/row_product_tile.cpp"
+#include "kelvane/numeric/simd_dispatch.h"
+// Behind the choice of targets.
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#ifndef KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
+#define KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
+
+namespace SatCommonUtils {
+
+namespace {
+
+using TPair = double __attribute__((vector_size(16), may_alias));
+
+inline TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
+
+template <class TPack>
+const TPack& PackAt(const double* source) {
+  return *reinterpret_cast<const TPack*>(source);
+}
+
+/// Adds the terms to four columns of a tile of sums. Two rows by two columns are held as the sums on the
+/// diagonal and those beside it: swapping a pair serves where the baseline has no instruction to spread one
+/// number.
+template <bool Divided>
+inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* tile) {
+  constexpr std::size_t Pairs = 2;
+  TPair same[Pairs][Pairs];
+  TPair crossed[Pairs][Pairs];
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const double* const upper = tile->Sums[2 * i] + column + 2 * j;
+      const double* const lower = tile->Sums[2 * i + 1] + column + 2 * j;
+      same[i][j] = TPair{upper[0], lower[1]};
+      crossed[i][j] = TPair{upper[1], lower[0]};
+    }
+  }
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      const TPair b = PackAt<TPair>(terms.Right + k * TileStride + column + 2 * j);
+      const TPair swapped = Swapped(b);
+      for (std::size_t i = 0; i < Pairs; ++i) {
+        const TPair a = PackAt<TPair>(terms.Left + k * TileStride + 2 * i);
+        same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
+        crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
+      }
+    }
+  }
+  for (std::size_t i = 0; i < Pairs; ++i) {
+    for (std::size_t j = 0; j < Pairs; ++j) {
+      double* const upper = tile->Sums[2 * i] + column + 2 * j;
+      double* const lower = tile->Sums[2 * i + 1] + column + 2 * j;
+      upper[0] = same[i][j][0];
+      upper[1] = crossed[i][j][0];
+      lower[0] = crossed[i][j][1];
+      lower[1] = same[i][j][1];
+    }
+  }
+}
+
+template <bool Divided>
+void AddTileTermsNarrow(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+  AddTermsNarrow<Divided>(terms, 0, tile);
+  if (columns > TileWidth / 2) AddTermsNarrow<Divided>(terms, TileWidth / 2, tile);
+}
+
+}  // namespace
+
+}  // namespace SatCommonUtils
+
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace SatCommonUtils {
+namespace HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using TProductTag = HWY_FULL(double);
+constexpr std::size_t ProductLanes = HWY_LANES(double);
+
+/// The sums of the first `Vectors` vectors of columns.
+template <bool Divided, std::size_t Vectors>
+HWY_INLINE void AddTermsWide(const TTileTerms& terms, TTile* tile) {
+  const TProductTag tag;
+  hn::Vec<TProductTag> sums[TileHeight][Vectors];
+  for (std::size_t i = 0; i < TileHeight; ++i) {
+    for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile->Sums[i] + v * ProductLanes);
+  }
+  for (std::size_t k = 0; k < terms.Count; ++k) {
+    hn::Vec<TProductTag> right[Vectors];
+    for (std::size_t v = 0; v < Vectors; ++v) {
+      right[v] = hn::LoadU(tag, terms.Right + k * TileStride + v * ProductLanes);
+    }
+    for (std::size_t i = 0; i < TileHeight; ++i) {
+      const auto left = hn::Set(tag, terms.Left[k * TileStride + i]);
+      for (std::size_t v = 0; v < Vectors; ++v) {
+        auto term = hn::Mul(left, right[v]);
+        if (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
+        sums[i][v] = hn::Add(sums[i][v], term);
+      }
+    }
+  }
+  for (std::size_t i = 0; i < TileHeight; ++i) {
+    for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[i][v], tag, tile->Sums[i] + v * ProductLanes);
+  }
+}
+
+template <bool Divided>
+void AddTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+  // Two lanes make more sums than there are registers, unless they are laid out for it.
+  if constexpr (ProductLanes < 4) {
+    AddTileTermsNarrow<Divided>(terms, columns, tile);
+  } else if (columns <= TileWidth / 2) {
+    AddTermsWide<Divided, (TileWidth / 2 + ProductLanes - 1) / ProductLanes>(terms, tile);
+  } else {
+    AddTermsWide<Divided, TileWidth / ProductLanes>(terms, tile);
+  }
+}
+
+inline void AddTileTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+  if (terms.Divisors == nullptr) {
+    AddTerms<false>(terms, columns, tile);
+  } else {
+    AddTerms<true>(terms, columns, tile);
+  }
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace SatCommonUtils
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace SatCommonUtils {
+
+HWY_EXPORT(AddTileTerms);
+
+TAddTileTerms AddTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddTileTerms); }
+
+}  // namespace SatCommonUtils
+
+#endif  // HWY_ONCE
