@@ -3,9 +3,6 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -85,92 +82,15 @@ bool MultiplyInParallel(const TRowProduct& product, std::size_t height, int (*ca
   return true;
 }
 
-/// Where the threads of a team wait for each other many times: for a moment awake, then asleep, as on a busy
-/// machine the one that is waited for may need the processor. (The runtime's barrier stays awake.)
-class TMeeting {
- public:
-  void Wait(std::size_t team) {
-    constexpr int Glances = 200000;
-    const unsigned round = round_.load();
-    if (arrived_.fetch_add(1) + 1 == team) {
-      arrived_.store(0);
-      {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        round_.store(round + 1);
-      }
-      all_here_.notify_all();
-      return;
-    }
-    for (int i = 0; i < Glances; ++i) {
-      if (round_.load() != round) return;
-      __builtin_ia32_pause();
-    }
-    std::unique_lock<std::mutex> lock(mutex_);
-    all_here_.wait(lock, [&] { return round_.load() != round; });
-  }
-
- private:
-  std::atomic<std::size_t> arrived_ = 0;
-  std::atomic<unsigned> round_ = 0;
-  std::mutex mutex_;
-  std::condition_variable all_here_;
-};
-
-/// Threads that lay out terms for each other.
-struct TSharing {
-  static constexpr std::size_t MostThreads = 64;
-  /// How many blocks of terms a thread lays out between two meetings.
-  static constexpr std::size_t BlocksOfThread = 2;
-
-  TMeeting Meeting;
-  TTermBlock* Blocks[MostThreads];
-};
-
-/// Sums the own rows of a triangle so narrow that its terms are laid out once for all threads: each lays out
-/// its part, then adds everybody's to its rows.
-void SumNarrowTriangle(const TRowProduct& product, TRange own, TWorker worker, TSharing* sharing) {
-  constexpr std::size_t Blocks = TSharing::BlocksOfThread;
-  TTermBlock blocks[2][Blocks];
-  const std::size_t together = Blocks * worker.Count;
-  std::size_t turn = 0;
-  const auto for_blocks = [&](std::size_t first, std::size_t thread, const auto& work) {
-    for (std::size_t b = 0; b < Blocks; ++b) {
-      const std::size_t term = first + (thread * Blocks + b) * TermsTogether;
-      if (term < product.Depth) work(term, sharing->Blocks[thread] + turn * Blocks + b);
-    }
-  };
-  sharing->Blocks[worker.Number] = blocks[0];
-  for (std::size_t first = 0; first < product.Depth; first += together * TermsTogether, turn = 1 - turn) {
-    for_blocks(first, worker.Number,
-               [&](std::size_t term, TTermBlock* block) { PackTerms(product, term, block); });
-    // Who is through lays out the next ones elsewhere, and then waits here for the others.
-    sharing->Meeting.Wait(worker.Count);
-    for (std::size_t thread = 0; thread < worker.Count; ++thread) {
-      for_blocks(first, thread, [&](std::size_t term, const TTermBlock* block) {
-        AddPackedTerms(product, term, *block, own.First, own.Last);
-      });
-    }
-  }
-  // The others may still read this thread's blocks.
-  sharing->Meeting.Wait(worker.Count);
-}
-
 /// Aᵀ·A from its upper triangle: the product of two numbers is the same either way round. Rows are completed
 /// band by band, so that the callback tells of progress.
 bool SquareInParallel(double* const* A, std::size_t m, std::size_t n, const double* divisors, double** C,
                       int (*callback)()) {
   const TRowProduct product{{A}, {A}, m, n, C, divisors, true};
-  TSharing sharing;
   InParallel([&](TWorker worker) {
-    const bool shares =
-        worker.Count > 1 && worker.Count <= TSharing::MostThreads && n <= RowsTogether && m > TermsTogether;
     ForStrips({0, n}, RowsTogether * worker.Count, [&](std::size_t first, std::size_t last) {
       const TRange own = TriangleShare(n, {first, last}, worker);
-      if (shares) {
-        SumNarrowTriangle(product, own, worker, &sharing);
-      } else {
-        MultiplyRows(product, own.First, own.Last);
-      }
+      MultiplyRows(product, own.First, own.Last);
       // What is mirrored stands in the rows of the others too.
 #pragma omp barrier
       MirrorUpper(C, own.First, own.Last);

@@ -10,6 +10,20 @@ namespace {
 
 constexpr std::size_t BlockWidth = RowsTogether;
 
+/// So many terms that two blocks stay in the nearest caches.
+constexpr std::size_t TermsTogether = 96;
+
+/// Terms of a product, laid out as its tiles read them: one row per term, zeros behind the last column.
+struct alignas(64) TTermBlock {
+  /// A tile may begin with any column, and reach behind the last.
+  double Terms[TermsTogether][BlockWidth + TileWidth];
+  const double* Rows[TermsTogether];
+
+  TTermBlock() {
+    for (std::size_t k = 0; k < TermsTogether; ++k) Rows[k] = Terms[k];
+  }
+};
+
 /// The terms that a block holds.
 struct TTerms {
   std::size_t First;
@@ -45,15 +59,16 @@ void CopyTileRow(const double* source, std::size_t count, double* target) {
   }
 }
 
-/// Rows or columns of the result, and where they stand in a block.
+/// Rows or columns of the result, and where their terms stand. The tile may begin `Skipped` before them.
 struct TSpan {
   std::size_t First;
   std::size_t Count;
-  const double* Terms;
+  TTileSide Terms;
+  std::size_t Skipped = 0;
 
   /// The piece from element `offset` on, of at most `most`.
   TSpan Piece(std::size_t offset, std::size_t most) const {
-    return {First + offset, std::min(most, Count - offset), Terms + offset};
+    return {First + offset, std::min(most, Count - offset), {Terms.Rows, Terms.Column + offset}};
   }
 };
 
@@ -62,12 +77,14 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
   TTile tile = {};
   const bool has_sums = product.Continued || terms.First != 0;
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
-    CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count, tile.Sums[r]);
+    CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count,
+                tile.Sums[rows.Skipped + r] + columns.Skipped);
   }
   const double* const divisors = product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
-  add({rows.Terms, columns.Terms, divisors, terms.Count}, columns.Count, &tile);
+  add({rows.Terms, columns.Terms, divisors, terms.Count}, columns.Skipped + columns.Count, &tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
-    CopyTileRow(tile.Sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
+    CopyTileRow(tile.Sums[rows.Skipped + r] + columns.Skipped, columns.Count,
+                product.Result[rows.First + r] + columns.First);
   }
 }
 
@@ -81,6 +98,41 @@ void MultiplyBlock(const TRowProduct& product, TTerms terms, const TSpan& rows, 
       MultiplyTile(product, terms, tile_rows, columns.Piece(j, TileWidth), add);
     }
   }
+}
+
+/// Whether tiles can read the terms where they stand: those of a symmetric product, with so few columns that
+/// the terms of a block stay in the cache, and enough for a tile.
+bool StandsAsRead(const TRowProduct& product) {
+  return product.Upper && !product.Left.Across && product.Left.Scales == nullptr &&
+         product.Right.Scales == nullptr && product.Left.Rows == product.Right.Rows &&
+         product.Width >= TileWidth && product.Width <= BlockWidth;
+}
+
+/// `count` rows or columns from `first` on for a tile of `size`; it begins earlier where it would reach
+/// behind the last of all, `end`.
+TSpan WithinRow(const double* const* terms, std::size_t first, std::size_t count, std::size_t size,
+                std::size_t end) {
+  const std::size_t start = std::min(first, end - size);
+  return {first, count, {terms, start}, first - start};
+}
+
+void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {
+  const TAddTileTerms add = AddTileTermsOfTarget();
+  const std::size_t n = product.Width;
+  std::size_t k = 0;
+  do {
+    const TTerms terms = BlockOfTerms(product, k);
+    const double* const* const at = product.Left.Rows + terms.First;
+    for (std::size_t i = first; i < last; i += TileHeight) {
+      const TSpan rows = WithinRow(at, i, std::min(TileHeight, last - i), TileHeight, n);
+      for (std::size_t j = i; j < n; j += TileWidth) {
+        const std::size_t count = std::min(TileWidth, n - j);
+        const std::size_t size = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
+        MultiplyTile(product, terms, rows, WithinRow(at, j, count, size, n), add);
+      }
+    }
+    k += terms.Count;
+  } while (k < product.Depth);
 }
 
 /// At most `RowsTogether` rows.
@@ -98,8 +150,8 @@ void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t co
       const std::size_t width = std::min(BlockWidth, product.Width - j);
       const bool packed = shared && j == first;
       if (!packed) Pack(product.Right, terms, j, width, &right);
-      MultiplyBlock(product, terms, {first, count, left.Terms[0]},
-                    {j, width, (packed ? left : right).Terms[0]});
+      MultiplyBlock(product, terms, {first, count, {left.Rows, 0}},
+                    {j, width, {(packed ? left : right).Rows, 0}});
     }
     k += terms.Count;
   } while (k < product.Depth);
@@ -108,19 +160,13 @@ void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t co
 }  // namespace
 
 void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last) {
+  if (StandsAsRead(product)) {
+    MultiplyWhereTheyStand(product, first, last);
+    return;
+  }
   for (std::size_t i = first; i < last; i += RowsTogether) {
     MultiplyStrip(product, i, std::min(RowsTogether, last - i));
   }
-}
-
-void PackTerms(const TRowProduct& product, std::size_t first_term, TTermBlock* block) {
-  Pack(product.Left, BlockOfTerms(product, first_term), 0, product.Width, block);
-}
-
-void AddPackedTerms(const TRowProduct& product, std::size_t first_term, const TTermBlock& block,
-                    std::size_t first, std::size_t last) {
-  MultiplyBlock(product, BlockOfTerms(product, first_term), {first, last - first, block.Terms[0] + first},
-                {0, product.Width, block.Terms[0]});
 }
 
 void MirrorUpper(double* const* result, std::size_t first, std::size_t last) {

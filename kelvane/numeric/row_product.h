@@ -38,25 +38,6 @@ constexpr std::size_t RowsTogether = 48;
 /// Writes the rows from `first` to before `last`.
 void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last);
 
-/// So many terms that two blocks stay in the nearest caches.
-constexpr std::size_t TermsTogether = 128;
-
-/// Terms of a product, laid out as its tiles read them: one row per term, zeros behind the last column.
-struct alignas(64) TTermBlock {
-  /// A tile may begin with any column, and reach behind the last.
-  double Terms[TermsTogether][RowsTogether + 8];
-};
-
-/// `MultiplyRows` in parts, for several threads that share the reading of a symmetric product (`Upper`, no
-/// `Scales`, `Width` of at most `RowsTogether`). Lays out the terms of a block, which begin with number
-/// `first_term`, a multiple of `TermsTogether`.
-void PackTerms(const TRowProduct& product, std::size_t first_term, TTermBlock* block);
-
-/// Adds the terms of a block to the rows from `first`, a multiple of 4, to before `last`. Blocks come in the
-/// order of their terms.
-void AddPackedTerms(const TRowProduct& product, std::size_t first_term, const TTermBlock& block,
-                    std::size_t first, std::size_t last);
-
 /// Completes the rows from `first` to before `last` of a symmetric matrix from the elements right of the
 /// diagonal of the rows above.
 void MirrorUpper(double* const* result, std::size_t first, std::size_t last);

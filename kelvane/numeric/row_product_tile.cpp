@@ -14,7 +14,7 @@ namespace SatCommonUtils {
 
 namespace {
 
-using TPair = double __attribute__((vector_size(16), may_alias));
+using TPair = double __attribute__((vector_size(16), aligned(8), may_alias));
 
 inline TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
 
@@ -41,10 +41,10 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* t
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair b = PackAt<TPair>(terms.Right + k * TileStride + column + 2 * j);
+      const TPair b = PackAt<TPair>(terms.Right[k] + column + 2 * j);
       const TPair swapped = Swapped(b);
       for (std::size_t i = 0; i < Pairs; ++i) {
-        const TPair a = PackAt<TPair>(terms.Left + k * TileStride + 2 * i);
+        const TPair a = PackAt<TPair>(terms.Left[k] + 2 * i);
         same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
         crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
       }
@@ -92,12 +92,13 @@ HWY_INLINE void AddTermsWide(const TTileTerms& terms, TTile* tile) {
     for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile->Sums[i] + v * ProductLanes);
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
+    const double* const left_row = terms.Left[k];
     hn::Vec<TProductTag> right[Vectors];
     for (std::size_t v = 0; v < Vectors; ++v) {
-      right[v] = hn::LoadU(tag, terms.Right + k * TileStride + v * ProductLanes);
+      right[v] = hn::LoadU(tag, terms.Right[k] + v * ProductLanes);
     }
     for (std::size_t i = 0; i < TileHeight; ++i) {
-      const auto left = hn::Set(tag, terms.Left[k * TileStride + i]);
+      const auto left = hn::Set(tag, left_row[i]);
       for (std::size_t v = 0; v < Vectors; ++v) {
         auto term = hn::Mul(left, right[v]);
         if (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
@@ -113,10 +114,12 @@ HWY_INLINE void AddTermsWide(const TTileTerms& terms, TTile* tile) {
 template <bool Divided>
 void AddTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
   // Two lanes make more sums than there are registers, unless they are laid out for it.
-  if constexpr (ProductLanes < 4) {
+  constexpr bool narrow = ProductLanes < TileWidth / 2;
+  constexpr std::size_t half = TileWidth / 2 / ProductLanes;
+  if (narrow || (half == 0 && columns <= TileWidth / 2)) {
     AddTileTermsNarrow<Divided>(terms, columns, tile);
   } else if (columns <= TileWidth / 2) {
-    AddTermsWide<Divided, (TileWidth / 2 + ProductLanes - 1) / ProductLanes>(terms, tile);
+    AddTermsWide<Divided, half == 0 ? 1 : half>(terms, tile);
   } else {
     AddTermsWide<Divided, TileWidth / ProductLanes>(terms, tile);
   }

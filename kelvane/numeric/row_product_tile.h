@@ -4,30 +4,34 @@
 
 #include <cstddef>
 
-#include "kelvane/numeric/row_product.h"
-
 namespace SatCommonUtils {
 
 /// What a tile's sums leave of the registers holds its factors.
 constexpr std::size_t TileHeight = 4;
 constexpr std::size_t TileWidth = 8;
-/// From one term of a block to the next.
-constexpr std::size_t TileStride = RowsTogether + TileWidth;
-static_assert(sizeof(TTermBlock) == sizeof(double) * TermsTogether * TileStride);
-
 struct alignas(64) TTile {
   double Sums[TileHeight][TileWidth];
 };
 
-/// left*right terms from k = 0 on, divided unless `Divisors` is null. Elements of a term follow each other.
+/// One side of the terms: those of term k follow each other from `Rows[k] + Column` on.
+struct TTileSide {
+  const double* const* Rows;
+  std::size_t Column;
+
+  const double* operator[](std::size_t k) const { return Rows[k] + Column; }
+};
+
+/// left*right terms from k = 0 on, divided unless `Divisors` is null. As many are read as a tile has rows,
+/// and columns.
 struct TTileTerms {
-  const double* Left;
-  const double* Right;
+  TTileSide Left;
+  TTileSide Right;
   const double* Divisors;
   std::size_t Count;
 };
 
-/// Adds the terms to the tile, at least to its first `columns` columns.
+/// Adds the terms to the tile, at least to its first `columns` columns. Of at most half of them, no more are
+/// read.
 using TAddTileTerms = void (*)(const TTileTerms& terms, std::size_t columns, TTile* tile);
 TAddTileTerms AddTileTermsOfTarget();
 
