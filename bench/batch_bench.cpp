@@ -3,16 +3,11 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
-#include <fstream>
-#include <iterator>
 #include <random>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "bench/rpc_bench.h"
 #include "host/runtime.h"
-#include "kelvane/module/host/ini.h"
 #include "kelvane/rpc/rpc_batch.h"
 
 namespace {
@@ -123,16 +118,6 @@ void Gdal(benchmark::State& state, bool forward) {
 }
 BENCHMARK_CAPTURE(Gdal, forward, true)->Name("Forward/gdal/batch");
 BENCHMARK_CAPTURE(Gdal, inverse, false)->Name("Inverse/gdal/batch");
-
-TRPCData SampleRecord(const char* name) {
-  const std::string path = std::string(KELVANE_SOURCE_DIR "/samples/") + name;
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(file), {});
-  TKaXIniStreamReader reader(new_a<TKaStringStream>(bytes), true, nullptr);
-  TRPCData data;
-  if (!data.InitializeFromXML(&reader)) throw std::runtime_error(path + " cannot be read");
-  return data;
-}
 
 void Intersection(benchmark::State& state) {
   const Threads threads(state);

@@ -2,32 +2,14 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
-#include <fstream>
-#include <iterator>
 #include <random>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
-#include "kelvane/module/host/ini.h"
-#include "kelvane/rpc/rpc.h"
+#include "bench/rpc_bench.h"
 
 namespace {
 
-using SatCommonUtils::TRPC;
-using SatCommonUtils::TRPCData;
-
-constexpr std::size_t PointCount = 8192;
-
-TRPCData SampleRecord(const char* name) {
-  const std::string path = std::string(KELVANE_SOURCE_DIR "/samples/") + name;
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(file), {});
-  TKaXIniStreamReader reader(new_a<TKaStringStream>(bytes), true, nullptr);
-  TRPCData data;
-  if (!data.InitializeFromXML(&reader)) throw std::runtime_error(path + " cannot be read");
-  return data;
-}
+using namespace bench;
 
 /// Line and sample in both images.
 struct Tie {

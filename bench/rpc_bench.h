@@ -5,18 +5,32 @@
 #include <gdal_alg.h>
 
 #include <cstddef>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "kelvane/module/host/ini.h"
 #include "kelvane/rpc/rpc.h"
 
 namespace bench {
 
 using SatCommonUtils::TRPC;
 using SatCommonUtils::TRPCData;
+
+/// The record of a sample in XML.
+inline TRPCData SampleRecord(const char* name) {
+  const std::string path = std::string(KELVANE_SOURCE_DIR "/samples/") + name;
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(file), {});
+  TKaXIniStreamReader reader(new_a<TKaStringStream>(bytes), true, nullptr);
+  TRPCData data;
+  if (!data.InitializeFromXML(&reader)) throw std::runtime_error(path + " cannot be read");
+  return data;
+}
 
 struct Point {
   double lat, lon, h;
