@@ -149,8 +149,9 @@ bool WriteMIF(const TMIFLayer& layer, TKaStream* mif, TKaStream* mid, std::strin
 
 bool WriteMIFFile(const std::string& path, const TMIFLayer& layer, std::string* problem) try {
   const TMIFTexts texts = Compose(layer);
-  TFileReplacement mid(MidPath(path), texts.Mid, TE_FilePlace::Any);
+  const std::string mid_path = MidPath(path);
   TFileReplacement mif(path, texts.Mif, TE_FilePlace::Any);
+  TFileReplacement mid(mid_path, texts.Mid, TE_FilePlace::Any);
   mid.TakePlace();
   mif.TakePlace();
   return true;
