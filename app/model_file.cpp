@@ -352,27 +352,28 @@ ModelFile ReadModelFile(const std::string& path) {
   if (path.empty()) throw Problem("the name of the model is empty");
   std::error_code failure;
   std::string why = "No such file";
+  std::string why_not_named;
   if (std::filesystem::status(path, failure).type() != std::filesystem::file_type::not_found) {
     if (auto file = ReadIfModel(path, &why)) return std::move(*file);
-  } else {
-    std::string why_not;
-    if (auto file = ReadNamedModel(path, &why_not)) return std::move(*file);
-    why += why_not;
-    // Taken for an image, "a.RPB:x" would have the side-car a.RPB.
-    const bool is_image = path.find(':', SatCommonUtils::CutFileExt(path).size()) == std::string::npos;
-    if (!why_not.empty() && !is_image) throw Problem(path + ": " + why);
+  } else if (auto file = ReadNamedModel(path, &why_not_named)) {
+    return std::move(*file);
   }
+  const std::string stem = SatCommonUtils::CutFileExt(path);
+  // Taken for an image, "a.RPB:x" would have the side-car a.RPB.
+  const bool is_image = why_not_named.empty() || path.find(':', stem.size()) == std::string::npos;
+  why += why_not_named;
+  bool beside = false;
   for (const std::string& side_car : SideCars(path)) {
-    if (side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;
+    if (!is_image || side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;
     std::string why_not;
     if (auto file = ReadIfModel(side_car, &why_not)) {
       file->remarks.insert(file->remarks.begin(), path + TakenFrom(side_car));
       return std::move(*file);
     }
+    beside = true;
     why.append("; the side-car ").append(side_car).append(" ").append(why_not);
   }
-  const std::string stem = SatCommonUtils::CutFileExt(path);
-  if (why.find("; the side-car") == std::string::npos) {
+  if (!beside && why_not_named.empty()) {
     why += "; there is no side-car " + stem + ".RPB, " + stem + "_RPC.TXT or " + stem + ".xml";
   }
   throw Problem(path + ": " + why);

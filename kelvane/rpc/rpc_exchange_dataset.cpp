@@ -62,15 +62,14 @@ bool IsXmlText(const std::string& text) {
 
 /// Throws `std::runtime_error` for a model with a text that XML has no place for.
 void CheckTexts(const TRPCExchangeModel& model) {
-  const std::string no_text = " is no UTF-8 text without control characters, and has no place in XML";
-  if (!IsXmlText(model.Name)) throw std::runtime_error("the name of model \"" + model.Name + '"' + no_text);
-  const std::string of_model = "model \"" + model.Name + "\": ";
-  if (!IsXmlText(model.File)) throw std::runtime_error(of_model + FileTag + no_text);
-  for (const THeaderName& name : HeaderNames) {
-    if (!IsXmlText((model.Header.*name.Value).value_or(""))) {
-      throw std::runtime_error(of_model + name.Tag + no_text);
-    }
-  }
+  const auto check = [&model](const char* what, const std::string& text) {
+    if (IsXmlText(text)) return;
+    throw std::runtime_error("model \"" + model.Name + "\": " + what +
+                             " is no UTF-8 text without control characters, and has no place in XML");
+  };
+  check("its name", model.Name);
+  check(FileTag, model.File);
+  for (const THeaderName& name : HeaderNames) check(name.Tag, (model.Header.*name.Value).value_or(""));
 }
 
 void AppendText(TKaXmlTagItem* parent, const char* name, const std::string& text) {

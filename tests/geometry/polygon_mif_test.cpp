@@ -4,9 +4,11 @@
 #include <sys/resource.h>
 
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <utility>
@@ -290,11 +292,11 @@ TEST(PolygonMif, OnePolygonIsWrittenWholeOrNotAtAll) {
   EXPECT_FALSE(WriteMIFFile(path, FullLayer(), &problem));
   ::setrlimit(RLIMIT_FSIZE, &limit);
   std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(problem, path + ": File too large");
+  EXPECT_EQ(problem, path + ": " + std::strerror(EFBIG));
   EXPECT_FALSE(margin.SaveToMIF(folder.Path("m.txt"), "", &problem));
   EXPECT_EQ(problem, folder.Path("m.txt") + ": the name does not end in .mif");
   EXPECT_FALSE(margin.SaveToMIF(folder.Path("none/m.mif"), "", &problem));
-  EXPECT_EQ(problem, folder.Path("none/m.mif") + ": No such file or directory");
+  EXPECT_EQ(problem, folder.Path("none/m.mif") + ": " + std::strerror(ENOENT));
   EXPECT_EQ(test::FileText(path), before);
   // A link stays one, and what it leads to keeps its rights.
   fs::permissions(path, fs::perms::owner_all);

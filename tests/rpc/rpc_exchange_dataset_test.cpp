@@ -166,10 +166,10 @@ TEST(RPCDataset, GoesIntoAFolderWholeOrNotAtAll) {
   TRPCExchangeModel quoted = Model("quoted");
   quoted.Header.BandId = "a\"b";
   folder.Write("taken.RPB", "precious");
-  const std::pair<TRPCExchangeModel, const char*> bad[] = {
+  const std::pair<TRPCExchangeModel, std::string> bad[] = {
       {flat, "model \"flat\": HeightScale becomes 0"},
       {quoted, "model \"quoted\": "},
-      {Model("taken"), "taken.RPB: File exists"},
+      {Model("taken"), std::strerror(EEXIST)},
       {Model("GOOD"), "two models would be GOOD.RPB"},
       {Model(std::string(300, 'n')), std::strerror(ENAMETOOLONG)}};
   for (const auto& [model, why] : bad) {
