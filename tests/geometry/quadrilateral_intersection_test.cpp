@@ -152,9 +152,9 @@ bool Separates(const std::vector<xy_d>& a, const std::vector<xy_d>& b, int neare
 TEST(QuadrilateralIntersection, ContactOnAGridOfLastBitsIsThatOfIntegers) {
   constexpr double Corner = 0x1p52;  // whose last bit is 1
   std::mt19937 random(9);
-  std::uniform_int_distribution<int> cell(0, 8);
+  std::uniform_int_distribution<int> cell(0, 7);
   std::uniform_int_distribution<int> bit(-1, 1);
-  const auto coordinate = [&] { return Corner + cell(random) * 0x1p48 + bit(random); };
+  const auto coordinate = [&] { return Corner + cell(random) * 0x1p49 + bit(random); };
   const auto convex = [&] {
     std::vector<xy_d> v(4);
     do {
