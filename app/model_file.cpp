@@ -353,6 +353,12 @@ ModelFile ReadModelFile(const std::string& path) {
   std::error_code failure;
   std::string why = "No such file";
   std::string why_not_named;
+  if (std::filesystem::is_directory(path, failure)) {
+    throw Problem(
+        path +
+        ": is a folder; \"kelvane info\" lists the models in it, and \"kelvane convert\" takes them "
+        "with --dataset or --each");
+  }
   if (std::filesystem::status(path, failure).type() != std::filesystem::file_type::not_found) {
     if (auto file = ReadIfModel(path, &why)) return std::move(*file);
   } else if (auto file = ReadNamedModel(path, &why_not_named)) {

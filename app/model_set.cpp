@@ -59,7 +59,7 @@ std::optional<ModelSet> ReadModelSet(const std::string& path) {
     for (const fs::path& file : ModelFilesIn(path)) ReadFileInto(&set, file);
     if (!set.models.empty()) return set;
     throw Problem(path + ": no RPB or RPC text in this folder can be read" +
-                  (set.problems.empty() ? "" : ", as " + set.problems.front()));
+                  (set.problems.empty() ? "" : "; " + set.problems.front()));
   }
   const auto dataset = ReadDataset(path);
   if (!dataset) return std::nullopt;
