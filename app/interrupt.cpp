@@ -34,4 +34,13 @@ InterruptWatch::~InterruptWatch() {
 
 bool InterruptWatch::IsInterrupted() { return interrupted != 0; }
 
+SignalsHeldBack::SignalsHeldBack() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals, signal);
+  ::pthread_sigmask(SIG_BLOCK, &signals, &before_);
+}
+
+SignalsHeldBack::~SignalsHeldBack() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
 }  // namespace app

@@ -1,6 +1,8 @@
 /// \file
-/// Long work that a person may stop.
+/// Work that a person may stop, and work that must not be.
 #pragma once
+
+#include <csignal>
 
 namespace app {
 
@@ -19,6 +21,18 @@ class InterruptWatch {
  private:
   using Handler = void (*)(int);
   Handler before_[2];
+};
+
+/// Lets signals that end the program wait while it lives, so that none leaves half of a file behind.
+class SignalsHeldBack {
+ public:
+  SignalsHeldBack();
+  ~SignalsHeldBack();
+  SignalsHeldBack(const SignalsHeldBack&) = delete;
+  SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+ private:
+  sigset_t before_{};
 };
 
 }  // namespace app

@@ -1,7 +1,6 @@
 #include "app/model_file.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -9,7 +8,6 @@
 #include "app/files.h"
 #include "app/problem.h"
 #include "app/text_start.h"
-#include "host/number_text.h"
 #include "host/quoted_text.h"
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/message.h"
@@ -43,6 +41,8 @@ constexpr std::size_t HeadSize = 64U << 10;
 }
 
 void Remark(ModelFile& file, const std::string& text) { file.remarks.push_back(file.path + ": " + text); }
+
+std::string TakenFrom(const std::string& side_car) { return ": the model is taken from " + side_car; }
 
 /// Notes a key that stands twice in the reader's section.
 void NoteRepeated(ModelFile& file, const TKaXIniReader& reader, const std::string& key) {
@@ -92,45 +92,28 @@ void ReadRpb(ModelFile& file, const std::string& bytes) {
   Check(file);
 }
 
-/// What keeps the text behind a key from being one number: a reader that stops where the number seems to
-/// end would take 1.5D-03 for 1.5 and 1,234.5 for 1. Empty when nothing does.
-std::string FindBrokenNumber(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-  double value = 0.0;
-  const std::string_view rest = text.substr(KaScanNumber(text, &value));
-  const bool exponent = !rest.empty() && std::string_view("dDqQ").find(rest[0]) != std::string_view::npos;
-  const bool divided = !rest.empty() && (rest[0] == ',' || rest[0] == '.');
-  const std::size_t digit = exponent && rest.size() > 1 && (rest[1] == '+' || rest[1] == '-') ? 2 : 1;
-  const bool goes_on = (exponent || divided) && rest.size() > digit &&
-                       std::isdigit(static_cast<unsigned char>(rest[digit])) != 0;
-  return goes_on ? KaQuoted(text.substr(0, text.find_first_of(" \t"))) + " is no number" : std::string();
-}
-
-/// One line of the text form, as the record's reader took it.
-void CheckTextLine(ModelFile& file, std::string_view line, std::map<std::string, int, std::less<>>* seen) {
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos) return;
-  const std::string key(line.substr(0, colon));
-  const std::string_view text = line.substr(colon + 1);
-  if (!IsTextKey(key)) return;
-  const int times = ++(*seen)[key];
-  if (times == 2) Remark(file, key + " stands more than once; the first is taken");
-  const std::string broken = FindBrokenNumber(text);
-  if (times == 1 && !broken.empty()) ThrowNotAModel(file, key + ": " + broken);
+/// Notes the key of a line of the text form when it is there for the second time.
+void NoteRepeated(ModelFile& file, std::string_view line, std::map<std::string, int, std::less<>>* seen) {
+  const std::string key(line.substr(0, line.find(':')));
+  if (key.size() < line.size() && IsTextKey(key) && ++(*seen)[key] == 2)
+    Remark(file, key + " stands more than once; the first is taken");
 }
 
 void ReadText(ModelFile& file, const std::string& bytes) {
   std::string_view text = WithoutByteOrderMark(bytes);
   TKaStringStream stream{std::string(text)};
   std::string problem;
-  if (!file.data.InitializeFromText(&stream, &file.header, &problem)) ThrowNotAModel(file, problem);
+  if (!file.data.InitializeFromText(&stream, &file.header, &problem) || !stream.Rewind() ||
+      !SatCommonUtils::RPCTextNumbersAreWhole(&stream, &problem)) {
+    ThrowNotAModel(file, problem);
+  }
   if (text.back() != '\n' && text.back() != '\r') {
     Remark(file, "the last line has no end; if the file was cut off there, its number is wrong");
   }
   std::map<std::string, int, std::less<>> seen;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-    CheckTextLine(file, text.substr(0, end), &seen);
+    NoteRepeated(file, text.substr(0, end), &seen);
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   Check(file);
@@ -255,23 +238,33 @@ void ReadOnlyModel(ModelFile& file, const std::string& bytes) {
   TakeModel(file, dataset.Models().front());
 }
 
-/// The model of FILE:NAME, if there is such a file. Throws `Problem` when that is no dataset: taken for an
-/// image, the whole might have a side-car.
-std::optional<ModelFile> ReadNamedModel(const std::string& path) {
-  for (std::size_t colon = path.find(':'); colon != std::string::npos; colon = path.find(':', colon + 1)) {
+/// The model of that name in a file that is a dataset; else adds to `*why` what it is instead.
+std::optional<ModelFile> ReadFromDataset(const std::string& path, const std::string& name, std::string* why) {
+  const auto dataset = ReadDataset(path);
+  const auto* const model = dataset ? dataset->Find(name) : nullptr;
+  if (model != nullptr) return ModelOfDataset(path, *model);
+  *why += "; " + KaQuoted(path) +
+          (dataset ? " holds no such model; there are: " + Listed(*dataset) : " is no dataset of models");
+  return std::nullopt;
+}
+
+/// The model of FILE:NAME, divided at whichever colon gives one, the last first; else none, with what was
+/// found instead added to `*why`.
+std::optional<ModelFile> ReadNamedModel(const std::string& path, std::string* why) {
+  for (std::size_t colon = path.rfind(':'); colon != std::string::npos && colon > 0;
+       colon = path.rfind(':', colon - 1)) {
     const std::string file_path = path.substr(0, colon);
-    std::error_code failure;
-    if (!std::filesystem::is_regular_file(file_path, failure)) continue;
-    const auto dataset = ReadDataset(file_path);
-    if (!dataset) throw Problem(path + ": No such file; " + KaQuoted(file_path) + " is no dataset of models");
-    const auto* const model = dataset->Find(path.substr(colon + 1));
-    if (model == nullptr)
-      throw Problem(path + ": the dataset holds no such model; there are: " + Listed(*dataset));
-    ModelFile file;
-    file.path = path;
-    file.format = ModelFormat::Dataset;
-    TakeModel(file, *model);
-    return file;
+    std::vector<std::string> candidates = SideCars(file_path);
+    candidates.insert(candidates.begin(), file_path);
+    for (const std::string& candidate : candidates) {
+      std::error_code failure;
+      const bool again = candidate == file_path && &candidate != &candidates.front();
+      if (again || !std::filesystem::is_regular_file(candidate, failure)) continue;
+      auto file = ReadFromDataset(candidate, path.substr(colon + 1), why);
+      if (!file) continue;
+      if (candidate != file_path) file->remarks.push_back(file_path + TakenFrom(candidate));
+      return file;
+    }
   }
   return std::nullopt;
 }
@@ -286,19 +279,14 @@ std::string ReadWhole(const FileDescriptor& file, std::string head, ModelFormat 
   throw Problem(path + ": is no RPC model: it is larger than " + (model ? "4" : "64") + " MiB");
 }
 
-/// Reads the file if it begins as a model does, else says why it does not.
-std::optional<ModelFile> ReadIfModel(const std::string& path, std::string* why) {
-  const FileDescriptor file = OpenForReading(path);
-  const std::string head = ReadUpTo(file, HeadSize, path);
-  const auto format = Recognise(head);
-  if (!format) {
-    *why = head.empty() ? "is no RPC model: the file is empty"
-                        : "is no RPC model: not XML (no root configuration, Dimap_Document, isd or "
-                          "RPCDataset), not RPB (no group IMAGE), not "
-                          "RPC text (no line such as LINE_OFF:)";
-    return std::nullopt;
-  }
-  return ReadModelBytes(path, *format, ReadWhole(file, head, *format, path));
+/// The form of a file, and in `*head` how it begins.
+std::optional<ModelFormat> RecogniseFile(const FileDescriptor& file, const std::string& path,
+                                         std::string* head) {
+  *head = ReadUpTo(file, HeadSize, path);
+  auto format = Recognise(*head);
+  if (format || head->size() < HeadSize || !BeginsAsXml(*head)) return format;
+  *head += ReadUpTo(file, LargestDocument, path);
+  return Recognise(*head);
 }
 
 }  // namespace
@@ -333,32 +321,65 @@ std::optional<TCipherRPCImpExpDataset> ReadDataset(const std::string& path) {
   std::error_code failure;
   if (!std::filesystem::is_regular_file(path, failure)) return std::nullopt;
   const FileDescriptor file = OpenForReading(path);
-  const std::string head = ReadUpTo(file, HeadSize, path);
-  if (Recognise(head) != ModelFormat::Dataset) return std::nullopt;
+  std::string head;
+  if (RecogniseFile(file, path, &head) != ModelFormat::Dataset) return std::nullopt;
   return DatasetOf(path, ReadWhole(file, head, ModelFormat::Dataset, path));
+}
+
+std::optional<ModelFile> ReadIfModel(const std::string& path, std::string* why) {
+  const FileDescriptor file = OpenForReading(path);
+  std::string head;
+  const auto format = RecogniseFile(file, path, &head);
+  if (!format) {
+    *why = head.empty() ? "is no RPC model: the file is empty"
+                        : "is no RPC model: not XML (no root configuration, Dimap_Document, isd or "
+                          "RPCDataset), not RPB (no group IMAGE), not "
+                          "RPC text (no line such as LINE_OFF:)";
+    return std::nullopt;
+  }
+  return ReadModelBytes(path, *format, ReadWhole(file, head, *format, path));
+}
+
+ModelFile ModelOfDataset(const std::string& path, const SatCommonUtils::TRPCExchangeModel& model) {
+  ModelFile file;
+  file.path = path + ':' + model.Name;
+  file.format = ModelFormat::Dataset;
+  TakeModel(file, model);
+  return file;
 }
 
 ModelFile ReadModelFile(const std::string& path) {
   if (path.empty()) throw Problem("the name of the model is empty");
   std::error_code failure;
   std::string why = "No such file";
+  std::string why_not_named;
+  if (std::filesystem::is_directory(path, failure)) {
+    throw Problem(
+        path +
+        ": is a folder; \"kelvane info\" lists the models in it, and \"kelvane convert\" takes them "
+        "with --dataset or --each");
+  }
   if (std::filesystem::status(path, failure).type() != std::filesystem::file_type::not_found) {
     if (auto file = ReadIfModel(path, &why)) return std::move(*file);
-  } else if (auto file = ReadNamedModel(path)) {
+  } else if (auto file = ReadNamedModel(path, &why_not_named)) {
     return std::move(*file);
   }
+  const std::string stem = SatCommonUtils::CutFileExt(path);
+  // Taken for an image, "a.RPB:x" would have the side-car a.RPB.
+  const bool is_image = why_not_named.empty() || path.find(':', stem.size()) == std::string::npos;
+  why += why_not_named;
+  bool beside = false;
   for (const std::string& side_car : SideCars(path)) {
-    if (side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;
+    if (!is_image || side_car == path || !std::filesystem::is_regular_file(side_car, failure)) continue;
     std::string why_not;
     if (auto file = ReadIfModel(side_car, &why_not)) {
-      file->remarks.insert(file->remarks.begin(),
-                           std::string(path).append(": the model is taken from ").append(side_car));
+      file->remarks.insert(file->remarks.begin(), path + TakenFrom(side_car));
       return std::move(*file);
     }
+    beside = true;
     why.append("; the side-car ").append(side_car).append(" ").append(why_not);
   }
-  const std::string stem = SatCommonUtils::CutFileExt(path);
-  if (why.find("; the side-car") == std::string::npos) {
+  if (!beside && why_not_named.empty()) {
     why += "; there is no side-car " + stem + ".RPB, " + stem + "_RPC.TXT or " + stem + ".xml";
   }
   throw Problem(path + ": " + why);

@@ -23,8 +23,8 @@ inline constexpr char BandIdKey[] = "bandId";
 
 struct ModelFile {
   std::string path;   ///< the file that was read: the side-car, where an image was named; or FILE:NAME
-  std::string name;   ///< of a model in a dataset
-  std::string image;  ///< what a dataset says that the model belongs to
+  std::string name;   ///< of a model in a set; else empty
+  std::string image;  ///< what a dataset says that the model belongs to; in a folder, its file
   ModelFormat format = ModelFormat::Rpb;
   SatCommonUtils::TRPCData data;
   SatCommonUtils::TRPBHeader header;  ///< error figures and names, where the file has them
@@ -36,13 +36,21 @@ struct ModelFile {
 };
 
 /// Reads a model, or the side-car of the image named, or the model of a dataset: of FILE:NAME, where there is
-/// no file of that whole name, and of the dataset's name alone where it holds but one. Throws `Problem` for a
-/// file that cannot be read or holds no model: it says which form was tried and what is missing.
+/// no file of that whole name and FILE is a dataset or an image with one beside it, and of the dataset's name
+/// alone where it holds but one. Either part of FILE:NAME may hold colons. Throws `Problem` for a file that
+/// cannot be read or holds no model: it says which form was tried and what is missing.
 ModelFile ReadModelFile(const std::string& path);
+
+/// Reads a file if it begins as a model does, else says in `*why` why that is none. Throws `Problem`
+/// likewise.
+std::optional<ModelFile> ReadIfModel(const std::string& path, std::string* why);
 
 /// The dataset that a file is, or none where it is something else or there is none. Throws `Problem` for a
 /// file that cannot be read and for a dataset that is malformed.
 std::optional<SatCommonUtils::TCipherRPCImpExpDataset> ReadDataset(const std::string& path);
+
+/// One of the models of the dataset at `path`.
+ModelFile ModelOfDataset(const std::string& path, const SatCommonUtils::TRPCExchangeModel& model);
 
 /// Reads a model from bytes in a known form; `path` is what messages call them. Of a dataset, the only model.
 ModelFile ReadModelBytes(const std::string& path, ModelFormat format, const std::string& bytes);

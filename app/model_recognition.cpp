@@ -45,13 +45,42 @@ bool IsBinary(std::string_view line) {
   });
 }
 
-/// The name of the first element, behind declarations and comments; empty where the text is no XML.
+/// Where the text goes on behind the first `end` in it; npos where there is none.
+std::size_t Behind(std::string_view end, std::string_view text) {
+  const std::size_t at = text.find(end);
+  return at == std::string_view::npos ? at : at + end.size();
+}
+
+/// Where the text goes on behind the comment, instruction or quote that it begins with; 0 for none.
+std::size_t BehindOpaque(std::string_view text) {
+  if (StartsWith(text, "<!--")) return Behind("-->", text);
+  if (StartsWith(text, "<?")) return Behind("?>", text);
+  if (!StartsWith(text, "\"") && !StartsWith(text, "'")) return 0;
+  const std::size_t end = text.find(text[0], 1);
+  return end == std::string_view::npos ? end : end + 1;
+}
+
+/// Where the text goes on behind the document type that it begins with, declarations within it and all.
+std::size_t BehindDocumentType(std::string_view text) {
+  int depth = 0;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t opaque = BehindOpaque(text.substr(i));
+    if (opaque == std::string_view::npos) return opaque;
+    if (opaque == 0) depth += text[i] == '<' ? 1 : text[i] == '>' ? -1 : 0;
+    i += std::max<std::size_t>(opaque, 1);
+    if (depth == 0) return i;
+  }
+  return std::string_view::npos;
+}
+
+/// The name of the first element, behind declarations and comments; empty where the text is no XML, or ends
+/// before.
 std::string_view RootName(std::string_view text) {
   for (text = TrimmedStart(text); StartsWith(text, "<?") || StartsWith(text, "<!");) {
-    const std::string_view end = StartsWith(text, "<!--") ? "-->" : ">";
-    const std::size_t at = text.find(end);
-    if (at == std::string_view::npos) return {};
-    text = TrimmedStart(text.substr(at + end.size()));
+    const std::size_t opaque = BehindOpaque(text);
+    const std::size_t end = opaque == 0 ? BehindDocumentType(text) : opaque;
+    if (end == std::string_view::npos) return {};
+    text = TrimmedStart(text.substr(end));
   }
   const std::size_t end = text.find_first_of(" \t\r\n/>");
   if (!StartsWith(text, "<") || end == std::string_view::npos) return {};
@@ -81,12 +110,18 @@ bool IsTextKey(std::string_view key) {
                      [key](const auto& set) { return StartsWith(key, set.TextPrefix); });
 }
 
+bool BeginsAsXml(std::string_view head) {
+  const std::string_view text = TrimmedStart(WithoutByteOrderMark(head));
+  return StartsWith(text, "<?") || StartsWith(text, "<!");
+}
+
 std::optional<ModelFormat> Recognise(std::string_view head) {
   std::string_view text = WithoutByteOrderMark(head);
   const std::string_view name = RootName(text);
   for (const Root& root : Roots) {
     if (name == root.name) return root.format;
   }
+  if (name.empty() && BeginsAsXml(text)) return std::nullopt;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
     const std::string_view line = text.substr(0, end);

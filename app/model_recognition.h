@@ -18,6 +18,10 @@ const char* FormatName(ModelFormat format);
 /// one form has. None for bytes that are no text as far as that line.
 std::optional<ModelFormat> Recognise(std::string_view head);
 
+/// True for the declarations and comments that may stand before the document's tag: long ones hide it from a
+/// short head.
+bool BeginsAsXml(std::string_view head);
+
 /// True when the key of a line "KEY: number" is one of the text form's 90, or is spelt like one of its
 /// coefficients.
 bool IsTextKey(std::string_view key);

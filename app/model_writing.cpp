@@ -90,9 +90,10 @@ ModelFormat FormatOfSuffix(const std::string& path) {
   throw Problem(path + ": the name of a model to write ends in .rpb, .txt or .xml");
 }
 
-WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
-  WrittenModel written;
-  written.format = FormatOfSuffix(path);
+PreparedModel PrepareModel(const ModelFile& file, ModelFormat format, const std::string& path) {
+  PreparedModel prepared;
+  WrittenModel& written = prepared.written;
+  written.format = format;
   const std::string as_form = path + ": cannot be written as " + FormatName(written.format) + ": ";
   const SatCommonUtils::TRPC& model = UsableModel(file);
   if (file.refinement && written.format != ModelFormat::Xml) {
@@ -116,8 +117,14 @@ WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
   written.max_difference = SatCommonUtils::CalculateMaxImageDifference(model, *back.model);
   written.remarks = CompareBesidesRecord(file, back);
   written.model = std::move(back.model);
-  ReplaceFile(path, stream.Text());
-  return written;
+  prepared.text = stream.Text();
+  return prepared;
+}
+
+WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
+  PreparedModel prepared = PrepareModel(file, FormatOfSuffix(path), path);
+  ReplaceFile(path, prepared.text);
+  return std::move(prepared.written);
 }
 
 }  // namespace app

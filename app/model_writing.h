@@ -23,9 +23,19 @@ struct WrittenModel {
 /// another.
 ModelFormat FormatOfSuffix(const std::string& path);
 
+/// A model in a form, checked: what a file of it will hold.
+struct PreparedModel {
+  WrittenModel written;
+  std::string text;
+};
+
+/// Throws `Problem`, calling the file `path`, when the model does not survive the form's rounding or has more
+/// than the form has a place for.
+PreparedModel PrepareModel(const ModelFile& file, ModelFormat format, const std::string& path);
+
 /// Writes a model in the form that the path's suffix names.
 /// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model
-/// does not survive the form's rounding, or when the file cannot be written.
+/// cannot be prepared, or when the file cannot be written.
 WrittenModel WriteModelFile(const ModelFile& file, const std::string& path);
 
 }  // namespace app

@@ -1,11 +1,12 @@
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 
 #include "app/commands/commands.h"
 #include "app/files.h"
+#include "app/interrupt.h"
 #include "app/json_report.h"
+#include "app/model_set.h"
 #include "app/model_writing.h"
 #include "app/problem.h"
 #include "host/quoted_text.h"
@@ -73,43 +74,34 @@ struct Gathered {
   std::size_t unread = 0;
 };
 
-/// RPB and RPC text files, in the order of their names.
-std::vector<std::string> ModelFilesIn(const std::string& folder) {
-  std::vector<std::string> files;
-  std::error_code failure;
-  for (std::filesystem::directory_iterator at(folder, failure), end; !failure && at != end;
-       at.increment(failure)) {
-    const std::string suffix = toupper(at->path().extension().string());
-    if ((suffix == ".RPB" || suffix == ".TXT") && at->is_regular_file(failure))
-      files.push_back(at->path().string());
+Gathered GatherFolder(const ModelSet& folder, const std::string& in, bool quiet) {
+  Gathered gathered;
+  std::vector<std::string> problems = folder.problems;
+  PrintRemarks(folder.remarks, quiet);
+  for (const ModelFile& file : folder.models) {
+    try {
+      std::string problem;
+      if (gathered.dataset.Add(ForExchange(file, quiet), &problem)) continue;
+      problems.push_back(file.path + ": " + problem);
+    } catch (const Problem& problem) {
+      problems.emplace_back(problem.what());
+    }
   }
-  if (failure) throw Problem(folder + ": " + failure.message());
-  std::sort(files.begin(), files.end());
-  return files;
+  PrintRemarks(problems, false);
+  gathered.unread = problems.size();
+  if (!gathered.dataset) throw Problem(in + ": none of its models can be taken");
+  return gathered;
 }
 
 Gathered Gather(const std::string& in, bool quiet) {
   Gathered gathered;
-  std::error_code failure;
   std::string problem;
-  if (std::filesystem::is_directory(in, failure)) {
-    // Each as by itself: with the checks that a file alone gets.
-    for (const std::string& path : ModelFilesIn(in)) {
-      try {
-        problem.clear();
-        if (!gathered.dataset.Add(ForExchange(ReadModelFile(path), quiet), &problem)) {
-          problem.insert(0, path + ": ");
-        }
-      } catch (const Problem& reason) {
-        problem = reason.what();
-      }
-      if (problem.empty()) continue;
-      PrintRemarks({problem}, false);
-      ++gathered.unread;
-    }
-    if (!gathered.dataset) throw Problem(in + ": no RPB or RPC text in this folder can be read");
-  } else if (auto dataset = ReadDataset(in)) {
+  if (auto dataset = ReadDataset(in)) {
+    if (!*dataset) throw Problem(in + ": is a dataset without a model");
+    // As it stands: a copy keeps models, too, that cannot project.
     gathered.dataset = std::move(*dataset);
+  } else if (const auto folder = ReadModelSet(in)) {
+    gathered = GatherFolder(*folder, in, quiet);
   } else if (!gathered.dataset.Add(ForExchange(ReadModelFile(in), quiet), &problem)) {
     throw Problem(in + ": " + problem);
   }
@@ -126,19 +118,40 @@ void WriteDataset(const TCipherRPCImpExpDataset& dataset, const std::string& pat
   ReplaceFile(path, stream.Text());
 }
 
-int ConvertSet(const ConvertOptions& options) {
-  const Gathered gathered = Gather(options.in, options.quiet);
+struct WrittenFile {
+  std::string name;  ///< of the model
+  std::string path;
+  WrittenModel written;
+};
+
+/// Writes all models into a folder, and tells of each what its form does to it.
+std::vector<WrittenFile> WriteEach(const TCipherRPCImpExpDataset& dataset, const ConvertOptions& options) {
+  const bool rpb = options.each == FormatName(ModelFormat::Rpb);
+  const TE_RPCFileForm form = rpb ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
+  std::vector<WrittenFile> files;
+  for (const TRPCExchangeModel& model : dataset.Models()) {
+    const std::filesystem::path path =
+        std::filesystem::path(options.out) / SatCommonUtils::RPCFileName(model.Name, form);
+    PreparedModel prepared = PrepareModel(ModelOfDataset(options.in, model),
+                                          rpb ? ModelFormat::Rpb : ModelFormat::Text, path.string());
+    files.push_back({model.Name, path.string(), std::move(prepared.written)});
+  }
+  std::string problem;
+  const SignalsHeldBack held_back;
+  if (!dataset.ExportToFolder(options.out, form, SatCommonUtils::TE_FilePlace::Any, &problem)) {
+    throw Problem(options.out + ": " + problem);
+  }
+  return files;
+}
+
+void TellSet(const ConvertOptions& options, const Gathered& gathered, const std::vector<WrittenFile>& files) {
   const std::string form = options.dataset ? FormatName(ModelFormat::Dataset) : options.each;
-  if (options.dataset) {
-    WriteDataset(gathered.dataset, options.out);
-  } else {
-    const auto file_form = form == FormatName(ModelFormat::Rpb) ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
-    std::string problem;
-    if (!gathered.dataset.ExportToFolder(options.out, file_form, &problem)) {
-      throw Problem(options.out + ": " + problem);
+  const std::size_t models = gathered.dataset.Models().size();
+  for (const WrittenFile& file : files) {
+    for (const std::string& remark : file.written.remarks) {
+      PrintRemarks({file.path + ": " + remark}, options.quiet);
     }
   }
-  const std::size_t models = gathered.dataset.Models().size();
   if (options.json) {
     nlohmann::ordered_json report;
     report["input"] = options.in;
@@ -146,11 +159,29 @@ int ConvertSet(const ConvertOptions& options) {
     report["format"] = form;
     report["models"] = models;
     report["unread"] = gathered.unread;
+    for (const WrittenFile& file : files) {
+      report["files"].push_back({{"name", file.name},
+                                 {"output", file.path},
+                                 {"rounded", file.written.rounded},
+                                 {"maxDifference", file.written.max_difference}});
+    }
     PrintJson(report);
   } else if (!options.quiet) {
-    std::printf("%s\n-> %s (%s), models: %zu\n", KaPrintable(options.in).c_str(),
-                KaPrintable(options.out).c_str(), form.c_str(), models);
+    std::printf("%s\n", KaPrintable(options.in).c_str());
+    for (const WrittenFile& file : files) PrintWritten(file.written, file.path);
+    std::printf("-> %s (%s), models: %zu\n", KaPrintable(options.out).c_str(), form.c_str(), models);
   }
+}
+
+int ConvertSet(const ConvertOptions& options) {
+  const Gathered gathered = Gather(options.in, options.quiet);
+  std::vector<WrittenFile> files;
+  if (options.dataset) {
+    WriteDataset(gathered.dataset, options.out);
+  } else {
+    files = WriteEach(gathered.dataset, options);
+  }
+  TellSet(options, gathered, files);
   return gathered.unread == 0 ? AllComputed : SomePointsFailed;
 }
 

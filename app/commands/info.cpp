@@ -5,7 +5,7 @@
 
 #include "app/commands/commands.h"
 #include "app/json_report.h"
-#include "app/model_file.h"
+#include "app/model_set.h"
 #include "app/number_format.h"
 #include "app/problem.h"
 #include "host/quoted_text.h"
@@ -48,11 +48,11 @@ Derived Derive(const ModelFile& file) {
 nlohmann::ordered_json ToJson(const ModelFile& file, const Derived& derived) {
   nlohmann::ordered_json report;
   report["format"] = FormatName(file.format);
-  if (file.format == ModelFormat::Dataset) {
+  if (!file.name.empty()) {
     report["name"] = file.name;
     report["file"] = file.image;
   }
-  report["valid"] = static_cast<bool>(file.data);
+  report["valid"] = file.defect.empty();
   for (const auto& field : RPCDataFields) report[field.Name] = file.data.*field.Value;
   for (const auto& set : RPCDataCoefficients) report[set.Name] = file.data.*set.Values;
   if (file.header.ErrBias) report["errBias"] = *file.header.ErrBias;
@@ -93,7 +93,7 @@ void PrintValue(const char* name, double value, const char* unit) {
 
 void PrintText(const ModelFile& file, const Derived& derived) {
   std::printf("%s: %s, %s\n", KaPrintable(file.path).c_str(), FormatName(file.format),
-              file.data ? "every field set" : "with unset fields");
+              file.defect.empty() ? "valid" : ("not valid: " + file.defect).c_str());
   if (file.format == ModelFormat::Dataset) {
     std::printf("model %s of the file %s\n", KaQuoted(file.name).c_str(), KaQuoted(file.image).c_str());
   }
@@ -135,7 +135,47 @@ void PrintText(const ModelFile& file, const Derived& derived) {
   std::printf("\n");
 }
 
+/// One line a model.
+void PrintList(const ModelSet& set, const std::string& path) {
+  std::printf("%s: %s, models: %zu (name, file, latitude and longitude of the middle)\n",
+              KaPrintable(path).c_str(), set.is_folder ? "folder" : FormatName(ModelFormat::Dataset),
+              set.models.size());
+  for (const ModelFile& file : set.models) {
+    std::printf("  %-24s %-32s ", KaPrintable(file.name).c_str(), KaPrintable(file.image).c_str());
+    if (file.defect.empty()) {
+      std::printf("%s %s\n", ShortestNumber(file.data.LatitudeOffset).c_str(),
+                  ShortestNumber(file.data.LongitudeOffset).c_str());
+    } else {
+      std::printf("not valid: %s\n", file.defect.c_str());
+    }
+  }
+}
+
+int InfoOfSet(const ModelSet& set, const InfoOptions& options) {
+  if (options.json) {
+    nlohmann::ordered_json report;
+    report["format"] = set.is_folder ? "folder" : FormatName(ModelFormat::Dataset);
+    report["unread"] = set.problems.size();
+    for (const ModelFile& file : set.models) report["models"].push_back(ToJson(file, Derive(file)));
+    PrintJson(report);
+  } else {
+    PrintList(set, options.model);
+  }
+  PrintRemarks(set.problems, false);
+  PrintRemarks(set.remarks, options.quiet);
+  bool all_valid = set.problems.empty();
+  for (const ModelFile& file : set.models) {
+    PrintRemarks(file.remarks, options.quiet);
+    if (!file.defect.empty()) PrintRemarks({file.path + ": " + file.defect}, false);
+    all_valid = all_valid && file.defect.empty();
+  }
+  return all_valid ? AllComputed : SomePointsFailed;
+}
+
 int Info(const InfoOptions& options) {
+  if (const auto set = ReadModelSet(options.model); set && (set->is_folder || set->models.size() > 1)) {
+    return InfoOfSet(*set, options);
+  }
   const ModelFile file = ReadModelFile(options.model);
   const Derived derived = Derive(file);
   if (options.json) {
@@ -151,7 +191,8 @@ int Info(const InfoOptions& options) {
 }  // namespace
 
 void AddInfoCommand(CLI::App* program, Action* chosen) {
-  CLI::App* const command = program->add_subcommand("info", "What a model holds, and where its image lies");
+  CLI::App* const command = program->add_subcommand(
+      "info", "What a model holds, and where its image lies; of a folder or a dataset, which models");
   const auto options = std::make_shared<InfoOptions>();
   AddModelArgument(command, "MODEL", &options->model);
   AddJsonOption(command, &options->json);

@@ -93,7 +93,7 @@ TNormal NormalThrough(TReal a, TReal e2, const TMeridianPoint& at) {
 }  // namespace
 
 TEllipsoid::TEllipsoid(const double& a, const double& f) : a_(a), f_(f) {
-  if (!(a > 0.0 && std::isfinite(a) && f >= 0.0 && f < 1.0)) {
+  if (!(a > 0.0 && std::isfinite(a) && f >= 0.0 && f <= GreatestFlattening)) {
     throw std::runtime_error("TEllipsoid::TEllipsoid(const double& a, const double& f)");
   }
 }

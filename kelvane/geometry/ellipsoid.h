@@ -21,11 +21,14 @@ class KELVANE_API TEllipsoid {
  public:
   static constexpr double WGS84SemiMajorAxis = 6378137.0;  ///< metres
   static constexpr double WGS84Flattening = 1.0 / 298.257223563;
+  /// Flatter ones would lose the digits of 1 - e². Up to it geodetic coordinates of points outside lead back
+  /// as exactly as on Earth, of points inside to 1e-14 of the semi-major axis.
+  static constexpr double GreatestFlattening = 0.99;
 
   /// WGS 84.
   TEllipsoid() = default;
   /// Throws `std::runtime_error` "TEllipsoid::TEllipsoid(const double& a, const double& f)" unless `a` is
-  /// above 0 and finite and `f` from 0 (a sphere) to below 1.
+  /// above 0 and finite and `f` from 0 (a sphere) to `GreatestFlattening`.
   TEllipsoid(const double& a, const double& f);
 
   double SemiMajorAxis() const { return a_; }

@@ -40,7 +40,7 @@ struct TMIFRegion {
 
 /// What a MIF file and its MID file hold.
 struct TMIFLayer {
-  int Version = 300;
+  int Version = 300;  ///< from 1 to 1000000
   std::string Charset = "Neutral";
   char Delimiter = '\t';  ///< between the values of a row in the MID file
   /// The CoordSys clause without its word; without one, longitude and latitude are meant.
@@ -54,10 +54,13 @@ struct TMIFLayer {
 /// Reads a layer from where the streams stand to their ends; `mid` may be null, the regions are then without
 /// values. Regions, rectangles (as regions of four vertices) and regions in collections are kept. The vertex
 /// that closes a ring is dropped; otherwise vertices are as they stand, a Transform clause applied, and a
-/// ring may have fewer than three. A text of more than 256 MiB is refused, and so is a count that the rest of
-/// the text cannot hold, before anything is allocated for it.
+/// ring may have fewer than three. A text of more than 256 MiB is refused, and so are a count that the rest
+/// of the text cannot hold, before anything is allocated for it, a collection that lacks objects or holds
+/// another one, and a row that collections would repeat until its copies take more than 256 MiB.
 KELVANE_API bool ReadMIF(TKaStream* mif, TKaStream* mid, TMIFLayer* layer, std::string* problem);
-/// The same from a file and, where there is one, the file of the same name with the suffix ".mid" or ".MID".
+/// The same from a file and, where there is one, the file of the same name with the suffix ".mid" or ".MID";
+/// where there are both, ".MID" belongs to ".MIF", and ".mid" to any other. One that cannot be opened is a
+/// failure.
 KELVANE_API bool ReadMIFFile(const std::string& path, TMIFLayer* layer, std::string* problem);
 
 /// Writes a layer. Coordinates have as many digits as it takes to read the same bits again; rings are closed
@@ -67,8 +70,8 @@ KELVANE_API bool ReadMIFFile(const std::string& path, TMIFLayer* layer, std::str
 /// not be read back. `OtherObjects` is not looked at.
 KELVANE_API bool WriteMIF(const TMIFLayer& layer, TKaStream* mif, TKaStream* mid, std::string* problem);
 /// The same into a file, whose name must end in ".mif", and one with the suffix ".mid" (".MIF": ".MID").
-/// Both are written beside their places first and then renamed, so that a failure leaves old files as they
-/// were. Only when the second renaming fails is a new MID file left beside an old MIF file.
+/// Both are written beside their places first and then renamed (`TFileReplacement`), so that a failure leaves
+/// old files as they were. Only when the second renaming fails is a new MID file left beside an old MIF file.
 KELVANE_API bool WriteMIFFile(const std::string& path, const TMIFLayer& layer, std::string* problem);
 
 }  // namespace SatCommonUtils

@@ -3,9 +3,13 @@
 #include <array>
 #include <cmath>
 #include <exception>
+#include <filesystem>
+#include <memory>
+#include <numeric>
 #include <string_view>
 #include <utility>
 
+#include "kelvane/geometry/mif_form.h"
 #include "kelvane/geometry/polygon_mif.h"
 #include "kelvane/geometry/text_scanner.h"
 #include "kelvane/module/host/stream.h"
@@ -17,17 +21,19 @@ namespace SatCommonUtils {
 
 namespace {
 
+/// Of a text, and of the values that collections repeat.
+constexpr std::size_t LargestSize = std::size_t{1} << 28;
+
 std::string ReadWhole(TKaStream* stream) {
   constexpr std::size_t Piece = std::size_t{1} << 16;
-  constexpr std::size_t Largest = std::size_t{1} << 28;
   constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
   std::string text;
   for (std::size_t taken = Piece; taken == Piece;) {
     const std::size_t length = text.size();
-    if (length >= Largest) throw TKaMessage("it holds more than 256 MiB");
     text.resize(length + Piece);
     taken = stream->Read(&text[length], Piece);
     text.resize(length + taken);
+    if (text.size() > LargestSize) throw TKaMessage("it holds more than 256 MiB");
     // Otherwise a device that gives zeros for ever would be read up to the limit.
     if (text.find('\0', length) != std::string::npos)
       throw TKaMessage("it holds zero bytes: this is no text");
@@ -112,9 +118,8 @@ class TMIFReader {
   }
 
   void ReadVersion() {
-    constexpr double Greatest = 1e6;
     const double version = scanner_.Number();
-    if (!(version >= 1.0 && version <= Greatest)) scanner_.Refuse("there is no such version");
+    if (!(version >= 1.0 && version <= GreatestMIFVersion)) scanner_.Refuse("there is no such version");
     layer_.Version = static_cast<int>(version);
   }
 
@@ -160,7 +165,7 @@ class TMIFReader {
     while (!scanner_.AtEnd()) {
       const std::string word = Keyword(&scanner_);
       if (IsObject(word)) {
-        CountRow();
+        CountRow(word);
         object = word;
         ReadObject(object);
       } else {
@@ -172,6 +177,7 @@ class TMIFReader {
         scanner_.RestOfLine();
       }
     }
+    if (collected_ > 0) scanner_.Refuse("a collection lacks objects: " + std::to_string(collected_));
   }
 
   static bool IsObject(std::string_view word) {
@@ -180,8 +186,9 @@ class TMIFReader {
   }
 
   /// The objects of a collection share its row.
-  void CountRow() {
+  void CountRow(std::string_view object) {
     if (collected_ > 0) {
+      if (object == "COLLECTION") scanner_.Refuse("a collection within a collection");
       --collected_;
     } else {
       ++row_count_;
@@ -281,8 +288,16 @@ std::vector<std::string> ReadRow(TTextScanner* scanner, char delimiter) {
   return values;
 }
 
+/// What values take in memory.
+std::size_t SizeOf(const std::vector<std::string>& values) {
+  return std::accumulate(
+      values.begin(), values.end(), std::size_t{0},
+      [](std::size_t size, const auto& value) { return size + sizeof value + value.size(); });
+}
+
 void ReadRows(std::string_view text, const TMIFReader& mif, TMIFLayer* layer) {
   TTextScanner scanner(text);
+  std::size_t repeated = 0;
   auto region = layer->Regions.begin();
   auto row_of_region = mif.Rows().begin();
   for (std::size_t row = 0; row < mif.RowCount(); ++row) {
@@ -291,9 +306,11 @@ void ReadRows(std::string_view text, const TMIFReader& mif, TMIFLayer* layer) {
       scanner.Refuse(std::to_string(values.size()) + " values for " + std::to_string(layer->Columns.size()) +
                      " columns");
     }
-    for (; row_of_region != mif.Rows().end() && *row_of_region == row; ++row_of_region, ++region) {
-      region->Values = values;
-    }
+    const auto end = std::find_if(row_of_region, mif.Rows().end(), [row](std::size_t r) { return r != row; });
+    const auto sharers = static_cast<std::size_t>(end - row_of_region);
+    if (sharers > 1) repeated += (sharers - 1) * SizeOf(values);
+    if (repeated > LargestSize) scanner.Refuse("collections repeat more than 256 MiB of values");
+    for (; row_of_region != end; ++row_of_region, ++region) region->Values = values;
   }
   if (!scanner.AtEnd()) {
     scanner.Word();
@@ -336,11 +353,16 @@ bool ReadMIF(TKaStream* mif, TKaStream* mid, TMIFLayer* layer, std::string* prob
 
 bool ReadMIFFile(const std::string& path, TMIFLayer* layer, std::string* problem) try {
   TKaFileStream mif(TKaPath(path), kaOpenRead, kaShareAll);
-  TKaFileStream mid;
-  for (const char* suffix : {".mid", ".MID"}) {
-    if (mid.Open(TKaPath(ChangeFileExt(path, suffix)), kaOpenRead, kaShareAll)) break;
+  std::unique_ptr<TKaFileStream> mid;
+  for (const char* suffix : MidSuffixes(path)) {
+    const std::string mid_path = ChangeFileExt(path, suffix);
+    std::error_code ignored;
+    // One that cannot be opened is not the same as none.
+    if (!std::filesystem::exists(std::filesystem::symlink_status(mid_path, ignored))) continue;
+    mid = std::make_unique<TKaFileStream>(TKaPath(mid_path), kaOpenRead, kaShareAll);
+    break;
   }
-  return ReadMIF(&mif, mid.IsReady() ? &mid : nullptr, layer, problem);
+  return ReadMIF(&mif, mid.get(), layer, problem);
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
 } catch (...) {

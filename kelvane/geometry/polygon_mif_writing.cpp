@@ -3,14 +3,14 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <string_view>
 #include <utility>
 
+#include "kelvane/geometry/mif_form.h"
 #include "kelvane/geometry/polygon_mif.h"
 #include "kelvane/geometry/text_scanner.h"
+#include "kelvane/module/file_replacement.h"
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/text.h"
@@ -19,10 +19,6 @@
 namespace SatCommonUtils {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr char CannotBeWritten[] = " cannot be written";
 
 void AppendNumber(double value, std::string* text) {
   std::array<char, 32> digits;
@@ -48,7 +44,7 @@ const std::string& Clause(const std::string& text, const char* what, std::string
 
 std::string Header(const TMIFLayer& layer, const std::vector<TMIFColumn>& columns) {
   const std::string delimiter(1, layer.Delimiter);
-  if (layer.Version < 1) throw TKaMessage("the version is below 1");
+  if (layer.Version < 1 || layer.Version > GreatestMIFVersion) throw TKaMessage("there is no such version");
   std::string text = "Version " + std::to_string(layer.Version);
   text += "\nCharset \"" + OneLine(layer.Charset, "the character set", "\"");
   text += "\"\nDelimiter \"" + OneLine(delimiter, "the delimiter", "\"") + "\"\n";
@@ -120,7 +116,8 @@ TMIFTexts Compose(const TMIFLayer& layer) {
                        " values for " + std::to_string(layer.Columns.size()) + " columns");
     }
     AppendRegion(region.Rings, &texts.Mif);
-    texts.Mid += numbered ? std::to_string(i + 1) + "\n" : Row(columns, region.Values, layer.Delimiter);
+    const std::vector<std::string> number = {std::to_string(i + 1)};
+    texts.Mid += Row(columns, numbered ? number : region.Values, layer.Delimiter);
   }
   return texts;
 }
@@ -129,65 +126,11 @@ bool WriteText(TKaStream* stream, const std::string& text) {
   return stream->Write(text.data(), text.size()) == text.size();
 }
 
-/// A folder of its own beside a file that is to be written, removed with all that is left in it.
-class TFolderBeside {
- public:
-  explicit TFolderBeside(const fs::path& file) {
-    std::string pattern = (file.parent_path() / ".kelvane-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw TKaMessage(file.string() + CannotBeWritten);
-    path_ = pattern;
-  }
-  ~TFolderBeside() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TFolderBeside(const TFolderBeside&) = delete;
-  TFolderBeside& operator=(const TFolderBeside&) = delete;
-  const fs::path& Path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
-/// A file that takes its place when it is complete; what stood there gives it its rights.
-class TReplacement {
- public:
-  TReplacement(const TFolderBeside& folder, const fs::path& target, const std::string& text)
-      : target_(target), path_(folder.Path() / target.filename()) {
-    TKaFileStream file;
-    const bool written =
-        file.Open(TKaPath(path_.string()), kaOpenWrite, kaShareNone) && WriteText(&file, text);
-    std::error_code failure;
-    const fs::file_status before = fs::status(target, failure);
-    failure.clear();
-    if (fs::exists(before)) fs::permissions(path_, before.permissions(), failure);
-    if (!written || !file.Close() || failure) throw TKaMessage(target.string() + CannotBeWritten);
-  }
-  void TakePlace() const {
-    std::error_code failure;
-    fs::rename(path_, target_, failure);
-    if (failure) throw TKaMessage(target_.string() + CannotBeWritten + ": " + failure.message());
-  }
-
- private:
-  fs::path target_;
-  fs::path path_;
-};
-
-/// Where the bytes go: a symbolic link stays one.
-fs::path RealTarget(const std::string& path) {
-  std::error_code failure;
-  const fs::file_status status = fs::status(path, failure);
-  if (!fs::exists(status)) return path;
-  if (!fs::is_regular_file(status)) throw TKaMessage(path + " is no regular file");
-  return fs::canonical(path);
-}
-
 /// The MID file of a MIF file.
 std::string MidPath(const std::string& path) {
   const std::string suffix = path.substr(CutFileExt(path).size());
   if (toupper(suffix) != ".MIF") throw TKaMessage(path + ": the name does not end in .mif");
-  return ChangeFileExt(path, suffix == ".MIF" ? ".MID" : ".mid");
+  return ChangeFileExt(path, MidSuffixes(path).front());
 }
 
 }  // namespace
@@ -206,12 +149,9 @@ bool WriteMIF(const TMIFLayer& layer, TKaStream* mif, TKaStream* mid, std::strin
 
 bool WriteMIFFile(const std::string& path, const TMIFLayer& layer, std::string* problem) try {
   const TMIFTexts texts = Compose(layer);
-  const fs::path mif_target = RealTarget(path);
-  const fs::path mid_target = RealTarget(MidPath(path));
-  const TFolderBeside mif_folder(mif_target);
-  const TFolderBeside mid_folder(mid_target);
-  const TReplacement mif(mif_folder, mif_target, texts.Mif);
-  const TReplacement mid(mid_folder, mid_target, texts.Mid);
+  const std::string mid_path = MidPath(path);
+  TFileReplacement mif(path, texts.Mif, TE_FilePlace::Any);
+  TFileReplacement mid(mid_path, texts.Mid, TE_FilePlace::Any);
   mid.TakePlace();
   mif.TakePlace();
   return true;

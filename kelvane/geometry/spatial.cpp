@@ -73,11 +73,13 @@ bool FitPlane(const std::vector<T3DPoint>& points, TPlane* plane, double* residu
   // From the distances: the smallest spread is the square of what is sought, and has half its digits.
   double distances = 0.0;
   for (const T3DPoint& p : points) {
-    const double distance = Dot(normal, p - spread.Centroid);
+    const double distance = Dot(normal, spread.FromCentroid(p));
     distances += distance * distance;
   }
   *plane = {spread.Centroid, normal};
-  if (residual != nullptr) *residual = std::sqrt(distances / static_cast<double>(points.size()));
+  if (residual != nullptr) {
+    *residual = spread.Size * std::sqrt(distances / static_cast<double>(points.size()));
+  }
   return true;
 }
 

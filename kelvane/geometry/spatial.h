@@ -70,7 +70,8 @@ constexpr double NarrowestCloud = 1e-7;
 /// systems of points in space, Philosophical Magazine 2(11), 1901, doi:10.1080/14786440109462720). `Normal`
 /// has length 1, and its last component that is not 0 is positive. `*residual` (may be null) is the root mean
 /// square of the distances. False, nothing written, when the points are coincident or collinear: not wider
-/// than `NarrowestCloud` of their length or than rounding of the coordinates.
+/// than `NarrowestCloud` of their length or than rounding of the coordinates; and when one is not finite, or
+/// their sum overflows. Their size is no matter otherwise.
 KELVANE_API bool FitPlane(const std::vector<T3DPoint>& points, TPlane* plane, double* residual);
 
 /// The angle between two directions, degrees from 0 to 180, to rounding for small angles too (W. Kahan, How

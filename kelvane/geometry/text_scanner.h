@@ -67,7 +67,8 @@ class TTextScanner {
     const std::string_view digits = word.substr(word[0] == '+' ? 1 : 0);
     double value = 0.0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc() || end != word.data() + word.size() || !std::isfinite(value)) {
+    const bool signed_twice = digits.size() < word.size() && digits.substr(0, 1) == "-";
+    if (error != std::errc() || signed_twice || end != word.data() + word.size() || !std::isfinite(value)) {
       Refuse("\"" + Excerpt(word) + "\" is no number");
     }
     return value;

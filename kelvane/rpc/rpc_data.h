@@ -97,6 +97,12 @@ struct KELVANE_API TRPCData {
                  const double& errBias, const double& errRand) const;
 };
 
+/// Whether every number that `InitializeFromText` would take from the text is one from its beginning to its
+/// end. That reader stops where a number seems to end, and so takes 1.5D-03 for 1.5 and 1,812.00 for 1. Reads
+/// to the end of the stream. False, with `problem` (may be null) naming the key, at the first that is not.
+/// Lets no exception out.
+KELVANE_API bool RPCTextNumbersAreWhole(TKaStream* stream, std::string* problem);
+
 /// Writes a - b, value by value, into `*diff`, which may be either of them.
 KELVANE_API void DebugEstimateRPCDataDifference(const TRPCData& a, const TRPCData& b, TRPCData* diff);
 

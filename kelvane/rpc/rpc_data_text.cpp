@@ -1,8 +1,12 @@
 /// The RPC text form: one "KEY: number unit" a line.
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <map>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "kelvane/module/c_numeric_locale.h"
 #include "kelvane/module/host/stream.h"
@@ -39,6 +43,31 @@ void ReadErrorFigure(const std::string& key, const char* text, TRPBHeader* heade
   std::optional<double>& figure = key == "ERR_BIAS" ? header->ErrBias : header->ErrRand;
   double value = 0.0;
   if (!figure && std::sscanf(text, "%lf", &value) == 1) figure = value;
+}
+
+/// Characters of a number at the beginning of the text; 0 when it does not begin with one.
+std::size_t NumberLength(std::string_view text) {
+  const std::string_view digits = text.substr(text.substr(0, 1) == "+" ? 1 : 0);
+  if (digits.size() < text.size() && digits.substr(0, 1) == "-") return 0;
+  double value = 0.0;
+  const std::from_chars_result result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (result.ec == std::errc::invalid_argument) return 0;
+  return static_cast<std::size_t>(result.ptr - text.data());
+}
+
+/// What stands behind a number and would go on with it: an exponent of another language, thousands.
+bool GoesOn(std::string_view rest) {
+  const bool exponent = !rest.empty() && std::string_view("dDqQ").find(rest[0]) != std::string_view::npos;
+  const bool divided = !rest.empty() && (rest[0] == ',' || rest[0] == '.');
+  const std::size_t digit = exponent && rest.size() > 1 && (rest[1] == '+' || rest[1] == '-') ? 2 : 1;
+  return (exponent || divided) && rest.size() > digit && rest[digit] >= '0' && rest[digit] <= '9';
+}
+
+/// The number that the text seems to hold but does not; empty where a reader takes all of it, or nothing.
+std::string_view BrokenNumber(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  if (!GoesOn(text.substr(NumberLength(text)))) return {};
+  return text.substr(0, text.find_first_not_of("0123456789+-.,eEdDqQ"));
 }
 
 std::string DescribeMissing(const std::map<std::string, double*>& missing) {
@@ -97,6 +126,26 @@ bool TRPCData::InitializeFromText(TKaStream* stream, TRPBHeader* header, std::st
     if (std::sscanf(line + colon + 1, "%lf", entry->second) == 1) missing.erase(entry);
   }
   return missing.empty() || Fail(problem, DescribeMissing(missing));
+} catch (const std::exception& failure) {
+  return Fail(problem, failure.what());
+} catch (...) {
+  return Fail(problem, "the stream cannot be read");
+}
+
+bool RPCTextNumbersAreWhole(TKaStream* stream, std::string* problem) try {
+  TRPCData data;
+  std::map<std::string, double*> unseen = Destinations(&data);
+  char line[LineCapacity];
+  while (!stream->AtEnd()) {
+    const std::string_view text(line, stream->ReadLine(line, sizeof line));
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos || unseen.erase(std::string(text.substr(0, colon))) == 0) continue;
+    const std::string_view broken = BrokenNumber(text.substr(colon + 1));
+    if (broken.empty()) continue;
+    return Fail(problem,
+                std::string(text.substr(0, colon)) + ": \"" + std::string(broken) + "\" is no number");
+  }
+  return true;
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
 } catch (...) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/xml.h"
 #include "kelvane/module/problem.h"
+#include "kelvane/module/utf8.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 #include "kelvane/rpc/xml_tags.h"
 
@@ -50,6 +52,25 @@ bool IsName(const std::string& name) {
 }
 
 bool HasZeroByte(const std::string& text) { return text.find('\0') != std::string::npos; }
+
+/// The reference host would write control characters so that only itself could read them.
+bool IsXmlText(const std::string& text) {
+  return IsUtf8(text) && std::none_of(text.begin(), text.end(), [](char c) {
+           return static_cast<unsigned char>(c) < 32 && c != '\t' && c != '\n' && c != '\r';
+         });
+}
+
+/// Throws `std::runtime_error` for a model with a text that XML has no place for.
+void CheckTexts(const TRPCExchangeModel& model) {
+  const auto check = [&model](const char* what, const std::string& text) {
+    if (IsXmlText(text)) return;
+    throw std::runtime_error("model \"" + model.Name + "\": " + what +
+                             " is no UTF-8 text without control characters, and has no place in XML");
+  };
+  check("its name", model.Name);
+  check(FileTag, model.File);
+  for (const THeaderName& name : HeaderNames) check(name.Tag, (model.Header.*name.Value).value_or(""));
+}
 
 void AppendText(TKaXmlTagItem* parent, const char* name, const std::string& text) {
   const var_a<TKaXmlTagItem*> tag = new_a<TKaXmlTagItem>(name);
@@ -119,9 +140,13 @@ void ReadModels(const TKaXmlTagItem& document, TCipherRPCImpExpDataset* set) {
 }  // namespace
 
 const TRPCExchangeModel* TCipherRPCImpExpDataset::Find(const std::string& name) const {
-  const auto found = std::find_if(models_.begin(), models_.end(),
-                                  [&](const TRPCExchangeModel& model) { return model.Name == name; });
-  return found == models_.end() ? nullptr : &*found;
+  const auto place = places_.find(name);
+  return place == places_.end() ? nullptr : &models_[place->second];
+}
+
+void TCipherRPCImpExpDataset::Clear() {
+  models_.clear();
+  places_.clear();
 }
 
 bool TCipherRPCImpExpDataset::Add(TRPCExchangeModel model, std::string* problem) try {
@@ -135,16 +160,25 @@ bool TCipherRPCImpExpDataset::Add(TRPCExchangeModel model, std::string* problem)
     return Fail(problem, "a zero byte stands in the name of its file, satellite or band");
   }
   model.Header.HasImage = false;
-  models_.push_back(std::move(model));
+  const auto place = places_.emplace(model.Name, models_.size()).first;
+  try {
+    models_.push_back(std::move(model));
+  } catch (...) {
+    places_.erase(place);
+    throw;
+  }
   return true;
 } catch (...) {
   return Fail(problem, "there is no memory for it");
 }
 
 bool TCipherRPCImpExpDataset::Remove(const std::string& name) {
-  const TRPCExchangeModel* const model = Find(name);
-  if (model == nullptr) return false;
-  models_.erase(models_.begin() + (model - models_.data()));
+  const auto found = places_.find(name);
+  if (found == places_.end()) return false;
+  const std::size_t place = found->second;
+  places_.erase(found);
+  models_.erase(models_.begin() + static_cast<std::ptrdiff_t>(place));
+  for (auto& [of_model, its_place] : places_) its_place -= its_place > place ? 1 : 0;
   return true;
 }
 
@@ -152,7 +186,7 @@ bool TCipherRPCImpExpDataset::InitializeFromDocument(TKaStream* stream, std::str
   const var_a<TKaXmlTagItem*> document = KaReadXml(stream, true, nullptr);
   TCipherRPCImpExpDataset read;
   ReadModels(*document, &read);
-  models_ = std::move(read.models_);
+  *this = std::move(read);
   return true;
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
@@ -163,7 +197,10 @@ bool TCipherRPCImpExpDataset::InitializeFromDocument(TKaStream* stream, std::str
 bool TCipherRPCImpExpDataset::SaveToDocument(TKaStream* stream, std::string* problem) const try {
   TKaXmlTagItem document(DocumentTag);
   document.Attributes.push_back({VersionKey, Version});
-  for (const TRPCExchangeModel& model : models_) document.Items.push_back(MakeTag(model));
+  for (const TRPCExchangeModel& model : models_) {
+    CheckTexts(model);
+    document.Items.push_back(MakeTag(model));
+  }
   return WriteXml(stream, &document) || Fail(problem, "the stream does not take it");
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());

@@ -3,10 +3,13 @@
 /// folder of RPB or RPC text files. docs/formats.md shows the document.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "kelvane/module/export.h"
+#include "kelvane/module/file_replacement.h"
 #include "kelvane/rpc/rpc_data.h"
 
 namespace SatCommonUtils {
@@ -46,12 +49,14 @@ class KELVANE_API TCipherRPCImpExpDataset {
   bool Add(TRPCExchangeModel model, std::string* problem);
   /// False when there is no model of that name.
   bool Remove(const std::string& name);
-  void Clear() { models_.clear(); }
+  void Clear();
 
   /// Reads a document from the beginning of the stream in place of what the set held. Numbers come back bit
   /// for bit (a NaN as some NaN), under every locale. Tags that are not known are passed over.
   bool InitializeFromDocument(TKaStream* stream, std::string* problem);
-  /// Writes the set as one document; an empty one too. A stream that fails may have taken a part.
+  /// Writes the set as one document; an empty one too. False, with nothing written, when a text in it is not
+  /// what XML can hold: no UTF-8, or with control characters other than tabs and line ends. A stream that
+  /// fails may have taken a part.
   bool SaveToDocument(TKaStream* stream, std::string* problem) const;
 
   /// Adds the model of a provider's XML file (`ReadVendorXml`), named by `RPCModelName`.
@@ -59,27 +64,33 @@ class KELVANE_API TCipherRPCImpExpDataset {
 
   /// Adds the models of the files in a folder whose suffix is ".rpb" or ".txt" in any letter case, in the
   /// order of the bytes of their names; each is read as its suffix says and named by `RPCModelName`. Other
-  /// files, and folders inside, are passed over. A file that cannot be taken, as one whose name is taken,
-  /// goes to `problems` (null: they are not told), and the rest is still read. False when the folder cannot
-  /// be listed.
+  /// files, and folders inside, are passed over. A file that cannot be taken, as one whose name is taken or
+  /// one of RPC text with a number that is not whole (`RPCTextNumbersAreWhole`), goes to `problems` (null:
+  /// they are not told), and the rest is still read. False when the folder cannot be listed.
   bool ImportFolder(const std::string& folder, std::vector<TRPCFileProblem>* problems, std::string* problem);
 
-  /// Writes one file for each model into an existing folder: all of them, or none when one cannot be written
-  /// (what a machine that stops leaves behind apart). They are written beside their places, then renamed. A
-  /// file name is the model's name with '_' for `/ \ : * ? " < > |` and for a '.' or '-' at its beginning, so
-  /// that it stays in the folder. False when two names come to the same file (small and capital letters taken
-  /// for the same), when a file of that name, or its ".part", stands there already, and when a model does not
-  /// survive the form: a scale that becomes 0, a name of satellite or band that RPB cannot hold. Both forms
-  /// round (`SaveToRPB`, `SaveToText`); RPB has 0.00 for an error figure and an empty name where there is
-  /// none, and the text form has neither.
-  bool ExportToFolder(const std::string& folder, TE_RPCFileForm form, std::string* problem) const;
+  /// Writes one file for each model into an existing folder, named by `RPCFileName`. All are written beside
+  /// their places before the first one takes its own (`TFileReplacement`); `place` says whether files that
+  /// stand there are replaced. When a last step fails all the same, files in free places are taken back, and
+  /// those that were replaced stay so. False when two names come to the same file (small and capital letters
+  /// taken for the same), and when a model does not survive the form: a scale that becomes 0, a name of
+  /// satellite or band that RPB cannot hold. Both forms round (`SaveToRPB`, `SaveToText`); RPB has 0.00 for
+  /// an error figure and an empty name where there is none, and the text form has neither.
+  bool ExportToFolder(const std::string& folder, TE_RPCFileForm form, TE_FilePlace place,
+                      std::string* problem) const;
 
  private:
   std::vector<TRPCExchangeModel> models_;
+  std::unordered_map<std::string, std::size_t> places_;  // in models_, by name
 };
 
-/// What the model of a file is called: the file's name without folder and extension, and without "_RPC", in
-/// any letter case, at the end of that.
+/// What the model of a file is called: the file's name without folder and extension and, where that is
+/// ".TXT", without "_RPC" at its end; both in any letter case.
 KELVANE_API std::string RPCModelName(const std::string& path);
+
+/// What the file of a model is called: "NAME.RPB" or "NAME_RPC.TXT", with '_' for `/ \ : * ? " < > |` and for
+/// a
+/// '.' or '-' at the beginning, so that it stays in its folder.
+KELVANE_API std::string RPCFileName(const std::string& model, TE_RPCFileForm form);
 
 }  // namespace SatCommonUtils

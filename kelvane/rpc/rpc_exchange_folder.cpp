@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "kelvane/module/host/message.h"
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/text.h"
 #include "kelvane/module/problem.h"
@@ -25,7 +24,6 @@ namespace fs = std::filesystem;
 constexpr char RPBSuffix[] = ".RPB";
 constexpr char TextSuffix[] = ".TXT";
 constexpr char ModelMark[] = "_RPC";
-constexpr char UnfinishedSuffix[] = ".part";
 
 std::string SuffixOf(const fs::path& path) { return toupper(path.extension().string()); }
 
@@ -47,7 +45,8 @@ std::vector<fs::path> ModelFiles(const std::string& folder) {
 bool Read(TE_RPCFileForm form, const var_a<TKaStream*>& stream, TRPCExchangeModel* model,
           std::string* problem) {
   if (form == TE_RPCFileForm::RPB) return model->Data.InitializeFromRPB(stream, &model->Header, problem);
-  return model->Data.InitializeFromText(stream.get(), &model->Header, problem);
+  return model->Data.InitializeFromText(stream.get(), &model->Header, problem) && stream->Rewind() &&
+         RPCTextNumbersAreWhole(stream.get(), problem);
 }
 
 /// Reads a file through `read(stream, model, problem)` and adds what it holds.
@@ -60,16 +59,6 @@ bool AddFile(TCipherRPCImpExpDataset* set, const fs::path& path, Reader read, st
   return read(file, &model, problem) && set->Add(std::move(model), problem);
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
-}
-
-/// A name that stays in its folder, on whatever system that is.
-std::string FileName(const TRPCExchangeModel& model, TE_RPCFileForm form) {
-  std::string name = model.Name;
-  for (char& c : name) {
-    if (std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos) c = '_';
-  }
-  if (name[0] == '.' || name[0] == '-') name[0] = '_';
-  return form == TE_RPCFileForm::RPB ? name + RPBSuffix : name + ModelMark + TextSuffix;
 }
 
 /// What is written must be read again as a model that is as good: the text itself is the witness.
@@ -101,60 +90,55 @@ std::string FileText(const TRPCExchangeModel& model, TE_RPCFileForm form) {
   return stream.Text();
 }
 
-/// Files that come into a folder together, or leave nothing behind.
-class TNewFiles {
- public:
-  explicit TNewFiles(fs::path folder) : folder_(std::move(folder)) {}
-  ~TNewFiles() {
+/// The name of each model's file. Throws when two of them are one, or when the folder is none.
+std::vector<std::string> FileNames(const std::vector<TRPCExchangeModel>& models, const std::string& folder,
+                                   TE_RPCFileForm form) {
+  const fs::file_status status = fs::status(folder);
+  if (!fs::is_directory(status))
+    throw std::runtime_error(fs::exists(status) ? "is no folder" : "no such folder");
+  std::vector<std::string> names;
+  std::set<std::string> taken;
+  for (const TRPCExchangeModel& model : models) {
+    names.push_back(RPCFileName(model.Name, form));
+    if (!taken.insert(toupper(names.back())).second) {
+      throw std::runtime_error("two models would be " + names.back());
+    }
+  }
+  return names;
+}
+
+/// All files take their places, or, where those were to be free, none does.
+void TakePlaces(std::vector<TFileReplacement>* files, TE_FilePlace place) {
+  std::size_t taken = 0;
+  try {
+    for (; taken < files->size(); ++taken) (*files)[taken].TakePlace();
+  } catch (...) {
     std::error_code ignored;
-    for (const fs::path& path : unwanted_) fs::remove(path, ignored);
+    while (place == TE_FilePlace::Free && taken > 0) fs::remove((*files)[--taken].Path(), ignored);
+    throw;
   }
-  TNewFiles(const TNewFiles&) = delete;
-  TNewFiles& operator=(const TNewFiles&) = delete;
-
-  /// Refuses a name that another file has, here or in the folder.
-  void Claim(const std::string& name) {
-    if (!names_.insert(toupper(name)).second) throw std::runtime_error("two models would be " + name);
-    for (const std::string& taken : {name, name + UnfinishedSuffix}) {
-      if (fs::exists(fs::symlink_status(folder_ / taken))) {
-        throw std::runtime_error(taken + " stands in the folder already");
-      }
-    }
-  }
-
-  void Write(const std::string& name, const std::string& text) {
-    const fs::path unfinished = folder_ / (name + UnfinishedSuffix);
-    TKaFileStream file(TKaPath(unfinished.string()), kaOpenWrite, kaShareNone);
-    unwanted_.push_back(unfinished);
-    if (file.Write(text.data(), text.size()) != text.size() || !file.Close()) {
-      throw std::runtime_error(name + " cannot be written");
-    }
-  }
-
-  void Keep() {
-    for (fs::path& path : unwanted_) {
-      fs::path finished = path;
-      fs::rename(path, finished.replace_extension());
-      path = std::move(finished);
-    }
-    unwanted_.clear();
-  }
-
- private:
-  fs::path folder_;
-  std::set<std::string> names_;
-  std::vector<fs::path> unwanted_;
-};
+}
 
 }  // namespace
 
 std::string RPCModelName(const std::string& path) {
-  std::string name = CutFileExt(fs::path(path).filename().string());
+  const std::string file = fs::path(path).filename().string();
+  std::string name = CutFileExt(file);
   const std::size_t mark = sizeof ModelMark - 1;
-  if (name.size() > mark && toupper(name.substr(name.size() - mark)) == ModelMark) {
+  const bool is_text = toupper(file.substr(name.size())) == TextSuffix;
+  if (is_text && name.size() > mark && toupper(name.substr(name.size() - mark)) == ModelMark) {
     name.resize(name.size() - mark);
   }
   return name;
+}
+
+std::string RPCFileName(const std::string& model, TE_RPCFileForm form) {
+  std::string name = model;
+  for (char& c : name) {
+    if (std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos) c = '_';
+  }
+  if (name.find_first_of(".-") == 0) name[0] = '_';
+  return form == TE_RPCFileForm::RPB ? name + RPBSuffix : name + ModelMark + TextSuffix;
 }
 
 bool TCipherRPCImpExpDataset::ImportVendorXmlFile(const std::string& path, std::string* problem) {
@@ -184,19 +168,17 @@ bool TCipherRPCImpExpDataset::ImportFolder(const std::string& folder, std::vecto
 }
 
 bool TCipherRPCImpExpDataset::ExportToFolder(const std::string& folder, TE_RPCFileForm form,
-                                             std::string* problem) const try {
-  TNewFiles files(folder);
-  for (const TRPCExchangeModel& model : models_) files.Claim(FileName(model, form));
-  for (const TRPCExchangeModel& model : models_) {
-    std::string text;
+                                             TE_FilePlace place, std::string* problem) const try {
+  const std::vector<std::string> names = FileNames(models_, folder, form);
+  std::vector<TFileReplacement> files;
+  for (std::size_t i = 0; i < models_.size(); ++i) {
     try {
-      text = FileText(model, form);
+      files.emplace_back((fs::path(folder) / names[i]).string(), FileText(models_[i], form), place);
     } catch (const std::runtime_error& failure) {
-      throw std::runtime_error("model \"" + model.Name + "\": " + failure.what());
+      throw std::runtime_error("model \"" + models_[i].Name + "\": " + failure.what());
     }
-    files.Write(FileName(model, form), text);
   }
-  files.Keep();
+  TakePlaces(&files, place);
   return true;
 } catch (const fs::filesystem_error& failure) {
   return Fail(problem, "the files cannot be written: " + failure.code().message());

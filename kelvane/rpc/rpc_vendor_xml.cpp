@@ -1,5 +1,7 @@
 #include "kelvane/rpc/rpc_vendor_xml.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <utility>
 
@@ -20,6 +22,16 @@ constexpr double DimapFirstPixel = 1.0;
 void CheckOrder(const TKaXmlTagItem& parent, const char* key) {
   const std::optional<std::string> order = FindText(parent, key);
   if (order && trim(*order) != "RPC00B") throw std::runtime_error(std::string(key) + " is not RPC00B");
+}
+
+/// Refuses what has more coefficients than the record: its terms are not those of RPC00B.
+void CheckCount(const TKaXmlTagItem& model, const TRPCDataCoefficients& set) {
+  const std::ptrdiff_t count = std::count_if(model.Items.begin(), model.Items.end(), [&](const auto& item) {
+    return item->AsTag() != nullptr && item->AsTag()->Name.rfind(set.TextPrefix, 0) == 0;
+  });
+  if (count != std::ptrdiff_t{TRPCData::CoefficientCount}) {
+    throw std::runtime_error(std::string(set.TextPrefix) + "1 to 20 are not all that there is");
+  }
 }
 
 /// Refuses a domain that counts its rows and columns from elsewhere.
@@ -45,6 +57,7 @@ void ReadDimap(const TKaXmlTagItem& document, TRPCData* data) {
     for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
       (data->*set.Values)[k] = NumberIn(inverse, set.TextPrefix + std::to_string(k + 1));
     }
+    CheckCount(inverse, set);
   }
   CheckFirstPixel(validity);
   data->LineOffset -= DimapFirstPixel;

@@ -88,13 +88,14 @@ std::vector<T3DPoint> PointsOf(const TPairs& pairs, T3DPoint T7ParamsSourceDataI
 }
 
 /// The paper's matrix N, of the sums of products of source and target coordinates.
-void SumHornMatrix(const TPairs& pairs, const T3DPoint& source, const T3DPoint& target, double (&N)[4][4]) {
+void SumHornMatrix(const TPairs& pairs, const TPrincipalAxes& source, const TPrincipalAxes& target,
+                   double (&N)[4][4]) {
   T3DPoint x;
   T3DPoint y;
   T3DPoint z;
   for (const T7ParamsSourceDataItem& pair : pairs) {
-    const T3DPoint from = pair.From - source;
-    const T3DPoint to = pair.To - target;
+    const T3DPoint from = source.FromCentroid(pair.From);
+    const T3DPoint to = target.FromCentroid(pair.To);
     x = x + from.X * to;
     y = y + from.Y * to;
     z = z + from.Z * to;
@@ -191,7 +192,7 @@ bool Calculate7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Param
   double N[4][4];
   double values[4];
   double vectors[4][4];
-  SumHornMatrix(points, source.Centroid, target.Centroid, N);
+  SumHornMatrix(points, source, target, N);
   SymmetricEigen(N, values, vectors);
   // Where two eigenvalues are the largest, but for rounding, the rotation has a choice.
   constexpr double Rounding = 8.0 * std::numeric_limits<double>::epsilon();
@@ -199,7 +200,7 @@ bool Calculate7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Param
                            target.Rounding * std::sqrt(source.Sum());
   if (!(values[0] - values[1] > least_gap)) return false;
   T7Params found;
-  found.Scale = values[0] / source.Sum();
+  found.Scale = values[0] / source.Sum() * (target.Size / source.Size);
   SetAngles(Rows(TQuaternion(vectors[0]).R()), &found);
   SetShift(target.Centroid - found.Scale * (RotationOf(found) * source.Centroid), &found);
   if (!IsUsable(found)) return false;
@@ -208,7 +209,10 @@ bool Calculate7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Param
 }
 
 bool Initialize7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Params* params) {
-  if (points.size() < 3) return false;
+  const bool finite = std::all_of(points.begin(), points.end(), [](const T7ParamsSourceDataItem& pair) {
+    return IsFinite(pair.From) && IsFinite(pair.To);
+  });
+  if (points.size() < 3 || !finite) return false;
   const auto from_point = [](const T3DPoint& p, const T3DPoint&) { return Length(p); };
   const auto from_line = [](const T3DPoint& p, const T3DPoint& along) { return Length(Cross(p, along)); };
   const T7ParamsSourceDataItem& a = points[Farthest(points, from_point, points[0].From, {})];

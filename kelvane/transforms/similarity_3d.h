@@ -74,8 +74,9 @@ KELVANE_API void Combine7Params(const T7Params& first, const T7Params& second, T
 /// `NarrowestCloud` of spatial.h in their length, or than rounding), or without likeness.
 KELVANE_API bool Calculate7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Params* params);
 
-/// Initial values for an adjustment of the caller's, in one pass over the pairs: the same from three pairs
-/// only, whose source points lie far apart. Results as above; the other pairs' target points are not read.
+/// Initial values for an adjustment of the caller's: the same from three pairs only, whose source points lie
+/// far apart, found in four passes over all. Results as above; a number that is not finite, in whichever
+/// pair, makes it false. Of the other pairs' target points nothing else is asked.
 KELVANE_API bool Initialize7Params(const std::vector<T7ParamsSourceDataItem>& points, T7Params* params);
 
 /// The transform, and the way back.

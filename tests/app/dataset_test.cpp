@@ -37,6 +37,9 @@ TEST(VendorXml, IsAModelForEveryCommand) {
   const json expected = Info(SamplePath("worldview3.RPB"), {"format", "errBias", "errRand"});
   EXPECT_EQ(Info(dimap), expected);
   EXPECT_EQ(Info(folder.Path("scene.tif"), {"format", "errBias"}), expected);
+  const std::string declared = "<!DOCTYPE a [ <!ENTITY b \"c>'\"> <!-- ]>\nLINE_OFF: ' --> ]>\n<!--" +
+                               std::string(std::size_t{1} << 17, '\n') + "LINE_OFF: 1\n--><Dimap_";
+  EXPECT_EQ(Info(folder.Write("d.xml", Replaced(test::DimapText(data), "<Dimap_", declared))), expected);
   ExpectProblem({"info", folder.Write("a.xml", Replaced(test::DimapText(data), "RPC00B", "RPC00A"))},
                 "read as dimap: RESOURCE_ID is not RPC00B");
 }
@@ -55,18 +58,48 @@ TEST(Dataset, IsMadeOfAFolderAndGivesItsModels) {
   EXPECT_NE(made.err.find("bad.txt: is no RPC model: read as text: no number for "), std::string::npos)
       << made.err;
   EXPECT_EQ(json::parse(made.out)["models"], 2);
+  folder.Write("in/readme.txt", "nothing\n");
+  const Outcome listed = RunKelvane({"info", folder.Path("in"), "--json"});
+  EXPECT_EQ(listed.status, 1);
+  const json in_folder = json::parse(listed.out);
+  EXPECT_EQ(in_folder["unread"], 1);
+  EXPECT_EQ(in_folder["models"].size(), 2U);
+  EXPECT_EQ(in_folder["models"][0]["file"], "p_RPC.TXT");
   EXPECT_EQ(Info(set + ":w", {"format", "name", "file"}), Info(rpb));
   EXPECT_EQ(Info(set + ":w", {})["file"], "w.RPB");
-  ExpectProblem({"info", set}, "holds several models: \"p\", \"w\"; say which as " + set + ":NAME");
+  ExpectProblem({"project", set}, "holds several models: \"p\", \"w\"; say which as " + set + ":NAME");
+  const json both = Info(set, {});
+  EXPECT_EQ(both["models"][1], Info(set + ":w", {}));
+  EXPECT_TRUE(both["format"] == "dataset" && both["models"].size() == 2);
+  EXPECT_TRUE(test::Contains(RunKelvane({"info", set}).out, "41.8791 12.5798"));
   ExpectProblem({"info", set + ":x"}, "no such model; there are: \"p\", \"w\"");
   ExpectProblem({"info", rpb + ":w"}, "is no dataset of models");
+  // Colons in either part; and a dataset that lies beside an image.
+  const std::string colons = Replaced(test::FileText(set), "name=\"w\"", "name=\"a:b\"");
+  folder.Write("scene:1.xml", colons);
+  folder.Write("scene", "no model\n");
+  EXPECT_EQ(Info(folder.Path("scene:1.xml:a:b"), {"format", "name", "file"}), Info(rpb));
+  EXPECT_EQ(Info(folder.Path("scene:1.tif:a:b"), {"format", "name", "file"}), Info(rpb));
 
   // All of it, to other places; one of it; and a plain model as a set of one.
   ASSERT_EQ(RunKelvane({"convert", set, folder.Path("copy.xml"), "--dataset"}).status, 0);
   EXPECT_EQ(test::FileText(folder.Path("copy.xml")), test::FileText(set));
-  ASSERT_EQ(RunKelvane({"convert", set, folder.Path("out"), "--each", "rpb"}).status, 0);
+  folder.Write("out/p.RPB", "old");
+  const Outcome each = RunKelvane({"convert", set, folder.Path("out"), "--each", "rpb", "--json"});
+  ASSERT_EQ(each.status, 0) << each.err;
   EXPECT_EQ(test::FileText(folder.Path("out/w.RPB")), test::FileText(rpb));
-  ExpectProblem({"convert", set, folder.Path("out"), "--each", "rpb"}, "p.RPB stands in the folder already");
+  EXPECT_TRUE(test::Contains(each.err, "p.RPB: the form rpb asks for errBias"));
+  const Outcome alone = RunKelvane({"convert", set + ":p", folder.Path("p.rpb"), "--json"});
+  for (const char* key : {"rounded", "maxDifference"}) {
+    EXPECT_EQ(json::parse(each.out)["files"][0][key], json::parse(alone.out)[key]);
+  }
+  EXPECT_EQ(test::FileText(folder.Path("out/p.RPB")), test::FileText(folder.Path("p.rpb")));
+  test::RunOptions full_disk;
+  full_disk.largest_file = 1000;
+  EXPECT_EQ(RunKelvane({"convert", set, folder.Path("out"), "--each", "text"}, full_disk).status, 2);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path("out")), {}), 2);
+  ExpectProblem({"convert", set, folder.Path("none"), "--each", "rpb"}, "none: no such folder");
+  ExpectProblem({"convert", set, rpb, "--each", "rpb"}, "is no folder");
   ASSERT_EQ(RunKelvane({"convert", set + ":w", folder.Path("w.xml")}).status, 0);
   EXPECT_EQ(Info(folder.Path("w.xml")), Info(rpb));
   const std::string one = folder.Path("one.xml");
@@ -83,7 +116,9 @@ TEST(Dataset, IsMadeOfAFolderAndGivesItsModels) {
   ExpectProblem({"convert", refined, one, "--dataset"}, "no place for a refinement");
   ExpectProblem({"convert", rpb, folder.Path("o.rpb"), "--dataset"}, "ends in .xml");
   EXPECT_EQ(test::FileText(one), before);
-  ExpectProblem({"info", folder.Write("e.xml", "<RPCDataset version=\"1\"/>")}, "a dataset without a model");
+  const std::string empty = folder.Write("e.xml", "<RPCDataset version=\"1\"/>");
+  ExpectProblem({"info", empty}, "a dataset without a model");
+  ExpectProblem({"convert", empty, one, "--dataset"}, "a dataset without a model");
 }
 
 }  // namespace

@@ -113,6 +113,7 @@ TEST(Info, SaysWhatIsMissing) {
                                        Replaced(rpb, "\tlatScale = ", "\tlatOffset = 1\n\tlatScale = 0 #"))});
   EXPECT_EQ(zero.status, 2);
   EXPECT_TRUE(Contains(zero.out, "LatitudeScale    0 degrees"));
+  EXPECT_TRUE(Contains(zero.out, "rpb, not valid: LatitudeScale is 0"));
   EXPECT_EQ(zero.err, "kelvane: " + folder.Path("zero\\x0A.RPB") +
                           ": LatitudeScale is 0: nothing can be normalised with it\n");
   const auto told_of = [&](const std::string& number) {
@@ -120,7 +121,9 @@ TEST(Info, SaysWhatIsMissing) {
     const std::string bad = Replaced(xml, seventh, seventh + number + "</value><value key=\"x\">");
     return RunKelvane({"info", folder.Write("bad.xml", bad), "--json"});
   };
-  EXPECT_TRUE(Contains(told_of("-inf").err, "LineNum[7] is no finite number"));
+  const Outcome infinite = told_of("-inf");
+  EXPECT_TRUE(Contains(infinite.err, "LineNum[7] is no finite number"));
+  EXPECT_EQ(json::parse(infinite.out)["valid"], false);
   const Outcome unset = told_of("1.7976931348623157e308");
   EXPECT_TRUE(Contains(unset.err, "LineNum[7] is unset"));
   EXPECT_EQ(json::parse(unset.out)["valid"], false);

@@ -4,9 +4,11 @@
 #include <sys/resource.h>
 
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <utility>
@@ -187,6 +189,8 @@ TEST(PolygonMif, VariantsThatProgramsWrite) {
 TEST(PolygonMif, WhatIsWrongIsSaidWithItsLine) {
   const std::string columns =
       "Delimiter ','\nColumns 2\n a Char(9)\n b Integer\nData\nRect 1 2 3 4\nRect 5 6 7 8\n";
+  std::string collection = "Delimiter ','\nColumns 2\n a Char(9)\n b Integer\nData\nCollection 1000\n";
+  for (int i = 0; i < 1000; ++i) collection += "None\n";
   const struct {
     std::string mif;
     std::string mid;
@@ -205,6 +209,12 @@ TEST(PolygonMif, WhatIsWrongIsSaidWithItsLine) {
        "MIF: line 3: no room for 99999999999999999999999"},
       {"Data\nRegion 1\n 4000000000\n0 0\n", "", "MIF: line 3: no room for 4000000000"},
       {"Data\nRegion 1\n 3\n0 0\n1,5 0\n2 2\n", "", "MIF: line 5: '1,5' is no number"},
+      {"Data\nRegion 1\n 3\n0 0\n1 +-5\n2 2\n", "", "MIF: line 5: '+-5' is no number"},
+      {"Data\nCollection 2\nRect 1 2 3 4\n  Pen (1,2,0)\n", "", "MIF: line 4: a collection lacks objects: 1"},
+      {"Data\nCollection 2\nRect 1 2 3 4\nCollection 1\n", "",
+       "MIF: line 4: a collection within a collection"},
+      {collection, std::string(300000, 'x') + ",1\n",
+       "MID: line 1: collections repeat more than 256 MiB of values"},
       {"Data\nRegion 1\n 3\n0 0\n1 1e999\n2 2\n", "", "MIF: line 5: '1e999' is no number"},
       {"Data\nRegion 1\n 3\n0 0\n1 1\n2 2\n3 3\n", "", "MIF: line 7: '3' does not belong here"},
       {"Transform 1e300,1,0,0\nData\nRect 1 2 1e300 4", "", "MIF: line 3: Transform leads out of range"},
@@ -246,7 +256,8 @@ TEST(PolygonMif, WhatWouldNotBeReadBackIsNotWritten) {
     return problem;
   };
   const std::string misplaced = " holds characters that have no place there";
-  EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 0; }), "the version is below 1");
+  EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 0; }), "there is no such version");
+  EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 1000001; }), "there is no such version");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Delimiter = '"'; }), "the delimiter" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->CoordSys = "a\nData"; }), "the CoordSys clause" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Columns[0].Name = "a b"; }), "a column's name" + misplaced);
@@ -281,11 +292,11 @@ TEST(PolygonMif, OnePolygonIsWrittenWholeOrNotAtAll) {
   EXPECT_FALSE(WriteMIFFile(path, FullLayer(), &problem));
   ::setrlimit(RLIMIT_FSIZE, &limit);
   std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(problem, path + " cannot be written");
+  EXPECT_EQ(problem, path + ": " + std::strerror(EFBIG));
   EXPECT_FALSE(margin.SaveToMIF(folder.Path("m.txt"), "", &problem));
   EXPECT_EQ(problem, folder.Path("m.txt") + ": the name does not end in .mif");
   EXPECT_FALSE(margin.SaveToMIF(folder.Path("none/m.mif"), "", &problem));
-  EXPECT_EQ(problem, folder.Path("none/m.mif") + " cannot be written");
+  EXPECT_EQ(problem, folder.Path("none/m.mif") + ": " + std::strerror(ENOENT));
   EXPECT_EQ(test::FileText(path), before);
   // A link stays one, and what it leads to keeps its rights.
   fs::permissions(path, fs::perms::owner_all);
@@ -295,6 +306,34 @@ TEST(PolygonMif, OnePolygonIsWrittenWholeOrNotAtAll) {
   EXPECT_NE(test::FileText(path), before);
   EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 4);  // two pairs and nothing else
+  fs::create_symlink("gone.mif", folder.Path("dangling.mif"));
+  EXPECT_FALSE(margin.SaveToMIF(folder.Path("dangling.mif"), "", &problem));
+  EXPECT_EQ(problem, folder.Path("dangling.mif") + ": is a symbolic link to no file");
+}
+
+TEST(PolygonMif, TheMidFileIsTheOneInTheSameLetters) {
+  const test::ScratchFolder folder;
+  const std::string text = "Delimiter \"1\"\nColumns 1\n a Char(9)\nData\nNone\n";
+  const auto value = [&](const char* mif) {
+    TMIFLayer layer;
+    std::string problem;
+    const bool read = ReadMIFFile(folder.Write(mif, text), &layer, &problem);
+    return !read ? problem : layer.Regions[0].Values.empty() ? "none" : layer.Regions[0].Values[0];
+  };
+  EXPECT_EQ(value("a.mif"), "none");
+  folder.Write("a.MID", "capital\n");
+  EXPECT_EQ(value("a.mif"), "capital");
+  folder.Write("a.mid", "small\n");
+  EXPECT_EQ(value("a.mif") + value("a.MIF"), "smallcapital");
+  std::filesystem::create_directory(folder.Path("b.mid"));
+  EXPECT_TRUE(test::Contains(value("b.mif"), "cannot open " + folder.Path("b.mid")));
+  // A delimiter that stands in the numbers of the rows.
+  TMIFLayer layer;
+  layer.Delimiter = '1';
+  layer.Regions.resize(11);
+  ASSERT_TRUE(WriteMIFFile(folder.Path("c.mif"), layer, nullptr));
+  ASSERT_TRUE(ReadMIFFile(folder.Path("c.mif"), &layer, nullptr));
+  EXPECT_EQ(layer.Regions[10].Values[0], "11");
 }
 
 }  // namespace

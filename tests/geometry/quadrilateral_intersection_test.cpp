@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -126,6 +127,51 @@ TEST(QuadrilateralIntersection, AlmostParallelEdgesMakeNoTrouble) {
     ASSERT_NEAR(found.Area, 7500.0, 1e-5);
     for (const TPolygon& piece : found.Pieces) ASSERT_EQ(piece.Orientation(), 1);
   }
+}
+
+__extension__ using Int128 = __int128;
+
+/// Sign of the area of a triangle whose coordinates are integers.
+int Side(const xy_d& a, const xy_d& b, const xy_d& c) {
+  const auto exact = [](double value) { return static_cast<Int128>(value); };
+  const Int128 left = (exact(b.x) - exact(a.x)) * (exact(c.y) - exact(a.y));
+  const Int128 right = (exact(b.y) - exact(a.y)) * (exact(c.x) - exact(a.x));
+  return left > right ? 1 : left < right ? -1 : 0;
+}
+
+/// Two convex figures that run counter-clockwise, one of which has all of the other on the far side of an
+/// edge.
+bool Separates(const std::vector<xy_d>& a, const std::vector<xy_d>& b, int nearest) {
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const auto beyond = [&](const xy_d& p) { return Side(a[i], a[(i + 1) % a.size()], p) <= nearest; };
+    if (std::all_of(b.begin(), b.end(), beyond)) return true;
+  }
+  return false;
+}
+
+TEST(QuadrilateralIntersection, ContactOnAGridOfLastBitsIsThatOfIntegers) {
+  constexpr double Corner = 0x1p52;  // whose last bit is 1
+  std::mt19937 random(9);
+  std::uniform_int_distribution<int> cell(0, 7);
+  std::uniform_int_distribution<int> bit(-1, 1);
+  const auto coordinate = [&] { return Corner + cell(random) * 0x1p49 + bit(random); };
+  const auto convex = [&] {
+    std::vector<xy_d> v(4);
+    do {
+      for (xy_d& p : v) p = {coordinate(), coordinate()};
+    } while (Side(v[0], v[1], v[2]) <= 0 || Side(v[1], v[2], v[3]) <= 0 || Side(v[2], v[3], v[0]) <= 0 ||
+             Side(v[3], v[0], v[1]) <= 0);
+    return v;
+  };
+  std::array<int, 2> count{};
+  for (int i = 0; i < 20000; ++i) {
+    const std::vector<xy_d> a = convex();
+    const std::vector<xy_d> b = convex();
+    const bool apart = Separates(a, b, -1) || Separates(b, a, -1);
+    ASSERT_EQ(Intersection(TPolygon(a), TPolygon(b)).Contact == TE_PlaneContact::Apart, apart) << i;
+    ++count[apart ? 1 : 0];
+  }
+  EXPECT_TRUE(count[0] > 1000 && count[1] > 1000);
 }
 
 TEST(QuadrilateralIntersection, OthersAreRefused) {

@@ -83,11 +83,13 @@ TEST(Ellipsoid, PolesAxesAndTheCentre) {
     EXPECT_TRUE(found.X == expected.X && found.Y == expected.Y && std::fabs(found.Z - expected.Z) < Bound);
   }
   const TEllipsoid flat(6e6, 0.5);
+  const TEllipsoid flattest(6e6, TEllipsoid::GreatestFlattening);
   for (int i = 0; i < 20000; ++i) {
     const TEllipsoid& e = i % 2 == 0 ? earth : flat;
     const double size = (i % 2 == 0 ? 6e4 : 6e6) * std::pow(10.0, -(i % 11));
     const T3DPoint p = {size * Unit(), size * Unit(), i % 3 == 0 ? 0.0 : size * Unit()};
     const T3DPoint found = Geodetic(e, p, 4.0 * Bound);
+    Geodetic(flattest, p, 1e-7);
     const T3DPoint other = e.ToEarthCentred(90.0 * Unit(), found.Y, 0.0);
     ASSERT_LE(std::fabs(found.Z), Length(other - p) + Bound) << "not the nearest point";
   }
@@ -97,7 +99,7 @@ TEST(Ellipsoid, PolesAxesAndTheCentre) {
 }
 
 TEST(Ellipsoid, RefusesWhatIsNone) {
-  const double none[][2] = {{0, 0.1}, {Infinity, 0.1}, {NaN, 0.1}, {1, -0.1}, {1, 1}, {1, NaN}};
+  const double none[][2] = {{0, 0.1}, {Infinity, 0.1}, {NaN, 0.1}, {1, -0.1}, {1, 0.991}, {1, NaN}};
   for (const auto& [a, f] : none) {
     EXPECT_EQ(test::RuntimeErrorOf([a = a, f = f] { TEllipsoid(a, f); }),
               "TEllipsoid::TEllipsoid(const double& a, const double& f)");
@@ -149,7 +151,8 @@ TEST(Spatial, RayAndSphere) {
                {{{-5, 0, 0}, {1, Infinity, 0}}, 6, NaN, NaN, NaN},
                {{{-5, 0, 0}, {1, 0, 0}}, Infinity, NaN, NaN, NaN}};
   for (const auto& c : cases) {
-    const TRayCrossings found = IntersectSphere(c.ray, {}, c.radius);
+    const T3DPoint centre = c.radius > 1.0 ? T3DPoint{64, -32, 128} : T3DPoint{};
+    const TRayCrossings found = IntersectSphere({c.ray.Origin + centre, c.ray.Direction}, centre, c.radius);
     EXPECT_EQ(found.Count, std::isnan(c.first) ? 0 : c.first == c.second ? 1 : 2);
     EXPECT_TRUE(Same(found.First, c.first) && Same(found.Second, c.second)) << found.First << found.Second;
     double ahead = NaN;
@@ -200,6 +203,12 @@ TEST(Spatial, PlaneIsThatOfTheSingularValues) {
   EXPECT_FALSE(FitPlane({{0, 0, 0}, {1, 0, 0}}, &plane, nullptr));
   EXPECT_TRUE(FitPlane({{0, 0, 1}, {1, 0, 1}, {0, -1e-5, 1}}, &plane, nullptr));
   EXPECT_EQ(plane.Normal.Z, 1.0);
+  for (const double size : {1e-310, 1e-200, 1e-155, 1e154, 1e200, 1e307}) {
+    const std::vector<T3DPoint> roof = {
+        {3 * size, 4 * size, 5 * size}, {-3 * size, 4 * size, 5 * size}, {0, -4 * size, -5 * size}, {}};
+    ASSERT_TRUE(FitPlane(roof, &plane, &residual)) << size;
+    EXPECT_NEAR(plane.Normal.Y / plane.Normal.Z, -1.25, 1e-13) << size;
+  }
 }
 
 TEST(Spatial, AngleOfDirections) {

@@ -59,7 +59,8 @@ TEST(RPCDataset, ComesBackBitForBit) {
     return std::tie(m.File, m.Header.SatId, m.Header.BandId, m.Header.ErrBias, m.Header.ErrRand);
   };
   EXPECT_TRUE(told(read) == told(odd));
-  EXPECT_TRUE(back.Remove("plain") && !back.Remove("plain") && back.Remove(odd.Name));
+  EXPECT_TRUE(back.Remove("plain") && !back.Remove("plain") && back.Find(odd.Name)->Name == odd.Name);
+  EXPECT_TRUE(back.Remove(odd.Name));
   EXPECT_TRUE(ReadDocument(DocumentOf(back), &set, nullptr) && !set);
 }
 
@@ -78,6 +79,15 @@ TEST(RPCDataset, RefusesWhatItCouldNotGiveBack) {
   for (const auto& [model, why] : bad) {
     EXPECT_FALSE(set.Add(model, &problem));
     EXPECT_NE(problem.find(why), std::string::npos) << problem;
+  }
+  TRPCExchangeModel bell = Model("bell");
+  bell.File = "a\ab";
+  for (const TRPCExchangeModel& model :
+       {bell, Model("\xE9t\xE9"), Model("\xC0\xAF"), Model("\xED\xA0\x80"), Model("\xF4\x90\x80\x80")}) {
+    TKaStringStream stream;
+    EXPECT_FALSE(SetOf({Model("good"), model}).SaveToDocument(&stream, &problem));
+    EXPECT_TRUE(test::Contains(problem, "is no UTF-8 text without control characters") &&
+                stream.Text().empty());
   }
   const std::string text = DocumentOf(SetOf({Model("one"), Model("two")}));
   const std::pair<std::string, const char*> malformed[] = {
@@ -107,17 +117,20 @@ TEST(RPCDataset, TakesTheModelsOfAFolder) {
   folder.Write("b.rPb", rpb);
   folder.Write("b_RPC.txt", text.Text());
   folder.Write("a.rpb", rpb.substr(0, 300));
+  folder.Write("d_RPC.RPB", rpb);
+  folder.Write("e.txt", Replaced(text.Text(), "LAT_OFF: ", "LAT_OFF: 1.5D-03 "));
   std::filesystem::create_directory(folder.Path("d.RPB"));
   TCipherRPCImpExpDataset set;
   std::vector<TRPCFileProblem> problems;
   ASSERT_TRUE(set.ImportFolder(folder.Path(""), &problems, nullptr));
-  EXPECT_EQ(NamesOf(set), (Names{"b", "c"}));
+  EXPECT_EQ(NamesOf(set), (Names{"b", "c", "d_RPC"}));
   EXPECT_EQ(set.Find("b")->File, "b.rPb");
   EXPECT_EQ(set.Find("b")->Header.SatId, "WV03");
   EXPECT_EQ(set.Find("c")->Header.ErrBias, 2.5);
-  ASSERT_EQ(problems.size(), 2U);
-  EXPECT_EQ(problems[0].File + problems[1].File, "a.rpbb_RPC.txt");
+  ASSERT_EQ(problems.size(), 3U);
+  EXPECT_EQ(problems[0].File + problems[1].File + problems[2].File, "a.rpbb_RPC.txte.txt");
   EXPECT_NE(problems[1].Problem.find("named \"b\" already"), std::string::npos);
+  EXPECT_EQ(problems[2].Problem, "LAT_OFF: \"1.5D-03\" is no number");
 
   EXPECT_FALSE(set.ImportFolder(folder.Path("none"), nullptr, nullptr));
   const std::string isd = folder.Write("RPC_x.XML", test::IsdText(test::IdentityRecord()));
@@ -135,13 +148,17 @@ TEST(RPCDataset, GoesIntoAFolderWholeOrNotAtAll) {
   const test::ScratchFolder folder;
   const std::string in = folder.Path("in");
   std::filesystem::create_directory(in);
-  const TCipherRPCImpExpDataset set = SetOf({Model("../../x"), Model(".."), Model("a:b")});
-  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::RPB, nullptr));
-  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::Text, nullptr));
-  EXPECT_EQ(Listing(in),
-            (Files{"_._.._x.RPB", "_..RPB", "a_b.RPB", "_._.._x_RPC.TXT", "_._RPC.TXT", "a_b_RPC.TXT"}));
+  const TCipherRPCImpExpDataset set = SetOf({Model("../../x"), Model(".."), Model("a:b"), Model("a:b_rpc")});
+  const auto place = TE_FilePlace::Free;
+  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::RPB, place, nullptr));
+  ASSERT_TRUE(set.ExportToFolder(in, TE_RPCFileForm::Text, place, nullptr));
+  EXPECT_EQ(Listing(in), (Files{"_._.._x.RPB", "_..RPB", "a_b.RPB", "a_b_rpc.RPB", "_._.._x_RPC.TXT",
+                                "_._RPC.TXT", "a_b_RPC.TXT", "a_b_rpc_RPC.TXT"}));
   TCipherRPCImpExpDataset back;
-  ASSERT_TRUE(back.ImportFolder(in, nullptr, nullptr));
+  std::vector<TRPCFileProblem> problems;
+  ASSERT_TRUE(back.ImportFolder(in, &problems, nullptr));
+  EXPECT_EQ(problems.size(), 4U) << "the same models in the other form";
+  EXPECT_TRUE(back.Find("a_b_rpc") != nullptr);
   EXPECT_NEAR(back.Find("a_b")->Data.HeightScale, test::NumberedRecord().HeightScale, 0.006);
 
   TRPCExchangeModel flat = Model("flat");
@@ -149,21 +166,25 @@ TEST(RPCDataset, GoesIntoAFolderWholeOrNotAtAll) {
   TRPCExchangeModel quoted = Model("quoted");
   quoted.Header.BandId = "a\"b";
   folder.Write("taken.RPB", "precious");
-  folder.Write("busy.RPB.part", "precious");
-  const std::pair<TRPCExchangeModel, const char*> bad[] = {
+  const std::pair<TRPCExchangeModel, std::string> bad[] = {
       {flat, "model \"flat\": HeightScale becomes 0"},
       {quoted, "model \"quoted\": "},
-      {Model("taken"), "taken.RPB stands in the folder already"},
-      {Model("busy"), "busy.RPB.part stands"},
+      {Model("taken"), std::strerror(EEXIST)},
       {Model("GOOD"), "two models would be GOOD.RPB"},
       {Model(std::string(300, 'n')), std::strerror(ENAMETOOLONG)}};
   for (const auto& [model, why] : bad) {
     std::string problem;
     EXPECT_FALSE(
-        SetOf({Model("good"), model}).ExportToFolder(folder.Path(""), TE_RPCFileForm::RPB, &problem));
+        SetOf({Model("good"), model}).ExportToFolder(folder.Path(""), TE_RPCFileForm::RPB, place, &problem));
     EXPECT_NE(problem.find(why), std::string::npos) << problem;
   }
-  EXPECT_EQ(Listing(folder.Path("")), (Files{"in", "taken.RPB", "busy.RPB.part"}));
+  EXPECT_EQ(Listing(folder.Path("")), (Files{"in", "taken.RPB"}));
+  // What a process that was stopped left behind is in nobody's way.
+  folder.Write(".kelvane-0", "");
+  EXPECT_TRUE(SetOf({Model("taken")})
+                  .ExportToFolder(folder.Path(""), TE_RPCFileForm::RPB, TE_FilePlace::Any, nullptr));
+  EXPECT_NE(test::FileText(folder.Path("taken.RPB")), "precious");
+  EXPECT_FALSE(set.ExportToFolder(folder.Path("taken.RPB"), TE_RPCFileForm::RPB, place, nullptr));
 }
 
 }  // namespace

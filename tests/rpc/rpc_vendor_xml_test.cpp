@@ -41,6 +41,8 @@ TEST(VendorXml, WhatIsNotWholeIsRefusedAndChangesNothing) {
       {Replaced(dimap, "RPC00B", "RPC00A"), "RESOURCE_ID is not RPC00B"},
       {Replaced(Replaced(dimap, "<Inverse_", "<X_"), "</Inverse_", "</X_"), "no Inverse_Model in Global_RFM"},
       {Replaced(dimap, "<LINE_OFF>1</LINE_OFF>", ""), "no LINE_OFF in RFM_Validity"},
+      {Replaced(dimap, "</Inverse_", "<SAMP_DEN_COEFF_21>0</SAMP_DEN_COEFF_21></Inverse_"),
+       "SAMP_DEN_COEFF_1 to 20 are not all"},
       {Replaced(dimap, "<LAT_OFF>", "<LAT_OFF>1</LAT_OFF><LAT_OFF>"), "LAT_OFF stands more than once"},
       {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>0,5<"), "LAT_OFF is no number"},
       {Replaced(dimap, "<LAT_OFF>0<", "<LAT_OFF>0 5<"), "LAT_OFF is no number"},

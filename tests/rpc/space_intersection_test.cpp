@@ -56,6 +56,12 @@ const TRPC Right(test::SampleRecord("pleiades_2.xml"), nullptr);
 TEST(Stereo, FirstOrderModelsMeetInTheLeastSquares) {
   const TRPC1 a = FirstOrder(Left);
   const TRPC1 b = FirstOrder(Right);
+  // The same model: a factor that numerator and denominator share is none.
+  TRPC1Params tiny;
+  b.GetParams(&tiny);
+  for (double(*set)[TRPC1Params::CoefficientCount] : {&tiny.LineNum, &tiny.LineDenom}) {
+    for (double& value : *set) value *= 0x1p-40;
+  }
   T3DPoint p;
   double residual = NaN;
   const auto meet = [&](const TRPC1& one, const Seen& in_one, const TRPC1& other, const Seen& in_other) {
@@ -76,6 +82,9 @@ TEST(Stereo, FirstOrderModelsMeetInTheLeastSquares) {
     ASSERT_TRUE(meet(a, in_a, b, in_b));
     const double least = Missed(a, in_a, p) + Missed(b, in_b, p);
     ASSERT_NEAR(residual, std::sqrt(least / 4.0), 1e-9);
+    const T3DPoint best = p;
+    ASSERT_TRUE(meet(a, in_a, TRPC1(tiny), in_b));
+    ASSERT_TRUE(std::hypot(p.X - best.X, p.Y - best.Y) < 1e-12 && std::fabs(p.Z - best.Z) < 1e-6);
     for (const T3DPoint& d : {T3DPoint{1e-6, 0, 0}, {0, 1e-6, 0}, {0, 0, 0.1}}) {
       ASSERT_GT(Missed(a, in_a, p - d) + Missed(b, in_b, p - d), least);
       ASSERT_GT(Missed(a, in_a, p + d) + Missed(b, in_b, p + d), least);

@@ -120,6 +120,10 @@ TEST(Similarity, PairsThatTellNoTransformLeaveTheParameters) {
     }
   }
   T7Params kept = truth;
+  for (const auto member : {&T7ParamsSourceDataItem::From, &T7ParamsSourceDataItem::To}) {
+    cases.push_back(Exact(truth, 5));
+    (cases.back()[4].*member).Y = NaN;
+  }
   for (std::size_t i = 0; i < cases.size(); ++i) {
     EXPECT_FALSE(Calculate7Params(cases[i], &kept) || Initialize7Params(cases[i], &kept)) << i;
   }
