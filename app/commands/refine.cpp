@@ -97,6 +97,7 @@ void Report(const Correspondences& read, const TRefinementEstimate& estimate,
     report["rmsAfter"] = estimate.RmsAfter;
     for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
       report["Refinement"][field.Key] = estimate.Refinement.*field.Value;
+      report["Deviations"][field.Key] = estimate.Deviations.*field.Value;
     }
     PrintJson(report);
   } else if (!options.points.quiet) {
@@ -104,7 +105,11 @@ void Report(const Correspondences& read, const TRefinementEstimate& estimate,
     std::printf("before: rms %.3g pixels\nafter:  rms %.3g pixels (line %.3g, sample %.3g), at most %.3g\n",
                 estimate.RmsBefore, estimate.RmsAfter, residuals.RmsLine, residuals.RmsSample, largest);
     for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
-      std::printf("  %-12s %s\n", field.Key, ShortestNumber(estimate.Refinement.*field.Value).c_str());
+      const double deviation = estimate.Deviations.*field.Value;
+      std::printf("  %-12s %s", field.Key, ShortestNumber(estimate.Refinement.*field.Value).c_str());
+      // Coefficients that were not estimated have none, nor do those of points without redundancy.
+      if (deviation > 0.0) std::printf(" +- %.2g", deviation);
+      std::printf("\n");
     }
     PrintWritten(written, options.out);
   }
