@@ -123,24 +123,28 @@ std::string VectorBlock(const std::vector<ResidualVector>& residuals, double fac
   return text + "END\n";
 }
 
-constexpr int Bins = 40;
+/// Twice the cube root of the number of points (Rice's rule), within what can be told apart.
+int BinCount(std::size_t points) {
+  return std::clamp(static_cast<int>(std::ceil(2.0 * std::cbrt(static_cast<double>(points)))), 5, 60);
+}
 
 std::string HistogramBlock(const std::vector<ResidualVector>& residuals, double* width) {
   double reach = 0.0;
   for (const ResidualVector& r : residuals) {
     reach = std::max({reach, std::fabs(r.by_line), std::fabs(r.by_sample)});
   }
-  *width = reach > 0.0 ? 2.0 * reach / Bins : 1.0;
-  std::array<std::array<double, 2>, Bins> counts = {};
+  const int bins = BinCount(residuals.size());
+  *width = reach > 0.0 ? 2.0 * reach / bins : 1.0;
+  std::vector<std::array<double, 2>> counts(static_cast<std::size_t>(bins));
   const auto bin = [&](double value) {
-    return static_cast<std::size_t>(std::clamp(static_cast<int>((value + reach) / *width), 0, Bins - 1));
+    return static_cast<std::size_t>(std::clamp(static_cast<int>((value + reach) / *width), 0, bins - 1));
   };
   for (const ResidualVector& r : residuals) {
     counts[bin(r.by_line)][0] += 1.0;
     counts[bin(r.by_sample)][1] += 1.0;
   }
   std::string text = "$bins << END\n";
-  for (std::size_t i = 0; i < Bins; ++i) {
+  for (std::size_t i = 0; i < counts.size(); ++i) {
     AppendRow({(static_cast<double>(i) + 0.5) * *width - reach, counts[i][0], counts[i][1]}, &text);
   }
   return text + "END\n";
@@ -170,7 +174,8 @@ void PlotResiduals(const std::string& path, const std::string& title,
       EndsIn(path, ".png") ? "set terminal pngcairo size 1400,700\n" : "set terminal svg size 1400,700\n";
   script += "set encoding utf8\nset multiplot layout 1,2 title " + Quoted(title) + " noenhanced\n";
   char enlarged[64];
-  std::snprintf(enlarged, sizeof enlarged, "residuals, %.2g times as long", factor);
+  std::snprintf(enlarged, sizeof enlarged,
+                factor < 10.0 ? "residuals, %.2g times as long" : "residuals, %.0f times as long", factor);
   script += "set title " + Quoted(enlarged) + "\n";
   script +=
       "set xlabel 'sample, pixels'\nset ylabel 'line, pixels'\nset yrange [*:*] reverse\nset size ratio -1\n"

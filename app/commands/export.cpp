@@ -5,6 +5,7 @@
 #include "app/json_report.h"
 #include "app/model_writing.h"
 #include "app/problem.h"
+#include "app/residual_plot.h"
 #include "kelvane/rpc/model_difference.h"
 
 namespace app {
@@ -14,6 +15,7 @@ namespace {
 struct ExportOptions {
   std::string model;
   std::string out;
+  std::string plot;
   bool json = false;
   bool quiet = false;
 };
@@ -27,7 +29,34 @@ void TellLargeDifference(const std::string& out, double difference) {
   PrintRemarks({out + text}, false);
 }
 
+/// What the plain model sees elsewhere than the refined one, over the cube.
+void Plot(const SatCommonUtils::TRPC& refined, const SatCommonUtils::TRPC& plain, const std::string& path) {
+  constexpr int Steps = 10;
+  const auto node = [](double offset, double scale, int i) {
+    return offset + scale * (2.0 * i / Steps - 1.0);
+  };
+  SatCommonUtils::TRPCData data;
+  plain.GetRPCData(&data);
+  std::vector<ResidualVector> differences;
+  for (int i = 0; i <= Steps; ++i) {
+    for (int j = 0; j <= Steps; ++j) {
+      for (int k = 0; k <= Steps; ++k) {
+        const double lat = node(data.LatitudeOffset, data.LatitudeScale, i);
+        const double lon = node(data.LongitudeOffset, data.LongitudeScale, j);
+        const double h = node(data.HeightOffset, data.HeightScale, k);
+        double was[2];
+        double is[2];
+        refined.CalculateLineSample(lat, lon, h, &was[0], &was[1], nullptr, nullptr);
+        plain.CalculateLineSample(lat, lon, h, &is[0], &is[1], nullptr, nullptr);
+        differences.push_back({was[0], was[1], is[0] - was[0], is[1] - was[1]});
+      }
+    }
+  }
+  PlotResiduals(path, "the plain model against the refined one, over its cube", differences);
+}
+
 int Export(const ExportOptions& options) {
+  CheckPlotPath(options.plot);
   ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
   if (!file.refinement) file.remarks.push_back(file.path + ": there is no refinement to be exported");
@@ -54,6 +83,7 @@ int Export(const ExportOptions& options) {
     }
     PrintWritten(written, options.out);
   }
+  if (!options.plot.empty()) Plot(model, *written.model, options.plot);
   return AllComputed;
 }
 
@@ -64,6 +94,7 @@ void AddExportCommand(CLI::App* program, Action* chosen) {
   const auto options = std::make_shared<ExportOptions>();
   AddModelArgument(command, "REFINED", &options->model);
   AddOutputOption(command, &options->out);
+  AddPlotOption(command, &options->plot);
   AddJsonOption(command, &options->json);
   AddQuietOption(command, &options->quiet);
   command->callback([=] { *chosen = [=] { return Export(*options); }; });
