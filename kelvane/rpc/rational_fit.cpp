@@ -1,0 +1,448 @@
+#include "kelvane/rpc/rational_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "kelvane/numeric/sequential_qr.h"
+#include "kelvane/numeric/singular_values.h"
+#include "kelvane/rpc/denominator_pole.h"
+
+namespace SatCommonUtils {
+
+namespace {
+
+using TItem = TRPCEstimationDataItem;
+
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+/// Of the scaled columns: what keeps a system solvable whose columns depend on each other.
+constexpr double LeastDamping = 1e-14;
+/// A denominator below this at a point counts as a pole: those of cameras stay near 1.
+constexpr double LeastDenominator = 1e-2;
+
+TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitude, item.Height}; }
+
+bool IsRegularized(const TRationalFunctions& functions, std::size_t unknown) {
+  return functions.TermOf(unknown) >= TermsOfDegree(1);
+}
+
+/// What is minimised, linear about where the functions stand: |J step + r|^2 + (weight |L (x + step)|)^2.
+class TLinearisation {
+ public:
+  /// `system` holds R of [J, -r].
+  TLinearisation(const TSequentialQR& system, const TRationalFunctions& at)
+      : at_(at), size_(at.Unknowns()), system_(system), lengths_(size_) {
+    for (std::size_t k = 0; k < size_; ++k) {
+      double squares = 0.0;
+      for (std::size_t i = 0; i <= k; ++i) squares += system(i, k) * system(i, k);
+      lengths_[k] = squares > 0.0 ? std::sqrt(squares) : 1.0;
+    }
+  }
+
+  /// What is minimised, at the functions themselves.
+  double Objective(double weight) const {
+    double sum = 0.0;
+    for (std::size_t i = 0; i <= size_; ++i) sum += system_(i, size_) * system_(i, size_);
+    for (std::size_t k = 0; k < size_; ++k) {
+      const double held = IsRegularized(at_, k) ? weight * at_[k] : 0.0;
+      sum += held * held;
+    }
+    return sum;
+  }
+
+  struct TSolution {
+    std::vector<double> Step;
+    double Objective;  ///< after the step
+    double SquareSum;  ///< of the residuals after it
+    double EffectiveUnknowns;
+  };
+
+  /// The step with damping, which is relative to the lengths of the columns. The last two figures are found
+  /// `with_figures` only.
+  TSolution Solve(double weight, double damping, bool with_figures) const {
+    TSequentialQR bordered(size_ + 1);
+    for (std::size_t i = 0; i <= size_; ++i) {
+      double* const row = bordered.NextRow();
+      for (std::size_t k = i; k < size_; ++k) row[k] = Scaled(i, k);
+      row[size_] = system_(i, size_);
+    }
+    for (std::size_t k = 0; k < size_; ++k) {
+      if (weight > 0.0 && IsRegularized(at_, k)) {
+        double* const row = bordered.NextRow();
+        row[k] = weight / lengths_[k];
+        row[size_] = -weight * at_[k];
+      }
+      bordered.NextRow()[k] = std::max(damping, LeastDamping);
+    }
+    bordered.Fold();
+    TSolution solution{std::vector<double>(size_), 0.0, 0.0, 0.0};
+    for (std::size_t i = size_; i-- > 0;) {
+      double value = bordered(i, size_);
+      for (std::size_t k = i + 1; k < size_; ++k) value -= bordered(i, k) * solution.Step[k];
+      solution.Step[i] = value / bordered(i, i);
+    }
+    solution.Objective = bordered(size_, size_) * bordered(size_, size_);
+    if (with_figures) AddFigures(bordered, &solution);
+    for (std::size_t k = 0; k < size_; ++k) solution.Step[k] /= lengths_[k];
+    return solution;
+  }
+
+  double Condition() const {
+    std::vector<std::vector<double>> columns(size_, std::vector<double>(size_));
+    for (std::size_t k = 0; k < size_; ++k) {
+      for (std::size_t i = 0; i <= k; ++i) columns[k][i] = Scaled(i, k);
+    }
+    const auto [largest, smallest] = ExtremeSingularValues(std::move(columns));
+    return largest / smallest;
+  }
+
+ private:
+  double Scaled(std::size_t i, std::size_t k) const { return system_(i, k) / lengths_[k]; }
+
+  /// The residuals after the step, and the trace of the matrix that takes the observations to their fit: with
+  /// M the triangle of the bordered system, the squared norm of R M^-1.
+  void AddFigures(const TSequentialQR& bordered, TSolution* solution) const {
+    solution->SquareSum = system_(size_, size_) * system_(size_, size_);
+    std::vector<double> y(size_);
+    for (std::size_t i = 0; i < size_; ++i) {
+      double residual = -system_(i, size_);
+      for (std::size_t k = i; k < size_; ++k) residual += Scaled(i, k) * solution->Step[k];
+      solution->SquareSum += residual * residual;
+      for (std::size_t k = i; k < size_; ++k) {
+        double value = Scaled(i, k);
+        for (std::size_t j = i; j < k; ++j) value -= bordered(j, k) * y[j];
+        y[k] = value / bordered(k, k);
+        solution->EffectiveUnknowns += y[k] * y[k];
+      }
+    }
+  }
+
+  TRationalFunctions at_;
+  std::size_t size_;
+  TSequentialQR system_;
+  std::vector<double> lengths_;
+};
+
+double MedianOf(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+double WeightOf(double u, TE_RPCFitWeights kind) {
+  const double size = std::fabs(u);
+  if (kind == TE_RPCFitWeights::Huber) return size <= RPCFitHuber ? 1.0 : RPCFitHuber / size;
+  if (size >= RPCFitTukey) return 0.0;
+  const double part = size / RPCFitTukey;
+  return (1.0 - part * part) * (1.0 - part * part);
+}
+
+class TFitting {
+ public:
+  TFitting(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+           TRationalFit* fit)
+      : observations_(observations),
+        items_(*observations.Items),
+        options_(options),
+        watch_(*watch),
+        fit_(*fit),
+        functions_(fit->Functions) {}
+
+  void Start() {
+    functions_.Degree = 1;
+    const TRationalFunctions nothing = functions_;
+    linear_ = true;
+    const auto solution = Linearise().Solve(0.0, 0.0, false);
+    linear_ = false;
+    for (std::size_t k = 0; k < functions_.Unknowns(); ++k) functions_[k] += solution.Step[k];
+    // From constant functions the damped steps find their way, too.
+    if (!std::isfinite(Measure(functions_, 0.0))) functions_ = nothing;
+  }
+
+  void Continue() {
+    const bool robust = options_.Weights != TE_RPCFitWeights::Equal;
+    fit_.Solved = std::isfinite(Measure(functions_, 0.0));
+    if (!fit_.Solved) return;
+    if (robust) {
+      IterateWeights();
+      if (!AreThereBlunders()) {
+        fit_.Weights = {};
+        current_.reset();
+        IterateRegularization();
+      }
+    } else {
+      IterateRegularization();
+    }
+    RefusePoles();
+    Finish();
+  }
+
+ private:
+  static constexpr int MostSteps = 60;
+  static constexpr int MostRounds = 12;
+
+  double RootWeight(std::size_t which, std::size_t i) const {
+    const std::vector<double>& weights = fit_.Weights[which];
+    return observations_.Unit[which] * (weights.empty() ? 1.0 : std::sqrt(weights[i]));
+  }
+
+  double WeightSum() const {
+    double sum = 0.0;
+    for (std::size_t f = 0; f < functions_.Count; ++f) {
+      if (fit_.Weights[f].empty()) sum += static_cast<double>(items_.size());
+      for (const double weight : fit_.Weights[f]) sum += weight;
+    }
+    return sum;
+  }
+
+  /// Calls `visit(i, item)` for all items, and the watch between.
+  template <class Visit>
+  void ForEachItem(const Visit& visit) const {
+    constexpr std::size_t Between = 4096;
+    for (std::size_t i = 0; i < items_.size(); ++i) {
+      if (i % Between == 0) watch_.Poll();
+      visit(i, items_[i]);
+    }
+  }
+
+  /// What is minimised; infinite with a pole at a point.
+  double Measure(const TRationalFunctions& functions, double weight) const {
+    double sum = 0.0;
+    ForEachItem([&](std::size_t i, const TItem& item) {
+      const TRPCTerms<double> terms = Terms(item);
+      const double denominator = RPCValue(functions.Denominator, terms);
+      if (!(denominator >= LeastDenominator)) sum = Infinity;
+      for (std::size_t f = 0; f < functions.Count; ++f) {
+        const double value = RPCValue(functions.Numerators[f], terms) / denominator;
+        const double residual = RootWeight(f, i) * (value - item.*observations_.Observed[f]);
+        sum += residual * residual;
+      }
+    });
+    for (std::size_t k = 0; k < functions.Unknowns(); ++k) {
+      const double held = IsRegularized(functions, k) ? weight * functions[k] : 0.0;
+      sum += held * held;
+    }
+    return std::isnan(sum) ? Infinity : sum;
+  }
+
+  /// [J, -r] of one function: its numerator's unknowns, the denominator's, the right-hand side.
+  TSequentialQR Factor(std::size_t which) const {
+    const std::size_t count = functions_.Terms();
+    TSequentialQR factor(2 * count);
+    ForEachItem([&](std::size_t i, const TItem& item) {
+      const double weight = RootWeight(which, i);
+      if (weight == 0.0) return;
+      const TRPCTerms<double> terms = Terms(item);
+      const auto monomials = RPCMonomials(terms);
+      const double observed = item.*observations_.Observed[which];
+      const double denominator = linear_ ? 1.0 : RPCValue(functions_.Denominator, terms);
+      const double value = linear_ ? observed : RPCValue(functions_.Numerators[which], terms) / denominator;
+      double* const row = factor.NextRow();
+      const double by = weight / denominator;
+      for (std::size_t k = 0; k < count; ++k) row[k] = by * monomials[k];
+      for (std::size_t k = 1; k < count; ++k) row[count + k - 1] = -value * row[k];
+      row[2 * count - 1] = weight * (linear_ ? observed : observed - value);
+    });
+    factor.Fold();
+    return factor;
+  }
+
+  TLinearisation Linearise() const {
+    const std::size_t count = functions_.Terms();
+    const std::size_t both = functions_.Count * count;
+    TSequentialQR system(functions_.Unknowns() + 1);
+    for (std::size_t f = 0; f < functions_.Count; ++f) {
+      const TSequentialQR factor = Factor(f);
+      for (std::size_t i = 0; i < factor.Width(); ++i) {
+        double* const row = system.NextRow();
+        for (std::size_t k = i; k < count; ++k) row[f * count + k] = factor(i, k);
+        for (std::size_t k = std::max(i, count); k < factor.Width(); ++k)
+          row[both + k - count] = factor(i, k);
+      }
+    }
+    system.Fold();
+    return {system, functions_};
+  }
+
+  const TLinearisation& Current() {
+    if (!current_) current_.emplace(Linearise());
+    return *current_;
+  }
+
+  /// The weights of Golub, Heath and Wahba are tried from the largest that makes sense down, half a decade
+  /// apart.
+  double ChooseRegularization() {
+    constexpr int Tried = 31;
+    if (!options_.Regularize || functions_.Degree == 1) return 0.0;
+    const double count = WeightSum();
+    double best = 0.0;
+    double least = Infinity;
+    for (int i = 0; i < Tried; ++i) {
+      const double weight = std::pow(10.0, 1.0 - 0.5 * i) * std::sqrt(count);
+      const auto solution = Current().Solve(weight, 0.0, true);
+      const double rest = count - solution.EffectiveUnknowns;
+      const double score = count * solution.SquareSum / (rest * rest);
+      if (!(rest > 0.0) || !(score < least)) continue;
+      least = score;
+      best = weight;
+    }
+    return best;
+  }
+
+  /// Damped steps with weights and regularisation as they are.
+  void Converge() {
+    constexpr double FirstDamping = 1e-4;
+    constexpr double LargestDamping = 1e3;
+    constexpr double SmallestGain = 1e-9;
+    constexpr double RoundingRms = 1e-15;
+    double damping = FirstDamping;
+    double objective = Measure(functions_, weight_);
+    const double rounding = RoundingRms * RoundingRms * WeightSum();
+    for (int i = 0; i < MostSteps; ++i) {
+      const auto solution = Current().Solve(weight_, damping, false);
+      const double gain = Current().Objective(weight_) - solution.Objective;
+      if (objective <= rounding || gain <= SmallestGain * objective) {
+        fit_.Ending = TE_RPCFitEnding::Converged;
+        return;
+      }
+      TRationalFunctions moved = functions_;
+      for (std::size_t k = 0; k < moved.Unknowns(); ++k) moved[k] += solution.Step[k];
+      const double after = Measure(moved, weight_);
+      if (!(after < objective)) {
+        damping *= 10.0;
+        fit_.Ending = TE_RPCFitEnding::NoBetterStep;
+        if (damping > LargestDamping) return;
+        continue;
+      }
+      functions_ = moved;
+      objective = after;
+      damping = std::max(0.01 * damping, LeastDamping);
+      ++fit_.Iterations;
+      current_.reset();
+    }
+    fit_.Ending = TE_RPCFitEnding::StepLimit;
+  }
+
+  /// One choice of the regularisation, and the steps with it; whether the choice was the same as before.
+  bool Advance() {
+    constexpr double Near = 4.0;  // a step of the choice, no two
+    const double before = weight_;
+    weight_ = ChooseRegularization();
+    Converge();
+    return weight_ == before || (weight_ < Near * before && before < Near * weight_);
+  }
+
+  void IterateRegularization() {
+    weight_ = 0.0;
+    for (int round = 0; round < MostRounds && !Advance(); ++round) {
+    }
+  }
+
+  /// Weights from the residuals as they are; how much the scales changed.
+  double Reweigh(TE_RPCFitWeights kind) {
+    constexpr double LeastScale = 1e-9;  // far below a pixel, far above rounding
+    constexpr double OfNormal = 1.4826;
+    double change = 0.0;
+    for (std::size_t f = 0; f < functions_.Count; ++f) {
+      std::vector<double> residuals = FitResiduals(functions_, f, observations_);
+      std::vector<double> sizes = residuals;
+      for (double& size : sizes) size = std::fabs(size);
+      const double scale = std::max(OfNormal * MedianOf(std::move(sizes)), LeastScale);
+      change = std::max(change, std::fabs(scale - fit_.Scale[f]) / scale);
+      fit_.Scale[f] = scale;
+      for (double& value : residuals) value = WeightOf(value / scale, kind);
+      fit_.Weights[f] = std::move(residuals);
+    }
+    current_.reset();
+    return change;
+  }
+
+  /// Huber's weights first, which have one solution, then those that were asked for.
+  void IterateWeights() {
+    constexpr double AlmostSettled = 0.05;
+    constexpr double Settled = 1e-3;
+    const bool begun = fit_.Scale[0] > 0.0;
+    for (int round = 0; round < MostRounds && !begun; ++round) {
+      const double change = Reweigh(TE_RPCFitWeights::Huber);
+      if (round > 0 && change < AlmostSettled) break;
+      Advance();
+    }
+    for (int round = 0; round < MostRounds; ++round) {
+      const double change = Reweigh(options_.Weights);
+      if (Advance() && change < Settled) break;
+    }
+  }
+
+  bool AreThereBlunders() const {
+    for (std::size_t f = 0; f < functions_.Count; ++f) {
+      const std::vector<double> residuals = FitResiduals(functions_, f, observations_);
+      const double bound = RPCFitBlunder * fit_.Scale[f];
+      if (std::any_of(residuals.begin(), residuals.end(), [=](double r) { return std::fabs(r) > bound; }))
+        return true;
+    }
+    return false;
+  }
+
+  /// Held more and more towards first order while there is a pole in the cube.
+  void RefusePoles() {
+    constexpr double Least = 1e-8;
+    constexpr double Most = 10.0;
+    constexpr double Factor = 10.0;
+    const double root = std::sqrt(WeightSum());
+    while (!TPoleSearch(functions_.Denominator).IsPositive()) {
+      fit_.PoleRefused = true;
+      fit_.Solved = options_.Regularize && functions_.Degree > 1 && weight_ < Most * root;
+      if (!fit_.Solved) return;
+      weight_ = std::max(Factor * weight_, Least * root);
+      Converge();
+    }
+  }
+
+  void Finish() {
+    const double count = WeightSum();
+    fit_.Regularization = weight_ * weight_ / count;
+    fit_.EffectiveUnknowns = Current().Solve(weight_, 0.0, true).EffectiveUnknowns;
+    fit_.Condition = Current().Condition();
+  }
+
+  const TFitObservations& observations_;
+  const std::vector<TItem>& items_;
+  const TRPCFitOptions& options_;
+  TFitWatch& watch_;
+  TRationalFit& fit_;
+  TRationalFunctions& functions_;
+  bool linear_ = false;  ///< the linear problem of the start instead of the residuals
+  double weight_ = 0.0;  ///< of L x
+  /// Of the functions and weights as they are, once it was needed.
+  std::optional<TLinearisation> current_;
+};
+
+}  // namespace
+
+std::vector<double> FitResiduals(const TRationalFunctions& functions, std::size_t which,
+                                 const TFitObservations& observations) {
+  std::vector<double> residuals;
+  residuals.reserve(observations.Items->size());
+  for (const TItem& item : *observations.Items) {
+    const TRPCTerms<double> terms = Terms(item);
+    const double denominator = RPCValue(functions.Denominator, terms);
+    residuals.push_back(RPCValue(functions.Numerators[which], terms) / denominator -
+                        item.*observations.Observed[which]);
+  }
+  return residuals;
+}
+
+TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t functions, TFitWatch* watch) {
+  TRationalFit fit;
+  fit.Functions.Count = functions;
+  TFitting(observations, TRPCFitOptions(), watch, &fit).Start();
+  return fit;
+}
+
+void ContinueRationalFit(const TFitObservations& observations, const TRPCFitOptions& options,
+                         TFitWatch* watch, TRationalFit* fit) {
+  TFitting(observations, options, watch, fit).Continue();
+}
+
+}  // namespace SatCommonUtils
