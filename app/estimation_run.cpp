@@ -28,9 +28,18 @@ SatCommonUtils::TRPCEstimationControl EstimationRun::Control(
   return control;
 }
 
+SatCommonUtils::TRPCFitOptions EstimationRun::FitOptions() const {
+  SatCommonUtils::TRPCFitOptions options;
+  options.Threads = threads_;
+  options.Cancel = IsInterrupted;
+  return options;
+}
+
+int EstimationRun::IsInterrupted() { return InterruptWatch::IsInterrupted() ? 1 : 0; }
+
 int EstimationRun::Cancel() {
   current->progress_.Update(++current->calls_, 0);
-  return InterruptWatch::IsInterrupted() ? 1 : 0;
+  return IsInterrupted();
 }
 
 void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report) {

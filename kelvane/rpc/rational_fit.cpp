@@ -164,6 +164,10 @@ class TFitting {
     const bool robust = options_.Weights != TE_RPCFitWeights::Equal;
     fit_.Solved = std::isfinite(Measure(functions_, 0.0));
     if (!fit_.Solved) return;
+    constexpr double First = 0.1;
+    const double root = std::sqrt(WeightSum());
+    if (options_.Regularize && functions_.Degree > 1)
+      weight_ = fit_.Regularization > 0.0 ? std::sqrt(fit_.Regularization) * root : First * root;
     if (robust) {
       IterateWeights();
       if (!AreThereBlunders()) {
@@ -180,7 +184,7 @@ class TFitting {
 
  private:
   static constexpr int MostSteps = 60;
-  static constexpr int MostRounds = 12;
+  static constexpr int MostRounds = 20;
 
   double RootWeight(std::size_t which, std::size_t i) const {
     const std::vector<double>& weights = fit_.Weights[which];
@@ -270,10 +274,12 @@ class TFitting {
     return *current_;
   }
 
-  /// The weights of Golub, Heath and Wahba are tried from the largest that makes sense down, half a decade
-  /// apart.
+  /// By generalised cross-validation (Golub, Heath and Wahba), among weights half a decade apart, with the
+  /// unknowns counted 1.4 times, so that it does not fall for too small a weight now and then (Y.-J. Kim, C.
+  /// Gu, Journal of the Royal Statistical Society B 66(2), 2004).
   double ChooseRegularization() {
     constexpr int Tried = 31;
+    constexpr double Caution = 1.4;
     if (!options_.Regularize || functions_.Degree == 1) return 0.0;
     const double count = WeightSum();
     double best = 0.0;
@@ -281,7 +287,7 @@ class TFitting {
     for (int i = 0; i < Tried; ++i) {
       const double weight = std::pow(10.0, 1.0 - 0.5 * i) * std::sqrt(count);
       const auto solution = Current().Solve(weight, 0.0, true);
-      const double rest = count - solution.EffectiveUnknowns;
+      const double rest = count - Caution * solution.EffectiveUnknowns;
       const double score = count * solution.SquareSum / (rest * rest);
       if (!(rest > 0.0) || !(score < least)) continue;
       least = score;
@@ -324,17 +330,19 @@ class TFitting {
     fit_.Ending = TE_RPCFitEnding::StepLimit;
   }
 
-  /// One choice of the regularisation, and the steps with it; whether the choice was the same as before.
+  /// One choice of the regularisation, and the steps with it; whether the choice was the same as before. It
+  /// falls by steps only: far from the solution the choice goes by a linearisation that is of no use there.
   bool Advance() {
-    constexpr double Near = 4.0;  // a step of the choice, no two
+    constexpr double MostFall = 30.0;
+    constexpr double Near = 4.0;  // one of the weights that are tried, no two
     const double before = weight_;
-    weight_ = ChooseRegularization();
+    const double chosen = ChooseRegularization();
+    weight_ = std::max(chosen, before / MostFall);
     Converge();
-    return weight_ == before || (weight_ < Near * before && before < Near * weight_);
+    return weight_ == chosen && (weight_ == before || (weight_ < Near * before && before < Near * weight_));
   }
 
   void IterateRegularization() {
-    weight_ = 0.0;
     for (int round = 0; round < MostRounds && !Advance(); ++round) {
     }
   }
@@ -365,8 +373,7 @@ class TFitting {
     const bool begun = fit_.Scale[0] > 0.0;
     for (int round = 0; round < MostRounds && !begun; ++round) {
       const double change = Reweigh(TE_RPCFitWeights::Huber);
-      if (round > 0 && change < AlmostSettled) break;
-      Advance();
+      if (Advance() && change < AlmostSettled) break;
     }
     for (int round = 0; round < MostRounds; ++round) {
       const double change = Reweigh(options_.Weights);

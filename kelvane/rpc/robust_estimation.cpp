@@ -132,6 +132,7 @@ class TDegreeChoice {
       fit.Functions.Degree = degree;
       fit.Weights = {};
       fit.Scale = {};
+      fit.Regularization = 0.0;
       fit.PoleRefused = false;
       TRationalFit tried = fit;
       ContinueRationalFit(coordinates.Of(split_.Training), options_, &watch_, &tried);
@@ -171,25 +172,6 @@ class TDegreeChoice {
 bool IsFinite(const TItem& item) {
   return std::isfinite(item.Latitude) && std::isfinite(item.Longitude) && std::isfinite(item.Height) &&
          std::isfinite(item.Line) && std::isfinite(item.Sample);
-}
-
-/// Why these items cannot be fitted, and their normalisation; empty when they can.
-std::string WhyNot(const TRPCEstimationDataSet& data, const TRPCFitOptions& options,
-                   TItemNormalizations* normalizations) {
-  const std::string needs = "; a model needs at least " + std::to_string(RPCEstimationLeastItems);
-  const TItems& items = data.Items;
-  if (options.MaxDegree < 1 || options.MaxDegree > 3) return "the highest degree is 1, 2 or 3";
-  if (items.size() < RPCEstimationLeastItems) return std::to_string(items.size()) + " points" + needs;
-  const auto broken = std::find_if_not(items.begin(), items.end(), IsFinite);
-  if (broken != items.end())
-    return "point " + std::to_string(broken - items.begin() + 1) +
-           " has a coordinate that is no finite number";
-  for (TItemNormalization& n : *normalizations) {
-    if (!n.SetUp(items)) return std::string("all points have the same ") + n.Name;
-    if (!std::isfinite(n.Map.Offset()) || !std::isfinite(n.Map.Scale()))
-      return std::string("there is a ") + n.Name + " out of all bounds";
-  }
-  return {};
 }
 
 /// How many pixels the unit of the normalised residuals of line and sample is.
@@ -329,31 +311,47 @@ TOutcomes FitBoth(const TItems& items, const TSplit& split, const TPixels& pixel
   return outcomes;
 }
 
+std::string Needs(std::size_t count, const char* what) {
+  return std::to_string(count) + what + "; a model needs at least " + std::to_string(RPCEstimationLeastItems);
+}
+
 }  // namespace
+
+std::string WhyNoFit(const std::vector<TRPCEstimationDataItem>& items) {
+  if (items.size() < RPCEstimationLeastItems) return Needs(items.size(), " points");
+  const auto broken = std::find_if_not(items.begin(), items.end(), IsFinite);
+  if (broken != items.end())
+    return "point " + std::to_string(broken - items.begin() + 1) +
+           " has a coordinate that is no finite number";
+  TItemNormalizations normalizations;
+  for (TItemNormalization& n : normalizations) {
+    if (!n.SetUp(items)) return std::string("all points have the same ") + n.Name;
+    if (!std::isfinite(n.Map.Offset()) || !std::isfinite(n.Map.Scale()))
+      return std::string("there is a ") + n.Name + " out of all bounds";
+  }
+  const std::size_t different = TSplitter(items).CountDifferent();
+  if (different < RPCEstimationLeastItems) return Needs(different, " different ground points");
+  if (!(CalculateLeastExtent(items) >= RPCFitLeastExtent))
+    return "the points lie in a plane or on a line; a model needs points above and below each other";
+  return {};
+}
 
 bool FitRPC(const TRPCEstimationDataSet& data, const TRPCFitOptions& options, TRPCData* rpc,
             TRPCFitReport* report) {
   *report = TRPCFitReport();
   report->Points = data.Items.size();
-  TItemNormalizations normalizations;
-  const std::string why = WhyNot(data, options, &normalizations);
+  if (options.MaxDegree < 1 || options.MaxDegree > 3)
+    return Refuse("the highest degree is 1, 2 or 3", report);
+  const std::string why = WhyNoFit(data.Items);
   if (!why.empty()) return Refuse(why, report);
+  TItemNormalizations normalizations;
   TItems working;
-  if (!data.Normalized) working = normalizations.Normalized(data.Items);
-  const TItems& items = data.Normalized ? data.Items : working;
-  TSplit split;
-  {
-    const TSplitter splitter(data.Items);
-    const std::size_t different = splitter.CountDifferent();
-    if (different < RPCEstimationLeastItems)
-      return Refuse(std::to_string(different) + " different ground points; a model needs at least " +
-                        std::to_string(RPCEstimationLeastItems),
-                    report);
-    if (CalculateLeastExtent(data.Items) < RPCFitLeastExtent)
-      return Refuse("the points lie in a plane or on a line; a model needs points above and below each other",
-                    report);
-    split = splitter.Split(items);
+  if (!data.Normalized) {
+    for (TItemNormalization& normalization : normalizations) normalization.SetUp(data.Items);
+    working = normalizations.Normalized(data.Items);
   }
+  const TItems& items = data.Normalized ? data.Items : working;
+  const TSplit split = TSplitter(data.Items).Split(items);
   TPixels pixels;
   if (!data.Normalized) pixels = {normalizations[0].Map.Scale(), normalizations[1].Map.Scale()};
   TOutcomes outcomes;

@@ -81,7 +81,7 @@ struct TRPCFitFunction {
 };
 
 /// A point that was down-weighted: below this in line or sample.
-constexpr double RPCFitLeastWeight = 0.5;
+constexpr double RPCFitLeastWeight = 0.25;
 struct TRPCFitDownWeighted {
   std::size_t Item = 0;  ///< counted from 0
   double LineWeight = 1.0;
@@ -108,6 +108,10 @@ struct TRPCFitReport {
 /// Below this `CalculateLeastExtent` the points count as lying in a plane or on a line.
 constexpr double RPCFitLeastExtent = 0.01;
 
+/// What speaks against a fit to the items before any is tried, as told below of `FitRPC`; empty when nothing
+/// does.
+KELVANE_API std::string WhyNoFit(const std::vector<TRPCEstimationDataItem>& items);
+
 /// Fits a model to the items: ground in degrees and metres, longitudes in one turn, images in pixels; or
 /// all normalised, the cube then being -1 to 1. Offsets and scales are found, or not, as by `EstimateRPC`.
 ///
@@ -124,5 +128,18 @@ constexpr double RPCFitLeastExtent = 0.01;
 /// null.
 KELVANE_API bool FitRPC(const TRPCEstimationDataSet& data, const TRPCFitOptions& options, TRPCData* rpc,
                         TRPCFitReport* report);
+
+/// Fits the inverse of a model, as `EstimateInvertedRPC` does, to the same nodes; the report's figures are
+/// normalised. False, with `*inverted` untouched, where `FitRPC` is, and for fewer than 1 step.
+KELVANE_API bool FitInvertedRPC(const TRPC& rpc, int gridSteps, const TRPCFitOptions& options,
+                                TRPCData* inverted, TRPCFitReport* report);
+
+/// Fits a record to any model, a refined one too: to where its virtual `CalculateLineSample` sees the nodes
+/// of a grid over its normalised cube, `RPCModelFitNodes` an axis, which stand as the extremes of a Chebyshev
+/// polynomial (L. N. Trefethen, "Approximation theory and approximation practice", SIAM 2013). Offsets and
+/// scales are those of the nodes. False, with `*rpc` untouched, where `FitRPC` is, and for an empty model.
+KELVANE_API bool FitRPCToModel(const TRPC& model, const TRPCFitOptions& options, TRPCData* rpc,
+                               TRPCFitReport* report);
+constexpr int RPCModelFitNodes = 15;
 
 }  // namespace SatCommonUtils
