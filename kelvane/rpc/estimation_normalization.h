@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -18,17 +19,29 @@ struct TItemNormalization {
   double TRPCEstimationDataItem::*Value;
   double TRPCData::*Offset;
   double TRPCData::*Scale;
+  double PerUnit;  ///< what is a round number: so many to a pixel, degree or metre
   TLinearNormalization Map;
+  double Least = 0.0;
+  double Most = 0.0;
 
   /// The map that takes the smallest value to -1 and the largest to +1; false when they are the same.
   bool SetUp(const std::vector<TRPCEstimationDataItem>& items) {
-    double least = std::numeric_limits<double>::max();
-    double most = -std::numeric_limits<double>::max();
+    Least = std::numeric_limits<double>::max();
+    Most = -std::numeric_limits<double>::max();
     for (const TRPCEstimationDataItem& item : items) {
-      least = std::min(least, item.*Value);
-      most = std::max(most, item.*Value);
+      Least = std::min(Least, item.*Value);
+      Most = std::max(Most, item.*Value);
     }
-    return Map.Reset(most, least, 1.0, -1.0);
+    return Map.Reset(Most, Least, 1.0, -1.0);
+  }
+  /// Offset and scale become round numbers, which every form of file keeps, where that hardly widens the
+  /// range.
+  void Round() {
+    constexpr double MostWidening = 1.01;
+    const double offset = std::nearbyint(Map.Offset() * PerUnit) / PerUnit;
+    const double reach = std::max(Most - offset, offset - Least);
+    const double scale = std::ceil(reach * PerUnit) / PerUnit;
+    if (scale <= MostWidening * Map.Scale()) Map.Reset(offset, scale);
   }
 };
 
@@ -39,11 +52,12 @@ struct TItemNormalizations : std::array<TItemNormalization, 5> {
   static constexpr std::size_t FirstOfGround = 2;
 
   TItemNormalizations()
-      : array{{{"line", &TItem::Line, &TRPCData::LineOffset, &TRPCData::LineScale, {}},
-               {"sample", &TItem::Sample, &TRPCData::SampleOffset, &TRPCData::SampleScale, {}},
-               {"latitude", &TItem::Latitude, &TRPCData::LatitudeOffset, &TRPCData::LatitudeScale, {}},
-               {"longitude", &TItem::Longitude, &TRPCData::LongitudeOffset, &TRPCData::LongitudeScale, {}},
-               {"height", &TItem::Height, &TRPCData::HeightOffset, &TRPCData::HeightScale, {}}}} {}
+      : array{
+            {{"line", &TItem::Line, &TRPCData::LineOffset, &TRPCData::LineScale, 1.0, {}},
+             {"sample", &TItem::Sample, &TRPCData::SampleOffset, &TRPCData::SampleScale, 1.0, {}},
+             {"latitude", &TItem::Latitude, &TRPCData::LatitudeOffset, &TRPCData::LatitudeScale, 1e6, {}},
+             {"longitude", &TItem::Longitude, &TRPCData::LongitudeOffset, &TRPCData::LongitudeScale, 1e6, {}},
+             {"height", &TItem::Height, &TRPCData::HeightOffset, &TRPCData::HeightScale, 1e2, {}}}} {}
 
   std::vector<TItem> Normalized(const std::vector<TItem>& items) const {
     std::vector<TItem> normalized = items;

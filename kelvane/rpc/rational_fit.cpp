@@ -280,6 +280,7 @@ class TFitting {
   double ChooseRegularization() {
     constexpr int Tried = 31;
     constexpr double Caution = 1.4;
+    effective_unknowns_ = static_cast<double>(functions_.Unknowns());
     if (!options_.Regularize || functions_.Degree == 1) return 0.0;
     const double count = WeightSum();
     double best = 0.0;
@@ -292,6 +293,7 @@ class TFitting {
       if (!(rest > 0.0) || !(score < least)) continue;
       least = score;
       best = weight;
+      effective_unknowns_ = solution.EffectiveUnknowns;
     }
     return best;
   }
@@ -351,12 +353,14 @@ class TFitting {
   double Reweigh(TE_RPCFitWeights kind) {
     constexpr double LeastScale = 1e-9;  // far below a pixel, far above rounding
     constexpr double OfNormal = 1.4826;
+    const auto count = static_cast<double>(functions_.Count * items_.size());
+    const double freedom = std::sqrt(count / std::max(count - effective_unknowns_, 1.0));
     double change = 0.0;
     for (std::size_t f = 0; f < functions_.Count; ++f) {
       std::vector<double> residuals = FitResiduals(functions_, f, observations_);
       std::vector<double> sizes = residuals;
       for (double& size : sizes) size = std::fabs(size);
-      const double scale = std::max(OfNormal * MedianOf(std::move(sizes)), LeastScale);
+      const double scale = std::max(OfNormal * freedom * MedianOf(std::move(sizes)), LeastScale);
       change = std::max(change, std::fabs(scale - fit_.Scale[f]) / scale);
       fit_.Scale[f] = scale;
       for (double& value : residuals) value = WeightOf(value / scale, kind);
@@ -419,8 +423,9 @@ class TFitting {
   TFitWatch& watch_;
   TRationalFit& fit_;
   TRationalFunctions& functions_;
-  bool linear_ = false;  ///< the linear problem of the start instead of the residuals
-  double weight_ = 0.0;  ///< of L x
+  bool linear_ = false;              ///< the linear problem of the start instead of the residuals
+  double weight_ = 0.0;              ///< of L x
+  double effective_unknowns_ = 0.0;  ///< when the weight was chosen
   /// Of the functions and weights as they are, once it was needed.
   std::optional<TLinearisation> current_;
 };

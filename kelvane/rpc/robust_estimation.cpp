@@ -347,7 +347,10 @@ bool FitRPC(const TRPCEstimationDataSet& data, const TRPCFitOptions& options, TR
   TItemNormalizations normalizations;
   TItems working;
   if (!data.Normalized) {
-    for (TItemNormalization& normalization : normalizations) normalization.SetUp(data.Items);
+    for (TItemNormalization& normalization : normalizations) {
+      normalization.SetUp(data.Items);
+      normalization.Round();
+    }
     working = normalizations.Normalized(data.Items);
   }
   const TItems& items = data.Normalized ? data.Items : working;

@@ -113,7 +113,9 @@ constexpr double RPCFitLeastExtent = 0.01;
 KELVANE_API std::string WhyNoFit(const std::vector<TRPCEstimationDataItem>& items);
 
 /// Fits a model to the items: ground in degrees and metres, longitudes in one turn, images in pixels; or
-/// all normalised, the cube then being -1 to 1. Offsets and scales are found, or not, as by `EstimateRPC`.
+/// all normalised, the cube then being -1 to 1. Offsets and scales are found, or not, as by `EstimateRPC`,
+/// but rounded to whole pixels, 1e-6 degree and 0.01 m where that widens the range by less than 1 %, so that
+/// no form of file has to round them.
 ///
 /// An item is held out when a hash of its ground coordinates falls into the lower fifth of its range (of more
 /// than 25000 items: into a part that takes 5000, and 20000 of the others choose the degree with them), so
