@@ -190,11 +190,6 @@ void Measure(const Camera& camera, const std::array<int, 3>& nodes, double sigma
 int main(int argc, char** argv) {
   const auto seeds = static_cast<unsigned>(argc > 1 ? std::atoi(argv[1]) : 5);
   std::vector<Camera> cameras;
-  if (argc > 2) {
-    for (double sigma : {0.01,0.3,1.0}) Measure(FromSample(argv[2]), {10, 10, 5}, sigma, seeds);
-    for (double sigma : {0.01,0.3,1.0}) Measure(FromSample(argv[2]), {11, 11, 11}, sigma, seeds);
-    return 0;
-  }
   for (const char* name : {"worldview3.RPB", "geoeye1.xml", "pleiades_1.xml", "pleiades_2.xml", "skysat.xml",
                            "frame_crop.xml"}) {
     cameras.push_back(FromSample(name));

@@ -160,31 +160,35 @@ class TFitting {
     if (!std::isfinite(Measure(functions_, 0.0))) functions_ = nothing;
   }
 
-  void Continue() {
-    const bool robust = options_.Weights != TE_RPCFitWeights::Equal;
-    fit_.Solved = std::isfinite(Measure(functions_, 0.0));
-    if (!fit_.Solved) return;
-    constexpr double First = 0.1;
-    const double root = std::sqrt(WeightSum());
-    if (options_.Regularize && functions_.Degree > 1)
-      weight_ = fit_.Regularization > 0.0 ? std::sqrt(fit_.Regularization) * root : First * root;
-    if (robust) {
-      IterateWeights();
-      if (!AreThereBlunders()) {
-        fit_.Weights = {};
-        current_.reset();
-        IterateRegularization();
-      }
-    } else {
-      IterateRegularization();
+  void FindBlunders() {
+    constexpr int Weights = 6;
+    for (int i = 0; i < Weights && Begin(); ++i) {
+      weight_ = Weight(i);
+      // Huber's weights first, which have one solution.
+      SettleWeights(TE_RPCFitWeights::Huber, 0.05);
     }
-    RefusePoles();
+    if (fit_.Solved) SettleWeights(TE_RPCFitWeights::Tukey, 0.01);
+  }
+
+  void Choose() {
+    if (!Begin()) return;
+    ChooseRegularization();
+    Finish();
+  }
+
+  void Refit(TE_RPCFitWeights kind) {
+    constexpr double Settled = 1e-3;
+    if (!Begin()) return;
+    weight_ = std::sqrt(fit_.Regularization) * Weight(0);
+    if (kind == TE_RPCFitWeights::Equal)
+      Converge();
+    else
+      SettleWeights(kind, Settled);
     Finish();
   }
 
  private:
   static constexpr int MostSteps = 60;
-  static constexpr int MostRounds = 20;
 
   double RootWeight(std::size_t which, std::size_t i) const {
     const std::vector<double>& weights = fit_.Weights[which];
@@ -274,30 +278,6 @@ class TFitting {
     return *current_;
   }
 
-  /// By generalised cross-validation (Golub, Heath and Wahba), among weights half a decade apart, with the
-  /// unknowns counted 1.4 times, so that it does not fall for too small a weight now and then (Y.-J. Kim, C.
-  /// Gu, Journal of the Royal Statistical Society B 66(2), 2004).
-  double ChooseRegularization() {
-    constexpr int Tried = 31;
-    constexpr double Caution = 1.4;
-    effective_unknowns_ = static_cast<double>(functions_.Unknowns());
-    if (!options_.Regularize || functions_.Degree == 1) return 0.0;
-    const double count = WeightSum();
-    double best = 0.0;
-    double least = Infinity;
-    for (int i = 0; i < Tried; ++i) {
-      const double weight = std::pow(10.0, 1.0 - 0.5 * i) * std::sqrt(count);
-      const auto solution = Current().Solve(weight, 0.0, true);
-      const double rest = count - Caution * solution.EffectiveUnknowns;
-      const double score = count * solution.SquareSum / (rest * rest);
-      if (!(rest > 0.0) || !(score < least)) continue;
-      least = score;
-      best = weight;
-      effective_unknowns_ = solution.EffectiveUnknowns;
-    }
-    return best;
-  }
-
   /// Damped steps with weights and regularisation as they are.
   void Converge() {
     constexpr double FirstDamping = 1e-4;
@@ -332,29 +312,12 @@ class TFitting {
     fit_.Ending = TE_RPCFitEnding::StepLimit;
   }
 
-  /// One choice of the regularisation, and the steps with it; whether the choice was the same as before. It
-  /// falls by steps only: far from the solution the choice goes by a linearisation that is of no use there.
-  bool Advance() {
-    constexpr double MostFall = 30.0;
-    constexpr double Near = 4.0;  // one of the weights that are tried, no two
-    const double before = weight_;
-    const double chosen = ChooseRegularization();
-    weight_ = std::max(chosen, before / MostFall);
-    Converge();
-    return weight_ == chosen && (weight_ == before || (weight_ < Near * before && before < Near * weight_));
-  }
-
-  void IterateRegularization() {
-    for (int round = 0; round < MostRounds && !Advance(); ++round) {
-    }
-  }
-
   /// Weights from the residuals as they are; how much the scales changed.
   double Reweigh(TE_RPCFitWeights kind) {
     constexpr double LeastScale = 1e-9;  // far below a pixel, far above rounding
     constexpr double OfNormal = 1.4826;
     const auto count = static_cast<double>(functions_.Count * items_.size());
-    const double freedom = std::sqrt(count / std::max(count - effective_unknowns_, 1.0));
+    const double freedom = std::sqrt(count / std::max(count - fit_.EffectiveUnknowns, 1.0));
     double change = 0.0;
     for (std::size_t f = 0; f < functions_.Count; ++f) {
       std::vector<double> residuals = FitResiduals(functions_, f, observations_);
@@ -370,29 +333,68 @@ class TFitting {
     return change;
   }
 
-  /// Huber's weights first, which have one solution, then those that were asked for.
-  void IterateWeights() {
-    constexpr double AlmostSettled = 0.05;
-    constexpr double Settled = 1e-3;
-    const bool begun = fit_.Scale[0] > 0.0;
-    for (int round = 0; round < MostRounds && !begun; ++round) {
-      const double change = Reweigh(TE_RPCFitWeights::Huber);
-      if (Advance() && change < AlmostSettled) break;
-    }
-    for (int round = 0; round < MostRounds; ++round) {
-      const double change = Reweigh(options_.Weights);
-      if (Advance() && change < Settled) break;
-    }
+  bool Begin() {
+    fit_.Solved = std::isfinite(Measure(functions_, 0.0));
+    return fit_.Solved;
   }
 
-  bool AreThereBlunders() const {
-    for (std::size_t f = 0; f < functions_.Count; ++f) {
-      const std::vector<double> residuals = FitResiduals(functions_, f, observations_);
-      const double bound = RPCFitBlunder * fit_.Scale[f];
-      if (std::any_of(residuals.begin(), residuals.end(), [=](double r) { return std::fabs(r) > bound; }))
-        return true;
+  /// The weights of the regularisation that are tried, from a fit that is held to first order down.
+  double Weight(int i) const {
+    if (!options_.Regularize || functions_.Degree == 1) return 0.0;
+    return std::pow(10.0, -i) * std::sqrt(static_cast<double>(functions_.Count * items_.size()));
+  }
+
+  /// Goes to ever freer fits, each from the one before, and stays with that of the best score.
+  void ChooseRegularization() {
+    constexpr int Weights = 15;
+    constexpr int Sure = 6;       // so many must be tried
+    constexpr int MostWorse = 3;  // so many one after another end the search
+    // More freedom must do more than a few more unknowns would in noise.
+    const double gain = 1.0 - 8.0 / WeightSum();
+    TRationalFunctions best;
+    double best_weight = 0.0;
+    double least = Infinity;
+    for (int i = 0, worse = 0; i < Weights && (i < Sure || worse < MostWorse); ++i) {
+      weight_ = Weight(i);
+      Converge();
+      const double score = Score();
+      const bool better = i == 0 || score < gain * least;
+      worse = better ? 0 : worse + 1;
+      if (better) {
+        least = score;
+        best = functions_;
+        best_weight = weight_;
+      }
+      if (weight_ == 0.0) break;
     }
-    return false;
+    functions_ = best;
+    weight_ = best_weight;
+    current_.reset();
+  }
+
+  /// Generalised cross-validation (Golub, Heath and Wahba), the unknowns counted 1.4 times, so that it does
+  /// not fall for too little regularisation now and then (Y.-J. Kim, C. Gu, Journal of the Royal Statistical
+  /// Society B 66(2), 2004).
+  double Score() {
+    constexpr double Caution = 1.4;
+    CountEffectiveUnknowns();
+    const double rest = WeightSum() - Caution * fit_.EffectiveUnknowns;
+    return rest > 0.0 ? Measure(functions_, 0.0) / (rest * rest) : Infinity;
+  }
+
+  void CountEffectiveUnknowns() {
+    fit_.EffectiveUnknowns = Current().Solve(weight_, 0.0, true).EffectiveUnknowns;
+  }
+
+  /// Steps and weights in turn, until the scales of the residuals rest.
+  void SettleWeights(TE_RPCFitWeights kind, double settled) {
+    constexpr int MostRounds = 40;
+    for (int round = 0; round < MostRounds; ++round) {
+      const double change = Reweigh(kind);
+      Converge();
+      CountEffectiveUnknowns();
+      if (change < settled) break;
+    }
   }
 
   /// Held more and more towards first order while there is a pole in the cube.
@@ -411,9 +413,9 @@ class TFitting {
   }
 
   void Finish() {
-    const double count = WeightSum();
-    fit_.Regularization = weight_ * weight_ / count;
-    fit_.EffectiveUnknowns = Current().Solve(weight_, 0.0, true).EffectiveUnknowns;
+    RefusePoles();
+    fit_.Regularization = weight_ * weight_ / static_cast<double>(functions_.Count * items_.size());
+    CountEffectiveUnknowns();
     fit_.Condition = Current().Condition();
   }
 
@@ -423,9 +425,8 @@ class TFitting {
   TFitWatch& watch_;
   TRationalFit& fit_;
   TRationalFunctions& functions_;
-  bool linear_ = false;              ///< the linear problem of the start instead of the residuals
-  double weight_ = 0.0;              ///< of L x
-  double effective_unknowns_ = 0.0;  ///< when the weight was chosen
+  bool linear_ = false;  ///< the linear problem of the start instead of the residuals
+  double weight_ = 0.0;  ///< of L x
   /// Of the functions and weights as they are, once it was needed.
   std::optional<TLinearisation> current_;
 };
@@ -452,9 +453,19 @@ TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t 
   return fit;
 }
 
-void ContinueRationalFit(const TFitObservations& observations, const TRPCFitOptions& options,
-                         TFitWatch* watch, TRationalFit* fit) {
-  TFitting(observations, options, watch, fit).Continue();
+void FindBlunders(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                  TRationalFit* fit) {
+  TFitting(observations, options, watch, fit).FindBlunders();
+}
+
+void ChooseRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                       TRationalFit* fit) {
+  TFitting(observations, options, watch, fit).Choose();
+}
+
+void RefitRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                      TRationalFit* fit) {
+  TFitting(observations, options, watch, fit).Refit(options.Weights);
 }
 
 }  // namespace SatCommonUtils

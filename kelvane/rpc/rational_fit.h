@@ -92,8 +92,17 @@ std::vector<double> FitResiduals(const TRationalFunctions& functions, std::size_
 /// Starts from a linear solution of first order, without regard to weights.
 TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t functions, TFitWatch* watch);
 
-/// Fits functions of the degree that `fit->Functions` has, from where they stand.
-void ContinueRationalFit(const TFitObservations& observations, const TRPCFitOptions& options,
-                         TFitWatch* watch, TRationalFit* fit);
+/// All of these fit functions of the degree that `fit->Functions` has, from where they stand.
+///
+/// Finds Tukey's weights, and scales, in a fit that is hardly regularised, so that what the functions cannot
+/// follow is a blunder and no want of freedom.
+void FindBlunders(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                  TRationalFit* fit);
+/// With weights that stay, chooses the regularisation.
+void ChooseRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                       TRationalFit* fit);
+/// With the regularisation that the fit has, settles weights of the kind that is asked for.
+void RefitRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
+                      TRationalFit* fit);
 
 }  // namespace SatCommonUtils

@@ -20,8 +20,8 @@ namespace {
 using TItem = TRPCEstimationDataItem;
 using TItems = std::vector<TItem>;
 
-constexpr std::size_t MostHeldOut = 5000;
-constexpr std::size_t MostTraining = 20000;
+constexpr std::size_t MostHeldOut = 2000;
+constexpr std::size_t MostTraining = 8000;
 /// Fewer items than this are not worth a second thread.
 constexpr std::size_t LeastForThreads = 4096;
 
@@ -99,7 +99,6 @@ struct TOutcome {
   TRationalFit Trained;
   bool Solved = false;
   bool PoleRefused = false;
-  bool TooFew = false;  ///< for the highest degree
 };
 
 class TDegreeChoice {
@@ -109,47 +108,75 @@ class TDegreeChoice {
 
   TOutcome Fit(const TCoordinates& coordinates) const {
     TOutcome outcome;
-    std::vector<TRationalFit> better = Climb(coordinates, &outcome);
+    TRPCFitOptions options = options_;
+    TRationalFit fit = StartRationalFit(coordinates.Of(split_.Training), coordinates.Count, &watch_);
+    if (options.Weights != TE_RPCFitWeights::Equal) {
+      TRationalFit guard = fit;
+      guard.Functions.Degree = MostDegree();
+      FindBlunders(coordinates.Of(split_.Training), options, &watch_, &guard);
+      fit.Scale = guard.Scale;
+      fit.Iterations = guard.Iterations;
+      if (AreThereBlunders(coordinates, guard))
+        fit.Weights = guard.Weights;
+      else
+        options.Weights = TE_RPCFitWeights::Equal;
+    }
+    std::vector<TRationalFit> better = Climb(coordinates, options, fit, &outcome);
     for (; !better.empty() && !outcome.Solved; better.pop_back()) {
       outcome.Trained = better.back();
       outcome.Fit = better.back();
       outcome.Fit.Weights = {};
-      ContinueRationalFit(coordinates.Of(items_), options_, &watch_, &outcome.Fit);
+      RefitRationalFit(coordinates.Of(items_), options, &watch_, &outcome.Fit);
       outcome.Solved = outcome.Fit.Solved;
       outcome.PoleRefused |= outcome.Fit.PoleRefused;
     }
     return outcome;
   }
 
+  /// The highest degree that the items for training can determine; 0 when they cannot determine any.
+  int MostDegree() const {
+    int degree = options_.MaxDegree;
+    while (degree > 0 && split_.Training.size() <= 2 * TermsOfDegree(degree) - 1) --degree;
+    return degree;
+  }
+
  private:
   /// Fits of rising degree, each better than those before it.
-  std::vector<TRationalFit> Climb(const TCoordinates& coordinates, TOutcome* outcome) const {
+  std::vector<TRationalFit> Climb(const TCoordinates& coordinates, const TRPCFitOptions& options,
+                                  TRationalFit fit, TOutcome* outcome) const {
+    const bool robust = options.Weights != TE_RPCFitWeights::Equal;
+    const std::array<double, 2> scale = robust ? fit.Scale : std::array<double, 2>();
     std::vector<TRationalFit> better;
-    TRationalFit fit = StartRationalFit(coordinates.Of(split_.Training), coordinates.Count, &watch_);
-    for (int degree = 1; degree <= options_.MaxDegree; ++degree) {
-      outcome->TooFew = split_.Training.size() <= 2 * TermsOfDegree(degree) - 1;
-      if (outcome->TooFew) break;
-      fit.Functions.Degree = degree;
-      fit.Weights = {};
-      fit.Scale = {};
-      fit.Regularization = 0.0;
-      fit.PoleRefused = false;
+    double least = std::numeric_limits<double>::infinity();
+    for (int degree = 1; degree <= MostDegree(); ++degree) {
       TRationalFit tried = fit;
-      ContinueRationalFit(coordinates.Of(split_.Training), options_, &watch_, &tried);
+      tried.Functions.Degree = degree;
+      tried.PoleRefused = false;
+      ChooseRationalFit(coordinates.Of(split_.Training), options, &watch_, &tried);
       outcome->PoleRefused |= tried.PoleRefused;
       fit.Iterations = tried.Iterations;
       if (!tried.Solved) continue;
       fit = tried;
-      if (better.empty() || IsBetter(coordinates, fit, better.back())) better.push_back(fit);
+      const double misfit = Misfit(coordinates, fit, scale);
+      if (!better.empty() && !(misfit < least)) continue;
+      least = misfit;
+      better.push_back(fit);
     }
     return better;
   }
 
-  bool IsBetter(const TCoordinates& coordinates, const TRationalFit& fit, const TRationalFit& than) const {
-    return Misfit(coordinates, fit, than.Scale) < Misfit(coordinates, than, than.Scale);
+  bool AreThereBlunders(const TCoordinates& coordinates, const TRationalFit& guard) const {
+    for (std::size_t f = 0; f < coordinates.Count; ++f) {
+      const double bound = RPCFitBlunder * guard.Scale[f];
+      const std::vector<double> residuals = FitResiduals(guard.Functions, f, coordinates.Of(items_));
+      if (std::any_of(residuals.begin(), residuals.end(), [=](double r) { return !(std::fabs(r) <= bound); }))
+        return true;
+    }
+    return false;
   }
 
-  /// Of the held-out items: squares, cut off where robust weights would have ended.
+  /// Of the held-out items: squares, cut off where Tukey's weights would have ended; a scale of 0 cuts
+  /// nothing off.
   double Misfit(const TCoordinates& coordinates, const TRationalFit& fit,
                 const std::array<double, 2>& scale) const {
     double sum = 0.0;
@@ -383,7 +410,8 @@ bool FitRPC(const TRPCEstimationDataSet& data, const TRPCFitOptions& options, TR
   report->Line = tell(line, 0, &TItem::Line, pixels.Line);
   report->Sample = tell(sample, of_sample, &TItem::Sample, pixels.Sample);
   report->DownWeighted = DownWeighted(line.Fit.Weights[0], sample.Fit.Weights[of_sample]);
-  Judge(line.TooFew || sample.TooFew, pixels, report);
+  const bool too_few = split.Training.size() <= 2 * TermsOfDegree(options.MaxDegree) - 1;
+  Judge(too_few, pixels, report);
   return true;
 }
 
