@@ -34,6 +34,9 @@ class EstimationRun {
   std::size_t calls_ = 0;
 };
 
+/// How a fit of both functions ended.
+SatCommonUtils::TRPCEstimationReport EndingOf(const SatCommonUtils::TRPCFitReport& report);
+
 /// Prints how an estimation ended.
 void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report);
 

@@ -48,6 +48,11 @@ const char* VerdictName(TE_RPCFitVerdict verdict) {
   return verdict == TE_RPCFitVerdict::Trustworthy ? "trustworthy" : "doubtful";
 }
 
+/// How the fit ended, in the words of the classic one.
+SatCommonUtils::TRPCEstimationReport Ending(const FittedModel& fitted) {
+  return fitted.classic ? fitted.estimation : EndingOf(fitted.report);
+}
+
 nlohmann::ordered_json AsJson(const TRPCFitFunction& function) {
   nlohmann::ordered_json json;
   json["degree"] = function.Degree;
@@ -82,10 +87,10 @@ void PrintFitAsJson(const FittedModel& fitted, const Correspondences& points, co
   report["maxResidual"] = std::max(residuals.MaxLine, residuals.MaxSample);
   report["maxResidualLine"] = residuals.MaxLine;
   report["maxResidualSample"] = residuals.MaxSample;
-  if (fitted.classic) {
-    report["iterations"] = fitted.estimation.Iterations;
-    report["converged"] = fitted.estimation.Converged;
-  } else {
+  const auto ending = Ending(fitted);
+  report["iterations"] = ending.Iterations;
+  report["converged"] = ending.Converged;
+  if (!fitted.classic) {
     report["verdict"] = VerdictName(fitted.report.Verdict);
     report["remark"] = fitted.report.Text;
     report["heldOut"] = fitted.report.HeldOut;

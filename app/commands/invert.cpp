@@ -34,16 +34,19 @@ constexpr int MostSteps = 200;
 struct Inverse {
   ModelFile file;
   const char* method = nullptr;
+  TRPCEstimationReport ending;
   double difference = HUGE_VAL;  ///< degrees
 };
 
-void Take(const TRPC& model, const char* method, const SatCommonUtils::TRPCData& data, Inverse* better) {
+void Take(const TRPC& model, const char* method, const SatCommonUtils::TRPCData& data,
+          const TRPCEstimationReport& ending, Inverse* better) {
   auto inverse = std::make_unique<TRPC>(data, nullptr);
   const double difference = SatCommonUtils::CalculateMaxInverseDifference(model, *inverse);
   if (!(difference < better->difference)) return;
   better->file.data = data;
   better->file.model = std::move(inverse);
   better->method = method;
+  better->ending = ending;
   better->difference = difference;
 }
 
@@ -59,11 +62,11 @@ Inverse InverseOf(const ModelFile& file, const InvertOptions& options) {
   const auto control = run.Control(SatCommonUtils::TE_RPCEstimationSteps::Apart);
   TRPCEstimationReport estimation;
   if (SatCommonUtils::EstimateInvertedRPC(model, &data, options.grid, control, &estimation))
-    Take(model, "classic", data, &better);
+    Take(model, "classic", data, estimation, &better);
   SatCommonUtils::TRPCFitReport report;
   if (!InterruptWatch::IsInterrupted() &&
       SatCommonUtils::FitInvertedRPC(model, options.grid, run.FitOptions(), &data, &report)) {
-    Take(model, "robust", data, &better);
+    Take(model, "robust", data, EndingOf(report), &better);
   }
   if (InterruptWatch::IsInterrupted()) throw Problem(file.path + ": interrupted; nothing is written");
   if (!better.file.model) {
@@ -91,6 +94,8 @@ int Invert(const InvertOptions& options) {
     nlohmann::ordered_json report;
     report["grid"] = options.grid;
     report["method"] = inverse.method;
+    report["iterations"] = inverse.ending.Iterations;
+    report["converged"] = inverse.ending.Converged;
     report["rounded"] = written.rounded;
     report["maxDifference"] = difference;
     PrintJson(report);
@@ -98,6 +103,7 @@ int Invert(const InvertOptions& options) {
     std::printf("ground from image and height within %.2g degrees (latitude as line, longitude as sample)\n",
                 difference);
     std::printf("by the %s fit, which comes nearer\n", inverse.method);
+    PrintEnding(inverse.ending);
     PrintWritten(written, options.out);
   }
   return AllComputed;

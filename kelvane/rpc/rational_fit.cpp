@@ -162,12 +162,36 @@ class TFitting {
 
   void FindBlunders() {
     constexpr int Weights = 6;
+    constexpr double Almost = 1.1;
+    std::vector<TRationalFit> fits;
     for (int i = 0; i < Weights && Begin(); ++i) {
       weight_ = Weight(i);
-      // Huber's weights first, which have one solution.
+      // Huber's weights have one solution.
       SettleWeights(TE_RPCFitWeights::Huber, 0.05);
+      fits.push_back(fit_);
     }
-    if (fit_.Solved) SettleWeights(TE_RPCFitWeights::Tukey, 0.01);
+    if (fits.empty()) return;
+    std::array<double, 2> least = fits.back().Scale;
+    for (const TRationalFit& fit : fits) {
+      for (std::size_t f = 0; f < functions_.Count; ++f) least[f] = std::min(least[f], fit.Scale[f]);
+    }
+    // With no more freedom than it takes: what has more follows the blunders.
+    const auto follows = [&](const TRationalFit& fit) {
+      return fit.Scale[0] <= Almost * least[0] && fit.Scale[1] <= Almost * least[1];
+    };
+    const auto chosen = std::find_if(fits.begin(), fits.end(), follows);
+    const auto place =
+        chosen == fits.end() ? fits.size() - 1 : static_cast<std::size_t>(chosen - fits.begin());
+    const int iterations = fit_.Iterations;
+    fit_ = fits[place];
+    fit_.Iterations = iterations;
+    weight_ = Weight(static_cast<int>(place));
+    current_.reset();
+    SettleWeights(TE_RPCFitWeights::Tukey, 0.01);
+    // All or nothing: weights between would favour what this fit makes of the noise.
+    for (std::vector<double>& weights : fit_.Weights) {
+      for (double& weight : weights) weight = weight > 0.0 ? 1.0 : 0.0;
+    }
   }
 
   void Choose() {

@@ -94,7 +94,7 @@ TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t 
 
 /// All of these fit functions of the degree that `fit->Functions` has, from where they stand.
 ///
-/// Finds Tukey's weights, and scales, in a fit that is hardly regularised, so that what the functions cannot
+/// Finds scales, and weights of 1 or 0, in a fit that is hardly regularised, so that what the functions cannot
 /// follow is a blunder and no want of freedom.
 void FindBlunders(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
                   TRationalFit* fit);

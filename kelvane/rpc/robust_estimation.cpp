@@ -20,8 +20,8 @@ namespace {
 using TItem = TRPCEstimationDataItem;
 using TItems = std::vector<TItem>;
 
-constexpr std::size_t MostHeldOut = 2000;
-constexpr std::size_t MostTraining = 8000;
+constexpr std::size_t MostHeldOut = 5000;
+constexpr std::size_t MostTraining = 20000;
 /// Fewer items than this are not worth a second thread.
 constexpr std::size_t LeastForThreads = 4096;
 
@@ -126,6 +126,9 @@ class TDegreeChoice {
       outcome.Trained = better.back();
       outcome.Fit = better.back();
       outcome.Fit.Weights = {};
+      // The prior that the regularisation stands for has the weight of so many observations, however many
+      // there are.
+      outcome.Fit.Regularization *= Share();
       RefitRationalFit(coordinates.Of(items_), options, &watch_, &outcome.Fit);
       outcome.Solved = outcome.Fit.Solved;
       outcome.PoleRefused |= outcome.Fit.PoleRefused;
@@ -157,7 +160,7 @@ class TDegreeChoice {
       fit.Iterations = tried.Iterations;
       if (!tried.Solved) continue;
       fit = tried;
-      const double misfit = Misfit(coordinates, fit, scale);
+      const double misfit = Misfit(coordinates, fit, scale) * (1.0 - Surplus(fit));
       if (!better.empty() && !(misfit < least)) continue;
       least = misfit;
       better.push_back(fit);
@@ -173,6 +176,18 @@ class TDegreeChoice {
         return true;
     }
     return false;
+  }
+
+  /// How many of all items are for training.
+  double Share() const {
+    return static_cast<double>(split_.Training.size()) / static_cast<double>(items_.size());
+  }
+
+  /// What errors of the unknowns add to the misfit now, and will not when all items have been fitted: a part
+  /// of it.
+  double Surplus(const TRationalFit& fit) const {
+    const std::size_t observed = fit.Functions.Count * split_.Training.size();
+    return fit.EffectiveUnknowns / static_cast<double>(observed) * (1.0 - Share());
   }
 
   /// Of the held-out items: squares, cut off where Tukey's weights would have ended; a scale of 0 cuts

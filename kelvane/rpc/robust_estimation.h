@@ -118,7 +118,7 @@ KELVANE_API std::string WhyNoFit(const std::vector<TRPCEstimationDataItem>& item
 /// no form of file has to round them.
 ///
 /// An item is held out when a hash of its ground coordinates falls into the lower fifth of its range (of more
-/// than 10000 items: into a part that takes 2000, and 8000 of the others choose the degree with them), so
+/// than 25000 items: into a part that takes 5000, and 20000 of the others choose the degree with them), so
 /// that neither the order of the items nor a pattern in them matters. A higher degree is taken where it sees
 /// the held-out items better. The model given out is fitted to all the items.
 ///
