@@ -188,10 +188,19 @@ class TFitting {
     weight_ = Weight(static_cast<int>(place));
     current_.reset();
     SettleWeights(TE_RPCFitWeights::Tukey, 0.01);
-    // All or nothing: weights between would favour what this fit makes of the noise.
-    for (std::vector<double>& weights : fit_.Weights) {
-      for (double& weight : weights) weight = weight > 0.0 ? 1.0 : 0.0;
-    }
+    MakeAllOrNothing();
+  }
+
+  bool LeaveOutBlunders(const TRationalFit& by) {
+    constexpr double MuchSmaller = 0.8;
+    const auto before = fit_.Scale;
+    const TRationalFunctions stand = functions_;
+    functions_ = by.Functions;
+    fit_.EffectiveUnknowns = by.EffectiveUnknowns;
+    Reweigh(TE_RPCFitWeights::Tukey);
+    MakeAllOrNothing();
+    functions_ = stand;
+    return fit_.Scale[0] < MuchSmaller * before[0] || fit_.Scale[1] < MuchSmaller * before[1];
   }
 
   void Choose() {
@@ -307,26 +316,37 @@ class TFitting {
     constexpr double FirstDamping = 1e-4;
     constexpr double LargestDamping = 1e3;
     constexpr double SmallestGain = 1e-9;
-    constexpr double RoundingRms = 1e-15;
+    constexpr double WorthAStep = 1e-2;
+    constexpr double RoundingRms = 1e-14;
     double damping = FirstDamping;
+    bool rejected = false;  // a step from where the functions stand
     double objective = Measure(functions_, weight_);
     const double rounding = RoundingRms * RoundingRms * WeightSum();
     for (int i = 0; i < MostSteps; ++i) {
       const auto solution = Current().Solve(weight_, damping, false);
       const double gain = Current().Objective(weight_) - solution.Objective;
-      if (objective <= rounding || gain <= SmallestGain * objective) {
-        fit_.Ending = TE_RPCFitEnding::Converged;
+      const bool lowest = rejected || damping <= LeastDamping;
+      const bool gains = gain > (lowest ? SmallestGain : WorthAStep) * objective;
+      if (objective <= rounding || (!gains && lowest)) {
+        fit_.Ending = rejected ? TE_RPCFitEnding::NoBetterStep : TE_RPCFitEnding::Converged;
         return;
+      }
+      // Damping may hold back what would gain more.
+      if (!gains) {
+        damping = std::max(0.01 * damping, LeastDamping);
+        continue;
       }
       TRationalFunctions moved = functions_;
       for (std::size_t k = 0; k < moved.Unknowns(); ++k) moved[k] += solution.Step[k];
       const double after = Measure(moved, weight_);
       if (!(after < objective)) {
         damping *= 10.0;
+        rejected = true;
         fit_.Ending = TE_RPCFitEnding::NoBetterStep;
         if (damping > LargestDamping) return;
         continue;
       }
+      rejected = false;
       functions_ = moved;
       objective = after;
       damping = std::max(0.01 * damping, LeastDamping);
@@ -357,6 +377,13 @@ class TFitting {
     return change;
   }
 
+  /// Weights between would favour what the fit, by which they were found, makes of the noise.
+  void MakeAllOrNothing() {
+    for (std::vector<double>& weights : fit_.Weights) {
+      for (double& weight : weights) weight = weight > 0.0 ? 1.0 : 0.0;
+    }
+  }
+
   bool Begin() {
     fit_.Solved = std::isfinite(Measure(functions_, 0.0));
     return fit_.Solved;
@@ -372,7 +399,7 @@ class TFitting {
   void ChooseRegularization() {
     constexpr int Weights = 15;
     constexpr int Sure = 6;       // so many must be tried
-    constexpr int MostWorse = 3;  // so many one after another end the search
+    constexpr int MostWorse = 5;  // so many one after another end the search
     // More freedom must do more than a few more unknowns would in noise.
     const double gain = 1.0 - 8.0 / WeightSum();
     TRationalFunctions best;
@@ -480,6 +507,12 @@ TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t 
 void FindBlunders(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
                   TRationalFit* fit) {
   TFitting(observations, options, watch, fit).FindBlunders();
+}
+
+bool LeaveOutBlunders(const TFitObservations& observations, const TRationalFit& by, TRationalFit* fit) {
+  const TRPCFitOptions options;
+  TFitWatch nobody(nullptr);
+  return TFitting(observations, options, &nobody, fit).LeaveOutBlunders(by);
 }
 
 void ChooseRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,

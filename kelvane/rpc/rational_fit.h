@@ -94,10 +94,13 @@ TRationalFit StartRationalFit(const TFitObservations& observations, std::size_t 
 
 /// All of these fit functions of the degree that `fit->Functions` has, from where they stand.
 ///
-/// Finds scales, and weights of 1 or 0, in a fit that is hardly regularised, so that what the functions cannot
-/// follow is a blunder and no want of freedom.
+/// Finds scales, and weights of 1 or 0, in a fit that is hardly regularised, so that what the functions
+/// cannot follow is a blunder and no want of freedom.
 void FindBlunders(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
                   TRationalFit* fit);
+/// Gives `*fit` the scales of another fit's residuals, and weights of 1 or 0 by them. False where no scale is
+/// much smaller than those which `*fit` had.
+bool LeaveOutBlunders(const TFitObservations& observations, const TRationalFit& by, TRationalFit* fit);
 /// With weights that stay, chooses the regularisation.
 void ChooseRationalFit(const TFitObservations& observations, const TRPCFitOptions& options, TFitWatch* watch,
                        TRationalFit* fit);

@@ -122,6 +122,13 @@ class TDegreeChoice {
         options.Weights = TE_RPCFitWeights::Equal;
     }
     std::vector<TRationalFit> better = Climb(coordinates, options, fit, &outcome);
+    // Once more where the residuals became so much smaller that more blunders stand out.
+    constexpr int MostTurns = 4;
+    for (int turn = 0; turn < MostTurns && options.Weights != TE_RPCFitWeights::Equal && !better.empty() &&
+                       LeaveOutBlunders(coordinates.Of(split_.Training), better.back(), &fit);
+         ++turn) {
+      better = Climb(coordinates, options, fit, &outcome);
+    }
     for (; !better.empty() && !outcome.Solved; better.pop_back()) {
       outcome.Trained = better.back();
       outcome.Fit = better.back();
@@ -150,8 +157,10 @@ class TDegreeChoice {
     const bool robust = options.Weights != TE_RPCFitWeights::Equal;
     const std::array<double, 2> scale = robust ? fit.Scale : std::array<double, 2>();
     std::vector<TRationalFit> better;
+    constexpr double Rounding = 1e-14;
+    const double exact = Rounding * Rounding * static_cast<double>(coordinates.Count * split_.HeldOut.size());
     double least = std::numeric_limits<double>::infinity();
-    for (int degree = 1; degree <= MostDegree(); ++degree) {
+    for (int degree = 1; degree <= MostDegree() && !(least <= exact); ++degree) {
       TRationalFit tried = fit;
       tried.Functions.Degree = degree;
       tried.PoleRefused = false;
