@@ -60,8 +60,8 @@ Camera FromSample(const std::string& name) {
           {data.LatitudeOffset, data.LongitudeOffset, data.HeightOffset},
           {data.LatitudeScale, data.LongitudeScale, data.HeightScale},
           [model = std::make_shared<TRPC>(data, nullptr)](TRPCEstimationDataItem* item) {
-            model->CalculateLineSample(item->Latitude, item->Longitude, item->Height, &item->Line, &item->Sample,
-                                       nullptr, nullptr);
+            model->CalculateLineSample(item->Latitude, item->Longitude, item->Height, &item->Line,
+                                       &item->Sample, nullptr, nullptr);
           }};
 }
 
@@ -173,8 +173,8 @@ void Measure(const Camera& camera, const std::array<int, 3>& nodes, double sigma
   }
   const double change = std::sqrt(robust.squares / fit.squares);
   const double bound = 1.5 * sigma * std::sqrt(39.0 / static_cast<double>(grid.size()));
-  std::printf("| %s | %zu | %g | %.2g | %.2g | %.2g | %.2g | %d, %d | ", camera.name.c_str(), grid.size(), sigma,
-              sigma > 0.0 ? bound : 1e-6, classic.rms, fit.rms, fit.max, report.Line.Degree,
+  std::printf("| %s | %zu | %g | %.2g | %.2g | %.2g | %.2g | %d, %d | ", camera.name.c_str(), grid.size(),
+              sigma, sigma > 0.0 ? bound : 1e-6, classic.rms, fit.rms, fit.max, report.Line.Degree,
               report.Sample.Degree);
   if (sigma > 0.0)
     std::printf("%.2g (%+.0f %%) |", robust.rms, 100.0 * (change - 1.0));
@@ -196,7 +196,8 @@ int main(int argc, char** argv) {
   }
   cameras.push_back(Affine());
   cameras.push_back(Frame());
-  std::printf("| Camera | Points | Noise | Bound | Classic | Fit | its largest | Degrees | With blunders |\n");
+  std::printf(
+      "| Camera | Points | Noise | Bound | Classic | Fit | its largest | Degrees | With blunders |\n");
   std::printf("|---|---|---|---|---|---|---|---|---|\n");
   const std::array<int, 3> grids[] = {{10, 10, 5}, {11, 11, 11}, {40, 25, 20}};
   for (const Camera& camera : cameras) {

@@ -288,7 +288,9 @@ void AddDoubts(const char* name, const TRPCFitFunction& function, double roundin
   if (function.HeldOutRms > std::max(MostRatio * expected, rounding))
     add("points that were held out are missed by more than twice what the others are");
   if (function.PoleRefused) add("a fit whose denominator has a zero in the cube was refused");
-  if (function.Ending == TE_RPCFitEnding::StepLimit) add("the steps ended at their limit");
+  // At the level of rounding, steps may go on for ever.
+  if (function.Ending == TE_RPCFitEnding::StepLimit && function.HeldOutRms > rounding)
+    add("the steps ended at their limit");
 }
 
 void Judge(bool too_few, const TPixels& pixels, TRPCFitReport* report) {
