@@ -1,13 +1,12 @@
 /// A record fitted to a model.
-#include <cmath>
-#include <vector>
+#include <array>
+#include <cstddef>
 
 #include "kelvane/rpc/robust_estimation.h"
 
 namespace SatCommonUtils {
 
 bool FitRPCToModel(const TRPC& model, const TRPCFitOptions& options, TRPCData* rpc, TRPCFitReport* report) {
-  constexpr double Pi = 3.14159265358979323846;
   *report = TRPCFitReport();
   TRPCData data;
   model.GetRPCData(&data);
@@ -15,8 +14,12 @@ bool FitRPCToModel(const TRPC& model, const TRPCFitOptions& options, TRPCData* r
     report->Text = "the model is empty";
     return false;
   }
-  std::vector<double> nodes;
-  for (int i = 0; i < RPCModelFitNodes; ++i) nodes.push_back(-std::cos(Pi * i / (RPCModelFitNodes - 1)));
+  std::array<double, RPCModelFitNodes> nodes;
+  for (int i = 0; i < RPCModelFitNodes; ++i) {
+    const double at = 2.0 * i / (RPCModelFitNodes - 1) - 1.0;
+    // Near the sine of Chebyshev's nodes, and of the same bits everywhere.
+    nodes[static_cast<std::size_t>(i)] = 0.5 * at * (3.0 - at * at);
+  }
   TRPCEstimationDataSet seen;
   for (const double P : nodes) {
     for (const double L : nodes) {

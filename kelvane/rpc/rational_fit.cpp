@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "kelvane/numeric/sequential_qr.h"
-#include "kelvane/numeric/singular_values.h"
 #include "kelvane/rpc/denominator_pole.h"
+#include "kelvane/rpc/fit_linearisation.h"
 
 namespace SatCommonUtils {
 
@@ -16,113 +16,10 @@ namespace {
 using TItem = TRPCEstimationDataItem;
 
 constexpr double Infinity = std::numeric_limits<double>::infinity();
-/// Of the scaled columns: what keeps a system solvable whose columns depend on each other.
-constexpr double LeastDamping = 1e-14;
 /// A denominator below this at a point counts as a pole: those of cameras stay near 1.
 constexpr double LeastDenominator = 1e-2;
 
 TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitude, item.Height}; }
-
-bool IsRegularized(const TRationalFunctions& functions, std::size_t unknown) {
-  return functions.TermOf(unknown) >= TermsOfDegree(1);
-}
-
-/// What is minimised, linear about where the functions stand: |J step + r|^2 + (weight |L (x + step)|)^2.
-class TLinearisation {
- public:
-  /// `system` holds R of [J, -r].
-  TLinearisation(const TSequentialQR& system, const TRationalFunctions& at)
-      : at_(at), size_(at.Unknowns()), system_(system), lengths_(size_) {
-    for (std::size_t k = 0; k < size_; ++k) {
-      double squares = 0.0;
-      for (std::size_t i = 0; i <= k; ++i) squares += system(i, k) * system(i, k);
-      lengths_[k] = squares > 0.0 ? std::sqrt(squares) : 1.0;
-    }
-  }
-
-  /// What is minimised, at the functions themselves.
-  double Objective(double weight) const {
-    double sum = 0.0;
-    for (std::size_t i = 0; i <= size_; ++i) sum += system_(i, size_) * system_(i, size_);
-    for (std::size_t k = 0; k < size_; ++k) {
-      const double held = IsRegularized(at_, k) ? weight * at_[k] : 0.0;
-      sum += held * held;
-    }
-    return sum;
-  }
-
-  struct TSolution {
-    std::vector<double> Step;
-    double Objective;  ///< after the step
-    double SquareSum;  ///< of the residuals after it
-    double EffectiveUnknowns;
-  };
-
-  /// The step with damping, which is relative to the lengths of the columns. The last two figures are found
-  /// `with_figures` only.
-  TSolution Solve(double weight, double damping, bool with_figures) const {
-    TSequentialQR bordered(size_ + 1);
-    for (std::size_t i = 0; i <= size_; ++i) {
-      double* const row = bordered.NextRow();
-      for (std::size_t k = i; k < size_; ++k) row[k] = Scaled(i, k);
-      row[size_] = system_(i, size_);
-    }
-    for (std::size_t k = 0; k < size_; ++k) {
-      if (weight > 0.0 && IsRegularized(at_, k)) {
-        double* const row = bordered.NextRow();
-        row[k] = weight / lengths_[k];
-        row[size_] = -weight * at_[k];
-      }
-      bordered.NextRow()[k] = std::max(damping, LeastDamping);
-    }
-    bordered.Fold();
-    TSolution solution{std::vector<double>(size_), 0.0, 0.0, 0.0};
-    for (std::size_t i = size_; i-- > 0;) {
-      double value = bordered(i, size_);
-      for (std::size_t k = i + 1; k < size_; ++k) value -= bordered(i, k) * solution.Step[k];
-      solution.Step[i] = value / bordered(i, i);
-    }
-    solution.Objective = bordered(size_, size_) * bordered(size_, size_);
-    if (with_figures) AddFigures(bordered, &solution);
-    for (std::size_t k = 0; k < size_; ++k) solution.Step[k] /= lengths_[k];
-    return solution;
-  }
-
-  double Condition() const {
-    std::vector<std::vector<double>> columns(size_, std::vector<double>(size_));
-    for (std::size_t k = 0; k < size_; ++k) {
-      for (std::size_t i = 0; i <= k; ++i) columns[k][i] = Scaled(i, k);
-    }
-    const auto [largest, smallest] = ExtremeSingularValues(std::move(columns));
-    return largest / smallest;
-  }
-
- private:
-  double Scaled(std::size_t i, std::size_t k) const { return system_(i, k) / lengths_[k]; }
-
-  /// The residuals after the step, and the trace of the matrix that takes the observations to their fit: with
-  /// M the triangle of the bordered system, the squared norm of R M^-1.
-  void AddFigures(const TSequentialQR& bordered, TSolution* solution) const {
-    solution->SquareSum = system_(size_, size_) * system_(size_, size_);
-    std::vector<double> y(size_);
-    for (std::size_t i = 0; i < size_; ++i) {
-      double residual = -system_(i, size_);
-      for (std::size_t k = i; k < size_; ++k) residual += Scaled(i, k) * solution->Step[k];
-      solution->SquareSum += residual * residual;
-      for (std::size_t k = i; k < size_; ++k) {
-        double value = Scaled(i, k);
-        for (std::size_t j = i; j < k; ++j) value -= bordered(j, k) * y[j];
-        y[k] = value / bordered(k, k);
-        solution->EffectiveUnknowns += y[k] * y[k];
-      }
-    }
-  }
-
-  TRationalFunctions at_;
-  std::size_t size_;
-  TSequentialQR system_;
-  std::vector<double> lengths_;
-};
 
 double MedianOf(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -289,7 +186,7 @@ class TFitting {
     return factor;
   }
 
-  TLinearisation Linearise() const {
+  TFitLinearisation Linearise() const {
     const std::size_t count = functions_.Terms();
     const std::size_t both = functions_.Count * count;
     TSequentialQR system(functions_.Unknowns() + 1);
@@ -306,7 +203,7 @@ class TFitting {
     return {system, functions_};
   }
 
-  const TLinearisation& Current() {
+  const TFitLinearisation& Current() {
     if (!current_) current_.emplace(Linearise());
     return *current_;
   }
@@ -325,7 +222,7 @@ class TFitting {
     for (int i = 0; i < MostSteps; ++i) {
       const auto solution = Current().Solve(weight_, damping, false);
       const double gain = Current().Objective(weight_) - solution.Objective;
-      const bool lowest = rejected || damping <= LeastDamping;
+      const bool lowest = rejected || damping <= LeastFitDamping;
       const bool gains = gain > (lowest ? SmallestGain : WorthAStep) * objective;
       if (objective <= rounding || (!gains && lowest)) {
         fit_.Ending = rejected ? TE_RPCFitEnding::NoBetterStep : TE_RPCFitEnding::Converged;
@@ -333,7 +230,7 @@ class TFitting {
       }
       // Damping may hold back what would gain more.
       if (!gains) {
-        damping = std::max(0.01 * damping, LeastDamping);
+        damping = std::max(0.01 * damping, LeastFitDamping);
         continue;
       }
       TRationalFunctions moved = functions_;
@@ -349,7 +246,7 @@ class TFitting {
       rejected = false;
       functions_ = moved;
       objective = after;
-      damping = std::max(0.01 * damping, LeastDamping);
+      damping = std::max(0.01 * damping, LeastFitDamping);
       ++fit_.Iterations;
       current_.reset();
     }
@@ -392,7 +289,9 @@ class TFitting {
   /// The weights of the regularisation that are tried, from a fit that is held to first order down.
   double Weight(int i) const {
     if (!options_.Regularize || functions_.Degree == 1) return 0.0;
-    return std::pow(10.0, -i) * std::sqrt(static_cast<double>(functions_.Count * items_.size()));
+    double weight = std::sqrt(static_cast<double>(functions_.Count * items_.size()));
+    for (; i > 0; --i) weight /= 10.0;
+    return weight;
   }
 
   /// Goes to ever freer fits, each from the one before, and stays with that of the best score.
@@ -479,7 +378,7 @@ class TFitting {
   bool linear_ = false;  ///< the linear problem of the start instead of the residuals
   double weight_ = 0.0;  ///< of L x
   /// Of the functions and weights as they are, once it was needed.
-  std::optional<TLinearisation> current_;
+  std::optional<TFitLinearisation> current_;
 };
 
 }  // namespace

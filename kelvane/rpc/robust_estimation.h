@@ -137,9 +137,10 @@ KELVANE_API bool FitInvertedRPC(const TRPC& rpc, int gridSteps, const TRPCFitOpt
                                 TRPCData* inverted, TRPCFitReport* report);
 
 /// Fits a record to any model, a refined one too: to where its virtual `CalculateLineSample` sees the nodes
-/// of a grid over its normalised cube, `RPCModelFitNodes` an axis, which stand as the extremes of a Chebyshev
-/// polynomial (L. N. Trefethen, "Approximation theory and approximation practice", SIAM 2013). Offsets and
-/// scales are those of the nodes. False, with `*rpc` untouched, where `FitRPC` is, and for an empty model.
+/// of a grid over its normalised cube, `RPCModelFitNodes` an axis, which stand much as the extremes of a
+/// Chebyshev polynomial (L. N. Trefethen, "Approximation theory and approximation practice", SIAM 2013).
+/// Offsets and scales are those of the nodes. False, with `*rpc` untouched, where `FitRPC` is, and for an
+/// empty model.
 KELVANE_API bool FitRPCToModel(const TRPC& model, const TRPCFitOptions& options, TRPCData* rpc,
                                TRPCFitReport* report);
 constexpr int RPCModelFitNodes = 15;

@@ -3,15 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "kelvane/refinement/affine_refinement.h"
 #include "kelvane/rpc/adjusted_rpc.h"
+#include "kelvane/rpc/denominator_pole.h"
 #include "kelvane/rpc/model_difference.h"
 #include "tests/rpc/ground_cube.h"
 #include "tests/support/records.h"
@@ -345,6 +348,78 @@ TEST(FitRPC, RefusesPolesInTheCube) {
       ASSERT_GT(denominator, 0.0L);
     }
   }
+}
+
+TEST(FitRPC, DenominatorsAreKnownToStayPositive) {
+  std::mt19937_64 random(9);
+  std::uniform_real_distribution<double> number(-1.0, 1.0);
+  int positive = 0;
+  for (int i = 0; i < 200; ++i) {
+    std::array<double, 20> denominator = {1.0};
+    for (std::size_t k = 1; k < denominator.size(); ++k) denominator[k] = 0.3 * number(random);
+    double least = 1.0;
+    for (int node = 0; node < 41 * 41 * 41; ++node) {
+      const auto at = [node](int divisor) { return node / divisor % 41 / 20.0 - 1.0; };
+      least = std::min(least,
+                       static_cast<double>(test::Polynomial(denominator.data(), at(1), at(41), at(41 * 41))));
+    }
+    const bool found = TPoleSearch(denominator).IsPositive();
+    // Nothing with a zero passes, and nothing that stays well above it is refused.
+    EXPECT_FALSE(found && least <= 0.0) << least;
+    EXPECT_FALSE(!found && least > 0.1) << least;
+    positive += found ? 1 : 0;
+  }
+  EXPECT_GT(positive, 20);
+  EXPECT_LT(positive, 180);
+}
+
+TEST(FitRPC, TakesPointsAsTheyCome) {
+  const Camera camera = Frame();
+  const Items others = camera.Anywhere(1000, 77);
+  const auto expect_close = [&](const Items& items, double bound, const char* what) {
+    for (const auto weights : {TE_RPCFitWeights::Equal, TE_RPCFitWeights::Tukey}) {
+      for (const bool common : {false, true}) {
+        TRPCFitOptions options;
+        options.Weights = weights;
+        options.CommonDenominator = common;
+        const Fitted fit(items, options);
+        ASSERT_TRUE(fit.found) << what << ": " << fit.report.Text;
+        const TRPCResiduals miss = fit.Miss(others);
+        EXPECT_LT(std::max(miss.RmsLine, miss.RmsSample), bound) << what;
+      }
+    }
+  };
+  // No more than are needed, each place many times, most of them at one height, more off than on the ground.
+  expect_close(camera.Anywhere(40, 5), 1e-6, "40 points");
+  Items repeated = camera.Anywhere(60, 5);
+  for (std::size_t i = 0; i < 1200; ++i) repeated.push_back(repeated[i % 60]);
+  AddNoise(0.1, &repeated);
+  expect_close(repeated, 0.1, "60 places");
+  Items flat = camera.Anywhere(400, 5);
+  for (std::size_t i = 0; i < 300; ++i) {
+    flat[i].Height = 100.0;
+    camera.see(&flat[i]);
+  }
+  AddNoise(0.1, &flat);
+  expect_close(flat, 0.2, "most at one height");
+  Items bent = camera.Anywhere(600, 5);
+  AddNoise(0.1, &bent);
+  for (std::size_t i = 0; i < bent.size(); i += 4) bent[i].Line += i % 8 == 0 ? 300.0 : 150.0;
+  TRPCFitOptions options;
+  options.Weights = TE_RPCFitWeights::Tukey;
+  const Fitted fit(bent, options);
+  EXPECT_LT(fit.Miss(others).RmsLine, 0.05) << "a quarter of blunders to one side";
+  EXPECT_EQ(fit.report.Verdict, TE_RPCFitVerdict::Doubtful);
+  EXPECT_NE(fit.report.Text.find("more than a tenth of the points was down-weighted"), std::string::npos);
+  // Without regularisation a fit is what the points make of it, and still has no pole and no wild step.
+  Items noisy = camera.Anywhere(500, 5);
+  AddNoise(0.1, &noisy);
+  options = TRPCFitOptions();
+  options.Regularize = false;
+  const Fitted free(noisy, options);
+  ASSERT_TRUE(free.found);
+  EXPECT_EQ(free.report.Line.Regularization, 0.0);
+  EXPECT_LT(free.Miss(others).RmsLine, 0.1);
 }
 
 TEST(FitRPC, FitsInversesAndRefinedModels) {
