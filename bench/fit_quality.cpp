@@ -197,7 +197,8 @@ int main(int argc, char** argv) {
   cameras.push_back(Affine());
   cameras.push_back(Frame());
   std::printf(
-      "| Camera | Points | Noise | Bound | Classic | Fit | its largest | Degrees | With blunders |\n");
+      "| Camera | Points | Noise | Bound | Classic | Fit | Its largest error | Orders (line, sample) | With "
+      "blunders |\n");
   std::printf("|---|---|---|---|---|---|---|---|---|\n");
   const std::array<int, 3> grids[] = {{10, 10, 5}, {11, 11, 11}, {40, 25, 20}};
   for (const Camera& camera : cameras) {

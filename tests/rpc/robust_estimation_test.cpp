@@ -16,6 +16,7 @@
 #include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/denominator_pole.h"
 #include "kelvane/rpc/model_difference.h"
+#include "kelvane/rpc/rpc_terms.h"
 #include "tests/rpc/ground_cube.h"
 #include "tests/support/records.h"
 
@@ -360,8 +361,7 @@ TEST(FitRPC, DenominatorsAreKnownToStayPositive) {
     double least = 1.0;
     for (int node = 0; node < 41 * 41 * 41; ++node) {
       const auto at = [node](int divisor) { return node / divisor % 41 / 20.0 - 1.0; };
-      least = std::min(least,
-                       static_cast<double>(test::Polynomial(denominator.data(), at(1), at(41), at(41 * 41))));
+      least = std::min(least, RPCValue(denominator, TRPCTerms<double>(at(1), at(41), at(41 * 41))));
     }
     const bool found = TPoleSearch(denominator).IsPositive();
     // Nothing with a zero passes, and nothing that stays well above it is refused.
