@@ -54,7 +54,7 @@ class TFitting {
     linear_ = false;
     for (std::size_t k = 0; k < functions_.Unknowns(); ++k) functions_[k] += solution.Step[k];
     // From constant functions the damped steps find their way, too.
-    if (!std::isfinite(Measure(functions_, 0.0))) functions_ = nothing;
+    if (!std::isfinite(Squares(functions_))) functions_ = nothing;
   }
 
   void FindBlunders() {
@@ -144,8 +144,8 @@ class TFitting {
     }
   }
 
-  /// What is minimised; infinite with a pole at a point.
-  double Measure(const TRationalFunctions& functions, double weight) const {
+  /// The squares of the weighted residuals; infinite with a pole at a point.
+  double Squares(const TRationalFunctions& functions) const {
     double sum = 0.0;
     ForEachItem([&](std::size_t i, const TItem& item) {
       const TRPCTerms<double> terms = Terms(item);
@@ -157,11 +157,17 @@ class TFitting {
         sum += residual * residual;
       }
     });
+    return std::isnan(sum) ? Infinity : sum;
+  }
+
+  /// What regularisation adds to them.
+  double Held(const TRationalFunctions& functions) const {
+    double sum = 0.0;
     for (std::size_t k = 0; k < functions.Unknowns(); ++k) {
-      const double held = IsRegularized(functions, k) ? weight * functions[k] : 0.0;
+      const double held = IsRegularized(functions, k) ? weight_ * functions[k] : 0.0;
       sum += held * held;
     }
-    return std::isnan(sum) ? Infinity : sum;
+    return sum;
   }
 
   /// [J, -r] of one function: its numerator's unknowns, the denominator's, the right-hand side.
@@ -212,19 +218,21 @@ class TFitting {
   void Converge() {
     constexpr double FirstDamping = 1e-4;
     constexpr double LargestDamping = 1e3;
-    constexpr double SmallestGain = 1e-9;
     constexpr double WorthAStep = 1e-2;
     constexpr double RoundingRms = 1e-14;
     double damping = FirstDamping;
     bool rejected = false;  // a step from where the functions stand
-    double objective = Measure(functions_, weight_);
+    double squares = Squares(functions_);
+    double objective = squares + Held(functions_);
+    // A small part of what one unknown more would gain in noise.
+    const double smallest_gain = 1e-4 / WeightSum();
     const double rounding = RoundingRms * RoundingRms * WeightSum();
     for (int i = 0; i < MostSteps; ++i) {
       const auto solution = Current().Solve(weight_, damping, false);
       const double gain = Current().Objective(weight_) - solution.Objective;
       const bool lowest = rejected || damping <= LeastFitDamping;
-      const bool gains = gain > (lowest ? SmallestGain : WorthAStep) * objective;
-      if (objective <= rounding || (!gains && lowest)) {
+      const bool gains = gain > (lowest ? smallest_gain : WorthAStep) * objective;
+      if (squares <= rounding || (!gains && lowest)) {
         fit_.Ending = rejected ? TE_RPCFitEnding::NoBetterStep : TE_RPCFitEnding::Converged;
         return;
       }
@@ -235,7 +243,8 @@ class TFitting {
       }
       TRationalFunctions moved = functions_;
       for (std::size_t k = 0; k < moved.Unknowns(); ++k) moved[k] += solution.Step[k];
-      const double after = Measure(moved, weight_);
+      const double squares_after = Squares(moved);
+      const double after = squares_after + Held(moved);
       if (!(after < objective)) {
         damping *= 10.0;
         rejected = true;
@@ -245,6 +254,7 @@ class TFitting {
       }
       rejected = false;
       functions_ = moved;
+      squares = squares_after;
       objective = after;
       damping = std::max(0.01 * damping, LeastFitDamping);
       ++fit_.Iterations;
@@ -282,7 +292,7 @@ class TFitting {
   }
 
   bool Begin() {
-    fit_.Solved = std::isfinite(Measure(functions_, 0.0));
+    fit_.Solved = std::isfinite(Squares(functions_));
     return fit_.Solved;
   }
 
@@ -329,7 +339,7 @@ class TFitting {
     constexpr double Caution = 1.4;
     CountEffectiveUnknowns();
     const double rest = WeightSum() - Caution * fit_.EffectiveUnknowns;
-    return rest > 0.0 ? Measure(functions_, 0.0) / (rest * rest) : Infinity;
+    return rest > 0.0 ? Squares(functions_) / (rest * rest) : Infinity;
   }
 
   void CountEffectiveUnknowns() {
