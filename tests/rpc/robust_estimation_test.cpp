@@ -229,6 +229,35 @@ TEST(FitRPC, ThreadsAndOrderOfHoldingOutChangeNothing) {
   EXPECT_EQ(by.LatitudeScale, std::nearbyint(1e6 * by.LatitudeScale) / 1e6);
 }
 
+TEST(FitRPC, ManyPointsAreWorthTheirNumber) {
+  // Of more than 25000 only some choose the order, and all are fitted.
+  constexpr int Count = 30000;
+  constexpr double Sigma = 0.5;
+  for (const bool blunders : {false, true}) {
+    const Camera camera = blunders ? Frame() : Rational("worldview3", test::SampleRecord("worldview3.RPB"));
+    SCOPED_TRACE(camera.name);
+    Items items = camera.Anywhere(Count, 5);
+    AddNoise(Sigma, &items);
+    if (blunders) AddBlunders(&items);
+    TRPCFitOptions options;
+    options.Threads = 2;
+    options.Weights = blunders ? TE_RPCFitWeights::Tukey : TE_RPCFitWeights::Equal;
+    options.CommonDenominator = blunders;
+    const Fitted fit(items, options);
+    ASSERT_TRUE(fit.found) << fit.report.Text;
+    EXPECT_EQ(fit.report.Points, static_cast<std::size_t>(Count));
+    EXPECT_EQ(fit.report.HeldOut, 5000U);
+    EXPECT_EQ(fit.report.Verdict, TE_RPCFitVerdict::Trustworthy) << fit.report.Text;
+    const TRPCResiduals miss = fit.Miss(camera.Anywhere(2000, 77));
+    EXPECT_LE(std::max(miss.RmsLine, miss.RmsSample), 1.5 * Sigma * std::sqrt(39.0 / Count));
+    for (const TRPCFitFunction* function : {&fit.report.Line, &fit.report.Sample}) {
+      EXPECT_NE(function->Ending, TE_RPCFitEnding::StepLimit);
+      EXPECT_GT(function->Iterations, 0);
+      EXPECT_FALSE(function->PoleRefused);
+    }
+  }
+}
+
 TEST(FitRPC, SaysWhyThereIsNoModelAndLeavesTheRecord) {
   const Camera camera = Frame();
   const Items good = camera.Anywhere(200, 5);
