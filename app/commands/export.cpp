@@ -7,6 +7,7 @@
 #include "app/problem.h"
 #include "app/residual_plot.h"
 #include "kelvane/rpc/model_difference.h"
+#include "kelvane/rpc/robust_estimation.h"
 
 namespace app {
 
@@ -55,13 +56,37 @@ void Plot(const SatCommonUtils::TRPC& refined, const SatCommonUtils::TRPC& plain
   PlotResiduals(path, "the plain model against the refined one, over its cube", differences);
 }
 
+/// A model that equals none is adapted to by `PlainModel`, which begins with the raw model's coefficients.
+/// Where a fit from nothing comes nearer, that is taken; true then.
+bool TakeNearerFit(const SatCommonUtils::TRPC& model, ModelFile* plain) {
+  SatCommonUtils::TRPCData data;
+  SatCommonUtils::TRPCFitReport report;
+  if (!FitRPCToModel(model, SatCommonUtils::TRPCFitOptions(), &data, &report)) return false;
+  auto fitted = std::make_unique<SatCommonUtils::TRPC>(data, nullptr);
+  if (!(SatCommonUtils::CalculateMaxCubeDifference(model, *fitted) <
+        SatCommonUtils::CalculateMaxCubeDifference(model, *plain->model))) {
+    return false;
+  }
+  plain->data = data;
+  plain->model = MakeModel(data, nullptr, model);
+  return true;
+}
+
+const char* MethodText(bool exact, bool fitted) {
+  if (exact) return "the record takes up the refinement exactly, but for the form's rounding";
+  return fitted ? "the coefficients are fitted to the refined model: nearer than the raw model's, adapted"
+                : "the raw model's coefficients are adapted to the refined model: nearer than a fit from "
+                  "nothing";
+}
+
 int Export(const ExportOptions& options) {
   CheckPlotPath(options.plot);
   ModelFile file = ReadModelFile(options.model);
   const SatCommonUtils::TRPC& model = UsableModel(file);
   if (!file.refinement) file.remarks.push_back(file.path + ": there is no refinement to be exported");
   bool exact = false;
-  const ModelFile plain = PlainModel(file, &exact);
+  ModelFile plain = PlainModel(file, &exact);
+  const bool fitted = !exact && TakeNearerFit(model, &plain);
   const WrittenModel written = WriteModelFile(plain, options.out);
   const double difference = SatCommonUtils::CalculateMaxCubeDifference(model, *written.model);
   PrintRemarks(file.remarks, options.quiet);
@@ -70,13 +95,13 @@ int Export(const ExportOptions& options) {
   if (options.json) {
     nlohmann::ordered_json report;
     report["exact"] = exact;
+    report["method"] = exact ? "exact" : fitted ? "fitted" : "adapted";
     report["rounded"] = written.rounded;
     report["maxDifference"] = difference;
     PrintJson(report);
   } else if (!options.quiet) {
     if (file.refinement) {
-      std::printf(exact ? "the record takes up the refinement exactly, but for the form's rounding\n"
-                        : "the coefficients are fitted to the refined model\n");
+      std::printf("%s\n", MethodText(exact, fitted));
       std::printf(
           "over the model's whole cube projections differ from the refined model's by up to %.2g pixels\n",
           difference);

@@ -118,6 +118,7 @@ TEST(Refine, BlundersDoNotBendWhatExportHandsOn) {
   ASSERT_EQ(exported.status, 0) << exported.err;
   const double stated = json::parse(exported.out)["maxDifference"];
   EXPECT_LT(stated, 0.01);
+  EXPECT_NE(json::parse(exported.out)["method"], "exact");
   EXPECT_LE(Difference(refined, plain), 0.01);
   // A refinement has no place in the plain forms, and another one replaces it.
   const Outcome lost = RunKelvane({"convert", refined, folder.Path("lost.rpb")});
