@@ -7,11 +7,12 @@
 /// - Each step is solved by Householder QR of the weighted, column-scaled design matrix, block by block (A.
 ///   Bjorck, "Numerical Methods for Least Squares Problems", SIAM 1996), damped (K. Levenberg, Quarterly of
 ///   Applied Mathematics 2(2), 1944; D. W. Marquardt, SIAM Journal 11(2), 1963), and taken only where it
-///   lowers what is minimised and leaves every denominator positive at every point.
+///   lowers what is minimised and leaves every denominator at 0.01 or more at every point, 1 being at the
+///   centre.
 /// - The coefficients of second and third order are held towards 0 (C. V. Tao, Y. Hu, "A comprehensive study
 ///   of the rational function model for photogrammetric processing", PERS 67(12), 2001) with the weight that
 ///   generalised cross-validation finds in the points (G. H. Golub, M. Heath, G. Wahba, Technometrics 21(2),
-///   1979), anew after each linearisation. With exact points that weight falls to nothing.
+///   1979) on the way from a fit of first order to ever freer ones. With exact points it falls to nothing.
 /// - Of a fifth of the points, held out, is asked which degree to take: first, second or third.
 /// - Robust weights keep blunders from bending the model (P. W. Holland, R. E. Welsch, "Robust regression
 ///   using iteratively reweighted least-squares", Communications in Statistics A6(9), 1977).

@@ -192,22 +192,22 @@ TEST(FitRPC, AveragesNoiseOutAndBlundersAway) {
   }
 }
 
-TEST(FitRPC, ThreadsAndOrderOfHoldingOutChangeNothing) {
+TEST(FitRPC, ThreadsAndOrderDecideNothing) {
   const Camera camera = Rational("worldview3", test::SampleRecord("worldview3.RPB"));
-  Items items = camera.Anywhere(6000, 5);
+  Items items = camera.Anywhere(4500, 5);
   AddNoise(0.3, &items);
   AddBlunders(&items);
   TRPCFitOptions options;
   options.Weights = TE_RPCFitWeights::Tukey;
   const Fitted one(items, options);
-  for (const int threads : {0, 2, 8}) {
+  for (const int threads : {2, 8}) {
     options.Threads = threads;
     EXPECT_TRUE(SameBits(Fitted(items, options).data, one.data)) << threads;
   }
   // The same points are held out, wherever they stand.
   std::reverse(items.begin(), items.end());
   const Fitted reversed(items, options);
-  EXPECT_EQ(reversed.report.HeldOut, 1200U);
+  EXPECT_EQ(reversed.report.HeldOut, 900U);
   EXPECT_EQ(reversed.report.Line.Degree, one.report.Line.Degree);
   EXPECT_NEAR(reversed.report.Line.HeldOutRms, one.report.Line.HeldOutRms, 1e-6);
   EXPECT_EQ(reversed.report.DownWeighted.size(), one.report.DownWeighted.size());
