@@ -363,19 +363,6 @@ TLanes RootMeanSquare(const TIntersectedPoints& points, std::size_t i, Count cou
   return Sqrt(squares / (2.0 * static_cast<double>(points.ModelCount)));
 }
 
-/// Lanes that are worked on by themselves.
-class TAloneLanes {
- public:
-  TAloneLanes(TLaneMask mask, std::size_t count) : any_(!IsNone(mask)) {
-    if (any_) StoreMask(mask, count, lanes_);
-  }
-  bool Has(std::size_t lane) const { return any_ && lanes_[lane] != 0; }
-
- private:
-  bool any_;
-  unsigned char lanes_[LaneCount];
-};
-
 /// What stands elsewhere stays.
 template <class Count>
 void StoreWhere(TLaneMask where, TLanes lanes, double* to, Count count) {
@@ -387,8 +374,8 @@ inline std::size_t StoreMaskWhere(TLaneMask where, TLaneMask mask, std::size_t c
   if (IsAll(where)) return StoreMask(mask, count, bytes);
   unsigned char wanted[LaneCount];
   unsigned char set[LaneCount];
-  StoreMask(where, count, wanted);
-  StoreMask(mask, count, set);
+  StoreMask(where, LaneCount, wanted);
+  StoreMask(mask, LaneCount, set);
   std::size_t unset = 0;
   for (std::size_t i = 0; i < count; ++i) {
     if (wanted[i] == 0) continue;
@@ -398,24 +385,11 @@ inline std::size_t StoreMaskWhere(TLaneMask where, TLaneMask mask, std::size_t c
   return unset;
 }
 
-template <class Count>
-KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
-  TThreeEquations start;
-  for (std::size_t image = 0; image < points.ModelCount; ++image) {
-    const TImage<TLanes> given = LoadImage(points, image, i, count);
-    AddFraction(points.Models[image].SampleFraction, given.Sample, &start);
-    AddFraction(points.Models[image].LineFraction, given.Line, &start);
-  }
-  TLanes ground[3];
-  const TLaneMask started = start.Solve(ground);
-  // A start that takes more than Cholesky's way is left, before anything is written over it, to those who
-  // know that.
-  const TAloneLanes alone(AndNot(AllLanes(), started), count);
-  std::size_t bad = 0;
-  for (std::size_t lane = 0; lane < count; ++lane) {
-    if (alone.Has(lane)) bad += points.Singly(points, i + lane, i + lane + 1);
-  }
-  if (IsNone(started)) return bad;
+/// Improves, and writes, the ground of the lanes that have a start: all when `Whole`.
+template <bool Whole, class Count>
+KELVANE_FLATTEN std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i, Count count,
+                                          TLaneMask has_start, TLanes (&ground)[3]) {
+  const TLaneMask started = Whole ? AllLanes() : has_start;
   TLaneMask active = started;
   TLaneMask solved = started;
   TLaneMask converged = AndNot(started, started);
@@ -460,8 +434,30 @@ KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std:
   StoreWhere(started, ground[0], points.Latitude + i, count);
   StoreWhere(started, ground[1], points.Longitude + i, count);
   StoreWhere(started, ground[2], points.Height + i, count);
-  return bad + StoreMaskWhere(started, converged, count,
-                              points.Converged == nullptr ? nullptr : points.Converged + i);
+  return StoreMaskWhere(started, converged, count,
+                        points.Converged == nullptr ? nullptr : points.Converged + i);
+}
+
+/// A start that takes more than Cholesky's way is left, before anything is written over it, to those who know
+/// that.
+template <class Count>
+KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
+  TThreeEquations start;
+  for (std::size_t image = 0; image < points.ModelCount; ++image) {
+    const TImage<TLanes> given = LoadImage(points, image, i, count);
+    AddFraction(points.Models[image].SampleFraction, given.Sample, &start);
+    AddFraction(points.Models[image].LineFraction, given.Line, &start);
+  }
+  TLanes ground[3];
+  const TLaneMask started = start.Solve(ground);
+  if (IsAll(started)) return ImproveGround<true>(points, i, count, started, ground);
+  unsigned char has_start[LaneCount];
+  StoreMask(started, LaneCount, has_start);
+  std::size_t bad = 0;
+  for (std::size_t lane = 0; lane < count; ++lane) {
+    if (has_start[lane] == 0) bad += points.Singly(points, i + lane, i + lane + 1);
+  }
+  return IsNone(started) ? bad : bad + ImproveGround<false>(points, i, count, started, ground);
 }
 
 /// `step(i, count)` for the points from `first` to before `last`; the sum of what it gives.
