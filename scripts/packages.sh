@@ -26,3 +26,4 @@ build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlo
 test_packages=(libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 lint_packages=(git clang-format clang-tidy)
+docs_packages=(doxygen)

@@ -48,15 +48,16 @@ constexpr double RefinementGoodSpread = 0.05;
 
 /// What became of a control point. Residuals are measured less computed coordinates, in pixels.
 struct TRefinementPoint {
-  bool Rejected = false;
-  double LineBefore = 0.0;  ///< against the model
-  double SampleBefore = 0.0;
-  double Line = 0.0;  ///< against the refined model
-  double Sample = 0.0;
+  bool Rejected = false;      ///< left out as a blunder
+  double LineBefore = 0.0;    ///< against the model
+  double SampleBefore = 0.0;  ///< likewise
+  double Line = 0.0;          ///< against the refined model
+  double Sample = 0.0;        ///< likewise
 };
 
+/// A refinement and how well the points agree with it.
 struct TRefinementEstimate {
-  TRPCRefinementDataAffine Refinement;
+  TRPCRefinementDataAffine Refinement;  ///< from the model's coordinates to refined ones, in pixels
   /// One for each control point, in their order.
   std::vector<TRefinementPoint> Points;
   std::size_t Kept = 0;  ///< how many were not rejected
