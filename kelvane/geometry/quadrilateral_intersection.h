@@ -18,8 +18,8 @@ enum class TE_PlaneContact {
 
 /// The common figure of two quadrilaterals. Points and lines in common make no piece; `Contact` tells them.
 struct TQuadrilateralIntersection {
-  TE_PlaneContact Contact =
-      TE_PlaneContact::Apart;  ///< exact: lines and points in common are found without tolerance
+  /// Exact: lines and points in common are found without tolerance.
+  TE_PlaneContact Contact = TE_PlaneContact::Apart;
   /// One polygon for each part. Each is simple, runs counter-clockwise, has an area above 0 and no vertex in
   /// the middle of a straight side; parts share corners at most. Convex quadrilaterals give one at most,
   /// others several. Their order, and with which vertex each begins, is not fixed.

@@ -53,8 +53,7 @@ KELVANE_API bool IsSet(const TAffineCorrection& correction);
 /// unset at first.
 struct KELVANE_API TAffineCorrections {
   TAffineCorrection RawToRefined = UnsetAffineCorrection();  ///< refined coordinates of raw ones
-  TAffineCorrection RefinedToRaw =
-      UnsetAffineCorrection();  ///< its inverse, kept beside it and not derived on each use
+  TAffineCorrection RefinedToRaw = UnsetAffineCorrection();  ///< its inverse, as it was read or derived
 
   /// Derives the way back; false, and it stays, when the correction is singular (see `Invert2DAffineParams`).
   /// Whether it is set, and finite, is not checked: the way back of one that is not has no use.

@@ -33,8 +33,8 @@ struct TRPBHeader {
 /// `problem` (may be null) say there, on failure, what was wrong, in one line; on success it is left
 /// alone.
 struct KELVANE_API TRPCData {
-  static constexpr std::size_t CoefficientCount =
-      20;  ///< of each polynomial: all products of P, L and H up to third order
+  /// Of each polynomial: all products of P, L and H up to third order.
+  static constexpr std::size_t CoefficientCount = 20;
   /// The value of a field that nobody has set: the largest finite double.
   static constexpr double Unset = std::numeric_limits<double>::max();
 

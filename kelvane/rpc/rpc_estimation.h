@@ -30,10 +30,9 @@ struct TRPCEstimationDataItem {
   double Sample = 0.0;
 };
 
-/// The correspondences of one image, in any order: sums run in theirs.
+/// The correspondences of one image. Sums run in their order, so another order moves the last bits.
 struct TRPCEstimationDataSet {
-  std::vector<TRPCEstimationDataItem>
-      Items;  ///< copied by none of the functions here that take it by reference
+  std::vector<TRPCEstimationDataItem> Items;  ///< 40 at least, in no particular order
   /// The items are normalised already, with the offsets and scales that the result will have: those are
   /// then neither read nor written. Otherwise they are found from the items, so that each field's smallest
   /// value becomes -1 and its largest +1.

@@ -1,0 +1,41 @@
+// Fits a model to correspondences: here to points that another model sees, a grid of 11 x 11 x 11.
+//
+// $ fit_model samples/worldview3.RPB
+#include <cstdio>
+
+#include "kelvane/module/module.h"
+#include "kelvane/rpc/rpc_estimation.h"
+
+int main(int argc, char** argv) {
+  using namespace SatCommonUtils;
+  if (argc != 2) return 2;
+  Init_Kelvane();
+
+  TRPCData record;
+  double err_rand = 0.0;
+  if (!record.InitializeFromRPBFile(argv[1], nullptr, &err_rand)) return 1;
+  const TRPC model(record, nullptr);
+
+  TRPCEstimationDataSet data;
+  for (int i = 0; i < 11 * 11 * 11; ++i) {
+    TRPCEstimationDataItem item;
+    item.Latitude = record.LatitudeOffset + (i % 11 - 5) / 5.0 * record.LatitudeScale;
+    item.Longitude = record.LongitudeOffset + (i / 11 % 11 - 5) / 5.0 * record.LongitudeScale;
+    item.Height = record.HeightOffset + (i / 121 - 5) / 5.0 * record.HeightScale;
+    model.CalculateLineSample(item.Latitude, item.Longitude, item.Height, &item.Line, &item.Sample, nullptr,
+                              nullptr);
+    data.Items.push_back(item);
+  }
+
+  TRPCData fitted;
+  if (!EstimateRPC(data, &fitted)) {
+    std::fprintf(stderr, "too few points, or all in a plane\n");
+    return 1;
+  }
+  const TRPCResiduals residuals = CalculateResiduals(TRPC(fitted, nullptr), data.Items);
+  std::printf("%zu points\n", data.Items.size());
+  std::printf("line within %.0e, sample within %.0e pixels: %s\n", 1e-4, 1e-4,
+              residuals.MaxLine < 1e-4 && residuals.MaxSample < 1e-4 ? "yes" : "no");
+  Deinit_Kelvane();
+  return 0;
+}
