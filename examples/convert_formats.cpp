@@ -1,6 +1,10 @@
 // Reads an RPB file, writes it as RPC text and as XML, and tells whether a form has rounded.
 //
 // $ convert_formats samples/worldview3.RPB
+// WV03, errBias 1.49 m
+// text: nothing rounded
+// XML: nothing rounded
+// LINE_OFF: +000812.00 pixels
 #include <cstdio>
 #include <string>
 
@@ -37,7 +41,7 @@ int main(int argc, char** argv) {
 
   std::printf("text: %s\n", DebugRPCDataAreIdentical(record, from_text) ? "nothing rounded" : "rounded");
   std::printf("XML: %s\n", DebugRPCDataAreIdentical(record, from_xml) ? "nothing rounded" : "rounded");
-  std::printf("%.46s\n", text.Text().c_str());
+  std::printf("%s\n", text.Text().substr(0, text.Text().find('\r')).c_str());
   Deinit_Kelvane();
   return 0;
 }

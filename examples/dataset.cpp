@@ -1,6 +1,11 @@
 // Gathers models into one document, and finds one in it by its name.
 //
 // $ dataset samples/worldview3.RPB samples
+// worldview3_control.txt is no model
+// worldview3_points.txt is no model
+// model first
+// model worldview3
+// 41.8791 12.5798
 #include <cstdio>
 #include <string>
 #include <vector>

@@ -1,6 +1,7 @@
 // Fits a model to correspondences: here to points that another model sees, a grid of 11 x 11 x 11.
 //
 // $ fit_model samples/worldview3.RPB
+// 1331 points, each seen to a ten-thousandth of a pixel: yes
 #include <cstdio>
 
 #include "kelvane/module/module.h"
@@ -33,9 +34,9 @@ int main(int argc, char** argv) {
     return 1;
   }
   const TRPCResiduals residuals = CalculateResiduals(TRPC(fitted, nullptr), data.Items);
-  std::printf("%zu points\n", data.Items.size());
-  std::printf("line within %.0e, sample within %.0e pixels: %s\n", 1e-4, 1e-4,
-              residuals.MaxLine < 1e-4 && residuals.MaxSample < 1e-4 ? "yes" : "no");
+  const bool close = residuals.MaxLine < 1e-4 && residuals.MaxSample < 1e-4;
+  std::printf("%zu points, each seen to a ten-thousandth of a pixel: %s\n", data.Items.size(),
+              close ? "yes" : "no");
   Deinit_Kelvane();
   return 0;
 }

@@ -1,6 +1,8 @@
 // Finds the ground point, with its height, that is seen at a place in each of two images.
 //
 // $ intersect_pair samples/pleiades_1.xml samples/pleiades_2.xml
+// latitude 29.977000, longitude 31.134001, height 60.01
+// the rays miss each other by 0.177 pixels
 #include <cstdio>
 
 #include "kelvane/module/host/ini.h"

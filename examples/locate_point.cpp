@@ -1,6 +1,8 @@
 // Brings an image point back to the ground at a known height, and asks how well that went.
 //
 // $ locate_point samples/worldview3.RPB
+// latitude 41.8791000, longitude 12.5798007
+// 2 iterations, less than a millionth of a pixel off: yes
 #include <cstdio>
 
 #include "kelvane/module/module.h"

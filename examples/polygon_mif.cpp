@@ -1,6 +1,8 @@
 // Writes the outline of an image on the ground as a MIF file, reads it back and asks for a place in it.
 //
 // $ polygon_mif samples/worldview3.RPB outline.mif
+// 1 ring of 4 vertices
+// the roof lies inside, 0.0111 degrees from the edge
 #include <array>
 #include <cstdio>
 #include <string>

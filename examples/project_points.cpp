@@ -1,6 +1,9 @@
 // Projects many ground points at once, over arrays and on as many threads as the host counts.
 //
 // $ project_points samples/worldview3.RPB
+// 0 of 1000 points without an image
+// from line 1814.100, sample -348.823
+// to   line -202.001, sample 2043.810
 #include <cstdio>
 #include <vector>
 

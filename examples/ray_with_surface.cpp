@@ -1,6 +1,8 @@
 // Finds where the ray of an image point meets a height surface: here a plane that rises to the north.
 //
 // $ ray_with_surface samples/worldview3.RPB
+// latitude 41.879110, longitude 12.579807, height 90.550
+// the surface there: 90.550
 #include <cstdio>
 #include <optional>
 

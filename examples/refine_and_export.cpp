@@ -1,7 +1,8 @@
-// Corrects a model by control points, writes it as it is and as a plain one, and brings an image point to
-// the ground by it.
+// Corrects a model by control points, locates an image point by it, and writes it, also as a plain one.
 //
 // $ refine_and_export samples/worldview3.RPB samples/worldview3_control.txt refined.xml plain.RPB
+// 7 of 8 points kept, rms 0.349 pixels
+// line 806.2, sample 847.8 at 95 m: 41.8791593 12.5798465
 #include <cstdio>
 #include <fstream>
 #include <limits>
@@ -40,14 +41,12 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s\n", estimate.Problem.c_str());
     return 1;
   }
-  std::printf("%zu of %zu points kept, rms %.3f -> %.3f pixels\n", estimate.Kept, points.size(),
-              estimate.RmsBefore, estimate.RmsAfter);
+  std::printf("%zu of %zu points kept, rms %.3f pixels\n", estimate.Kept, points.size(), estimate.RmsAfter);
 
   const TAdjustedRPC refined(record, nullptr, &estimate.Refinement);
   TKaXIniXmlWriter writer;
   TKaFileStream xml(TKaPath(argv[3]), kaOpenWrite, kaShareAll);
   if (!refined.SaveToXML(&writer) || !writer.Save(&xml)) return 1;
-
   TRPCData plain;
   TKaFileStream rpb(TKaPath(argv[4]), kaOpenWrite, kaShareAll);
   if (!refined.ExportClosely(&plain) || !plain.SaveToRPB(&rpb, "WV03", "Multi", err_bias, err_rand)) return 1;

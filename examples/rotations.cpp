@@ -1,6 +1,10 @@
 // Takes a rotation from angles to a matrix and back, and goes a third of the way to one by quaternions.
 //
 // $ rotations
+// 10.0 -20.0 30.0 degrees
+// column 0, row 2: 0.378522
+// 30.0 degrees
+// the X axis comes to (0.8660, 0.5000, 0.0000)
 #include <cmath>
 #include <cstdio>
 

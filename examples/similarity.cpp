@@ -1,6 +1,9 @@
 // Estimates the 7-parameter similarity between two systems from points known in both.
 //
 // $ similarity
+// scale 2.0002, shift 100.00 200.00 300.00
+// rms 0.0017
+// (5, 5, 5) -> (90.00, 210.00, 310.00) -> (5, 5, 5)
 #include <cstdio>
 #include <vector>
 

@@ -9,6 +9,7 @@
 
 #include "host/ini_xml.h"
 #include "kelvane/geometry/polygon.h"
+#include "kelvane/numeric/matrix.h"
 #include "kelvane/numeric/polynomial.h"
 #include "kelvane/transforms/affine_2d.h"
 #include "kelvane/transforms/similarity_3d.h"
