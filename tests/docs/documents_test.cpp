@@ -120,7 +120,8 @@ TEST(Documents, ExamplesPrintWhatTheySay) {
     std::vector<std::string> lines;
     for (const std::string& line : Lines(test::FileText(path))) {
       if (!StartsWith(line, "//")) break;
-      if (!lines.empty() || StartsWith(line, "// $ ")) lines.push_back(line.substr(3));
+      if (!lines.empty() || StartsWith(line, "// $ "))
+        lines.push_back(line.substr(std::min<std::size_t>(3, line.size())));
     }
     EXPECT_EQ(Session().Run(path, lines), path.stem() == "project_point" ? 0 : 1) << path;
     EXPECT_LT(Lines(test::FileText(path)).size(), 60U) << path;
