@@ -1,5 +1,6 @@
 #include "app/estimation_run.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace app {
@@ -28,9 +29,25 @@ SatCommonUtils::TRPCEstimationControl EstimationRun::Control(
   return control;
 }
 
+SatCommonUtils::TRPCFitOptions EstimationRun::FitOptions() const {
+  SatCommonUtils::TRPCFitOptions options;
+  options.Threads = threads_;
+  options.Cancel = IsInterrupted;
+  return options;
+}
+
+int EstimationRun::IsInterrupted() { return InterruptWatch::IsInterrupted() ? 1 : 0; }
+
 int EstimationRun::Cancel() {
   current->progress_.Update(++current->calls_, 0);
-  return InterruptWatch::IsInterrupted() ? 1 : 0;
+  return IsInterrupted();
+}
+
+SatCommonUtils::TRPCEstimationReport EndingOf(const SatCommonUtils::TRPCFitReport& report) {
+  using SatCommonUtils::TE_RPCFitEnding;
+  return {
+      std::max(report.Line.Iterations, report.Sample.Iterations),
+      report.Line.Ending != TE_RPCFitEnding::StepLimit && report.Sample.Ending != TE_RPCFitEnding::StepLimit};
 }
 
 void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report) {

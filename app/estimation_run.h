@@ -6,6 +6,7 @@
 
 #include "app/interrupt.h"
 #include "app/progress.h"
+#include "kelvane/rpc/robust_estimation.h"
 #include "kelvane/rpc/rpc_estimation.h"
 
 namespace app {
@@ -20,8 +21,11 @@ class EstimationRun {
   EstimationRun& operator=(const EstimationRun&) = delete;
 
   SatCommonUtils::TRPCEstimationControl Control(SatCommonUtils::TE_RPCEstimationSteps steps) const;
+  /// Of a fit whose steps nobody can count beforehand: no progress is shown.
+  SatCommonUtils::TRPCFitOptions FitOptions() const;
 
  private:
+  static int IsInterrupted();
   static int Cancel();
 
   InterruptWatch watch_;
@@ -29,6 +33,9 @@ class EstimationRun {
   int threads_;
   std::size_t calls_ = 0;
 };
+
+/// How a fit of both functions ended.
+SatCommonUtils::TRPCEstimationReport EndingOf(const SatCommonUtils::TRPCFitReport& report);
 
 /// Prints how an estimation ended.
 void PrintEnding(const SatCommonUtils::TRPCEstimationReport& report);

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "kelvane/module/module.h"
-#include "kelvane/rpc/rpc_estimation.h"
+#include "kelvane/rpc/robust_estimation.h"
 
 int main(int argc, char** argv) {
   using namespace SatCommonUtils;
@@ -28,15 +28,16 @@ int main(int argc, char** argv) {
     data.Items.push_back(item);
   }
 
+  TRPCFitOptions options;
+  options.Weights = TE_RPCFitWeights::Tukey;  // there may be blunders among the points
   TRPCData fitted;
-  if (!EstimateRPC(data, &fitted)) {
-    std::fprintf(stderr, "too few points, or all in a plane\n");
-    return 1;
-  }
+  TRPCFitReport report;
+  const bool done = FitRPC(data, options, &fitted, &report);
+  std::printf("%s\n", report.Text.c_str());
+  if (!done) return 1;
   const TRPCResiduals residuals = CalculateResiduals(TRPC(fitted, nullptr), data.Items);
-  const bool close = residuals.MaxLine < 1e-4 && residuals.MaxSample < 1e-4;
-  std::printf("%zu points, each seen to a ten-thousandth of a pixel: %s\n", data.Items.size(),
-              close ? "yes" : "no");
+  const bool close = residuals.MaxLine < 1e-6 && residuals.MaxSample < 1e-6;
+  std::printf("each point is seen to a millionth of a pixel: %s\n", close ? "yes" : "no");
   Deinit_Kelvane();
   return 0;
 }

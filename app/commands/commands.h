@@ -43,6 +43,9 @@ void AddOutputOption(CLI::App* command, std::string* path);
 /// Tells on standard output what writing a model did to its numbers.
 void PrintWritten(const WrittenModel& written, const std::string& path);
 
+/// `--plot`.
+void AddPlotOption(CLI::App* command, std::string* path);
+
 /// How help names a model.
 inline constexpr char ModelText[] =
     "RPC file (RPB, RPC text, XML, a provider's DIMAP or isd XML), or the image that it lies beside; of a "

@@ -1,18 +1,15 @@
-#include <algorithm>
-#include <cstdio>
 #include <memory>
-#include <utility>
 
 #include "app/commands/commands.h"
 #include "app/correspondences.h"
 #include "app/estimation_run.h"
+#include "app/fit_report.h"
 #include "app/ground_points.h"
-#include "app/json_report.h"
-#include "app/model_writing.h"
 #include "app/point_source.h"
 #include "app/problem.h"
+#include "app/residual_plot.h"
 #include "kelvane/geometry/longitude.h"
-#include "kelvane/rpc/rpc_estimation.h"
+#include "kelvane/rpc/robust_estimation.h"
 
 namespace app {
 
@@ -20,106 +17,93 @@ namespace {
 
 using SatCommonUtils::TRPCEstimationDataItem;
 using SatCommonUtils::TRPCEstimationDataSet;
-using SatCommonUtils::TRPCEstimationReport;
 
 struct FitOptions {
   std::string out;
   PointOptions points;
+  bool classic = false;
+  SatCommonUtils::TE_RPCFitWeights weights = SatCommonUtils::TE_RPCFitWeights::Tukey;
+  int degree = 3;
+  bool common_denominator = false;
+  std::string plot;
   bool json = false;
 };
 
 /// All in the turn of the first: a scene may lie across the 180th meridian.
-TRPCEstimationDataSet InOneTurn(std::vector<TRPCEstimationDataItem> items) {
+TRPCEstimationDataSet InOneTurn(const std::vector<TRPCEstimationDataItem>& items) {
   TRPCEstimationDataSet data;
-  data.Items = std::move(items);
+  data.Items = items;
   for (TRPCEstimationDataItem& item : data.Items) {
     item.Longitude = SatCommonUtils::InTurnOf(data.Items[0].Longitude, item.Longitude);
   }
   return data;
 }
 
-/// Whether the ground points lie in a plane or on a line, so that nothing is known of a model beside it.
-bool IsFlat(const TRPCEstimationDataSet& data) {
-  constexpr double LeastExtent = 0.01;
-  return data.Items.size() >= SatCommonUtils::RPCEstimationLeastItems &&
-         SatCommonUtils::CalculateLeastExtent(data.Items) < LeastExtent;
+SatCommonUtils::TE_RPCFitWeights WeightsNamed(const std::string& name) {
+  using SatCommonUtils::TE_RPCFitWeights;
+  if (name == "equal") return TE_RPCFitWeights::Equal;
+  return name == "huber" ? TE_RPCFitWeights::Huber : TE_RPCFitWeights::Tukey;
 }
 
-/// Why no model came out.
-std::string WhyNot(const TRPCEstimationDataSet& data) {
-  using SatCommonUtils::RPCEstimationLeastItems;
-  if (InterruptWatch::IsInterrupted()) return "interrupted; nothing is written";
-  if (data.Items.size() < RPCEstimationLeastItems) {
-    return std::to_string(data.Items.size()) + " points; a model needs at least " +
-           std::to_string(RPCEstimationLeastItems);
-  }
-  const struct {
-    const char* name;
-    double TRPCEstimationDataItem::*value;
-  } Fields[] = {{"latitude", &TRPCEstimationDataItem::Latitude},
-                {"longitude", &TRPCEstimationDataItem::Longitude},
-                {"height", &TRPCEstimationDataItem::Height},
-                {"line", &TRPCEstimationDataItem::Line},
-                {"sample", &TRPCEstimationDataItem::Sample}};
-  for (const auto& field : Fields) {
-    const double first = data.Items[0].*field.value;
-    if (std::all_of(data.Items.begin(), data.Items.end(),
-                    [&](const TRPCEstimationDataItem& item) { return item.*field.value == first; })) {
-      return std::string("all points have the same ") + field.name;
-    }
-  }
-  if (IsFlat(data)) {
-    return "the points lie in a plane or on a line; a model needs points above and below each other";
-  }
-  return "the points do not determine a model: too few of them differ, or one is grossly wrong";
-}
-
-ModelFile Fit(const TRPCEstimationDataSet& data, const FitOptions& options, TRPCEstimationReport* report) {
-  const EstimationRun run(options.points.threads, options.points.quiet);
+bool FitClassically(const TRPCEstimationDataSet& data, const EstimationRun& run, FittedModel* fitted) {
+  fitted->report.Text = SatCommonUtils::WhyNoFit(data.Items);
+  if (!fitted->report.Text.empty()) return false;
   const auto control = run.Control(SatCommonUtils::TE_RPCEstimationSteps::Together);
-  ModelFile fitted;
+  if (EstimateRPC(data, &fitted->file.data, control, &fitted->estimation)) return true;
+  fitted->report.Text =
+      "the points do not determine a model: too few of them differ, or one is grossly wrong";
+  return false;
+}
+
+FittedModel Fit(const TRPCEstimationDataSet& data, const FitOptions& options) {
+  const EstimationRun run(options.points.threads, options.points.quiet);
+  FittedModel fitted;
+  fitted.classic = options.classic;
+  SatCommonUtils::TRPCFitOptions fit = run.FitOptions();
+  fit.Weights = options.weights;
+  fit.MaxDegree = options.degree;
+  fit.CommonDenominator = options.common_denominator;
+  ModelFile& file = fitted.file;
+  const bool found =
+      options.classic ? FitClassically(data, run, &fitted) : FitRPC(data, fit, &file.data, &fitted.report);
   // Also after the last time that the library asked.
-  const auto estimate = [&] {
-    return EstimateRPC(data, &fitted.data, control, report) && !InterruptWatch::IsInterrupted();
-  };
-  if (IsFlat(data) || !estimate()) {
-    throw Problem(PointSource::NameOf(options.points.path) + ": no model: " + WhyNot(data));
-  }
+  if (InterruptWatch::IsInterrupted()) fitted.report.Text = "interrupted; nothing is written";
+  if (!found || InterruptWatch::IsInterrupted())
+    throw Problem(PointSource::NameOf(options.points.path) + ": no model: " + fitted.report.Text);
   // The same model, with longitudes as they are given out.
-  fitted.data.LongitudeOffset = SatCommonUtils::WithinHalfTurn(fitted.data.LongitudeOffset);
-  fitted.format = ModelFormat::Xml;
-  fitted.model = std::make_unique<SatCommonUtils::TRPC>(fitted.data, nullptr);
+  file.data.LongitudeOffset = SatCommonUtils::WithinHalfTurn(file.data.LongitudeOffset);
+  file.format = ModelFormat::Xml;
+  file.model = std::make_unique<SatCommonUtils::TRPC>(file.data, nullptr);
   return fitted;
 }
 
-int RunFit(const FitOptions& options) {
-  Correspondences read = ReadCorrespondences(options.points);
-  TRPCEstimationDataSet data = InOneTurn(std::move(read.items));
-  TRPCEstimationReport estimation;
-  const ModelFile fitted = Fit(data, options, &estimation);
-  const WrittenModel written = WriteModelFile(fitted, options.out);
-  for (TRPCEstimationDataItem& item : data.Items) item.Longitude = InModelsTurn(item.Longitude, fitted.data);
-  const SatCommonUtils::TRPCResiduals residuals = CalculateResiduals(*written.model, data.Items);
-  if (options.json) {
-    nlohmann::ordered_json report;
-    report["points"] = data.Items.size();
-    report["rmsLine"] = residuals.RmsLine;
-    report["rmsSample"] = residuals.RmsSample;
-    report["maxResidual"] = std::max(residuals.MaxLine, residuals.MaxSample);
-    report["maxResidualLine"] = residuals.MaxLine;
-    report["maxResidualSample"] = residuals.MaxSample;
-    report["iterations"] = estimation.Iterations;
-    report["converged"] = estimation.Converged;
-    report["rounded"] = written.rounded;
-    report["maxDifference"] = written.max_difference;
-    PrintJson(report);
-  } else if (!options.points.quiet) {
-    std::printf("%zu points\nline:   rms %.3g, at most %.3g pixels\nsample: rms %.3g, at most %.3g pixels\n",
-                data.Items.size(), residuals.RmsLine, residuals.MaxLine, residuals.RmsSample,
-                residuals.MaxSample);
-    PrintEnding(estimation);
-    PrintWritten(written, options.out);
+/// All points, down-weighted ones too: they are what a person looks for.
+void Plot(const SatCommonUtils::TRPC& model, const Correspondences& points, const std::string& path) {
+  std::vector<ResidualVector> residuals;
+  for (const TRPCEstimationDataItem& item : points.items) {
+    double line = 0.0;
+    double sample = 0.0;
+    model.CalculateLineSample(item.Latitude, item.Longitude, item.Height, &line, &sample, nullptr, nullptr);
+    residuals.push_back({item.Line, item.Sample, item.Line - line, item.Sample - sample});
   }
+  PlotResiduals(path, "points against the fitted model", residuals);
+}
+
+int RunFit(const FitOptions& options) {
+  CheckPlotPath(options.plot);
+  Correspondences read = ReadCorrespondences(options.points);
+  const FittedModel fitted = Fit(InOneTurn(read.items), options);
+  const WrittenModel written = WriteModelFile(fitted.file, options.out);
+  for (TRPCEstimationDataItem& item : read.items)
+    item.Longitude = InModelsTurn(item.Longitude, fitted.file.data);
+  if (!options.points.quiet) TellDownWeighted(fitted, read, PointSource::NameOf(options.points.path));
+  TellDoubts(fitted, options.out);
+  if (options.json) {
+    PrintFitAsJson(fitted, read, written);
+  } else if (!options.points.quiet) {
+    PrintFit(fitted, read, written, options.out);
+  }
+  if (!options.plot.empty()) Plot(*written.model, read, options.plot);
   return read.bad == 0 ? AllComputed : SomePointsFailed;
 }
 
@@ -131,6 +115,25 @@ void AddFitCommand(CLI::App* program, Action* chosen) {
   const auto options = std::make_shared<FitOptions>();
   AddPointInputOptions(command, &options->points);
   AddOutputOption(command, &options->out);
+  command
+      ->add_option_function<std::string>(
+          "--method", [o = options.get()](const std::string& method) { o->classic = method == "classic"; },
+          "The fit with a verdict, or Gauss-Newton on the normal equations; default robust")
+      ->check(CLI::IsMember({"robust", "classic"}).description(""))
+      ->type_name("robust|classic");
+  command
+      ->add_option_function<std::string>(
+          "--weights",
+          [o = options.get()](const std::string& weights) { o->weights = WeightsNamed(weights); },
+          "Of the robust fit: weights against blunders; default tukey")
+      ->check(CLI::IsMember({"equal", "huber", "tukey"}).description(""))
+      ->type_name("equal|huber|tukey");
+  command->add_option("--order", options->degree, "Of the robust fit: the highest order to try; default 3")
+      ->check(CLI::Range(1, 3).description(""))
+      ->type_name("N");
+  command->add_flag("--common-denominator", options->common_denominator,
+                    "Of the robust fit: line and sample share their denominator");
+  AddPlotOption(command, &options->plot);
   AddJsonOption(command, &options->json);
   command->callback([=] { *chosen = [=] { return RunFit(*options); }; });
 }

@@ -9,6 +9,7 @@
 #include "app/number_format.h"
 #include "app/problem.h"
 #include "kelvane/rpc/convergence.h"
+#include "kelvane/rpc/ground_covariance.h"
 #include "kelvane/rpc/ground_solution.h"
 #include "kelvane/rpc/rpc_batch.h"
 
@@ -23,6 +24,7 @@ struct IntersectOptions {
   std::vector<std::string> models;
   PointOptions points;
   bool angle = false;
+  double sigma = 0.0;  ///< pixels; 0 when no deviations are wanted
 };
 
 /// Of the last step of an iteration that has found its answer.
@@ -35,12 +37,12 @@ constexpr double LeastIndependence = 1e-5;
 class Intersection {
  public:
   explicit Intersection(const IntersectOptions& options)
-      : points_(options.points), with_angle_(options.angle) {
+      : points_(options.points), with_angle_(options.angle), sigma_(options.sigma) {
     for (const std::string& path : options.models) Add(path);
   }
 
   std::size_t ModelCount() const { return files_.size(); }
-  std::size_t AnswerCount() const { return with_angle_ ? 5 : 4; }
+  std::size_t AnswerCount() const { return FirstDeviation() + (sigma_ > 0.0 ? 3 : 0); }
 
   /// Points that all models see are solved together; those that this leaves without an answer, and the
   /// others, once more by themselves.
@@ -69,6 +71,7 @@ class Intersection {
           !CalculateAngle(Images(*block, i), lat[i], lon[i], h[i], &block->answers[4][i], why)) {
         continue;
       }
+      if (sigma_ > 0.0 && !CalculateDeviations(i, lat[i], lon[i], h[i], block)) continue;
       lon[i] = ForOutput(lon[i], files_.front().data);
     }
   }
@@ -178,8 +181,25 @@ class Intersection {
     return true;
   }
 
+  std::size_t FirstDeviation() const { return with_angle_ ? 5 : 4; }
+
+  bool CalculateDeviations(std::size_t i, double lat, double lon, double h, PointBlock* block) const {
+    const std::vector<TRPCCoordsDataItem> images = Images(*block, i);
+    const std::vector<double> sigmas(images.size(), sigma_);
+    SatCommonUtils::TGroundCovariance covariance;
+    if (!CalculateGroundCovariance(images.data(), sigmas.data(), images.size(), lat, lon, h, &covariance)) {
+      block->why[i] = "no standard deviations: the rays do not determine the point";
+      return false;
+    }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      block->answers[FirstDeviation() + axis][i] = covariance.Deviation(axis);
+    }
+    return true;
+  }
+
   const PointOptions& points_;
   bool with_angle_;
+  double sigma_;
   std::deque<ModelFile> files_;
   std::vector<const SatCommonUtils::TRPC*> models_;
 };
@@ -210,6 +230,13 @@ void AddIntersectCommand(CLI::App* program, Action* chosen) {
   command->add_flag("--angle", options->angle,
                     "One more column: the convergence angle at the point in degrees, of several the widest "
                     "between two models that see it");
+  command
+      ->add_option(
+          "--sigma", options->sigma,
+          "Three more columns: the standard deviations of the point to the east, to the north and up in "
+          "metres, when this is that of each image coordinate")
+      ->check(CLI::Range(1e-9, 1e9).description(""))
+      ->type_name("PIXELS");
   command->callback([=] { *chosen = [=] { return Intersect(*options); }; });
 }
 

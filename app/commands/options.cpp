@@ -88,6 +88,11 @@ void AddModelArgument(CLI::App* command, const char* name, std::string* path) {
   command->add_option(name, *path, ModelText)->required()->type_name("FILE");
 }
 
+void AddPlotOption(CLI::App* command, std::string* path) {
+  command->add_option("--plot", *path, "Draw the residuals over the image, and their histogram: .png or .svg")
+      ->type_name("FILE");
+}
+
 void AddJsonOption(CLI::App* command, bool* json) {
   command->add_flag("--json", *json, "The report as one JSON object");
 }

@@ -13,6 +13,7 @@
 #include "app/number_format.h"
 #include "app/point_source.h"
 #include "app/problem.h"
+#include "app/residual_plot.h"
 #include "kelvane/rpc/refinement_estimation.h"
 
 namespace app {
@@ -27,6 +28,7 @@ struct RefineOptions {
   std::string out;
   bool affine = false;
   PointOptions points;
+  std::string plot;
   bool json = false;
 };
 
@@ -97,6 +99,7 @@ void Report(const Correspondences& read, const TRefinementEstimate& estimate,
     report["rmsAfter"] = estimate.RmsAfter;
     for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
       report["Refinement"][field.Key] = estimate.Refinement.*field.Value;
+      report["Deviations"][field.Key] = estimate.Deviations.*field.Value;
     }
     PrintJson(report);
   } else if (!options.points.quiet) {
@@ -104,7 +107,11 @@ void Report(const Correspondences& read, const TRefinementEstimate& estimate,
     std::printf("before: rms %.3g pixels\nafter:  rms %.3g pixels (line %.3g, sample %.3g), at most %.3g\n",
                 estimate.RmsBefore, estimate.RmsAfter, residuals.RmsLine, residuals.RmsSample, largest);
     for (const auto& field : SatCommonUtils::AffineCorrectionFields) {
-      std::printf("  %-12s %s\n", field.Key, ShortestNumber(estimate.Refinement.*field.Value).c_str());
+      const double deviation = estimate.Deviations.*field.Value;
+      std::printf("  %-12s %s", field.Key, ShortestNumber(estimate.Refinement.*field.Value).c_str());
+      // Coefficients that were not estimated have none, nor do those of points without redundancy.
+      if (deviation > 0.0) std::printf(" +- %.2g", deviation);
+      std::printf("\n");
     }
     PrintWritten(written, options.out);
   }
@@ -131,7 +138,18 @@ Correspondences WithinReach(Correspondences read, const ModelFile& file, const R
   return reached;
 }
 
+void Plot(const Correspondences& read, const TRefinementEstimate& estimate, const std::string& path) {
+  std::vector<ResidualVector> residuals;
+  for (std::size_t i = 0; i < read.items.size(); ++i) {
+    const auto& point = estimate.Points[i];
+    if (point.Rejected) continue;
+    residuals.push_back({read.items[i].Line, read.items[i].Sample, point.Line, point.Sample});
+  }
+  PlotResiduals(path, "control points that were kept, against the refined model", residuals);
+}
+
 int Refine(const RefineOptions& options) {
+  CheckPlotPath(options.plot);
   if (FormatOfSuffix(options.out) != ModelFormat::Xml) {
     throw Problem(options.out +
                   ": a refined model is written as .xml; \"kelvane export\" makes a plain one of it");
@@ -153,6 +171,7 @@ int Refine(const RefineOptions& options) {
                   ": no refinement: the measured coordinates are too large");
   }
   Report(read, estimate, residuals, WriteModelFile(file, options.out), options);
+  if (!options.plot.empty()) Plot(read, estimate, options.plot);
   return read.bad == 0 ? AllComputed : SomePointsFailed;
 }
 
@@ -174,6 +193,7 @@ void AddRefineCommand(CLI::App* program, Action* chosen) {
       ->check(CLI::IsMember({"shift", "affine"}).description(""))
       ->required()
       ->type_name("shift|affine");
+  AddPlotOption(command, &options->plot);
   AddJsonOption(command, &options->json);
   command->callback([=] { *chosen = [=] { return Refine(*options); }; });
 }

@@ -1,10 +1,9 @@
 #include "kelvane/numeric/simd_target.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/simd_dispatch.h"
@@ -15,52 +14,46 @@ namespace SatCommonUtils {
 
 namespace {
 
-constexpr char BaselineName[] = "baseline";
-
 /// What every processor has that this library runs on.
 constexpr bool IsBaseline(std::int64_t target) {
   return target == HWY_STATIC_TARGET || target == HWY_EMU128 || target == HWY_SCALAR;
 }
 
-std::string NameOf(std::int64_t target) {
-  if (IsBaseline(target)) return BaselineName;
+const char* NameOf(std::int64_t target) {
+  if (IsBaseline(target)) return "baseline";
 #if HWY_ARCH_X86
   if (target == HWY_AVX3) return "avx512";
+  if (target == HWY_AVX2) return "avx2";
+  if (target == HWY_SSE4) return "sse4";
 #endif
-  std::string name = hwy::TargetName(target);
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return name;
+  return hwy::TargetName(target);
 }
 
-/// Best first: Highway numbers them so. The baseline is the last.
-std::vector<std::int64_t> UsableTargets() {
-  std::vector<std::int64_t> targets;
-  const std::int64_t usable = hwy::SupportedTargets() & HWY_TARGETS;
-  for (std::int64_t rest = usable; rest != 0; rest &= rest - 1) {
+/// Calls `visit` with each target that this processor has, best first, until it says true; the baseline comes
+/// last. Gives that target, or 0. (No list: the first use of a kernel, too, takes no memory.)
+template <class Visit>
+std::int64_t FindTarget(const Visit& visit) {
+  // Highway numbers the best lowest.
+  for (std::int64_t rest = hwy::SupportedTargets() & HWY_TARGETS; rest != 0; rest &= rest - 1) {
     const std::int64_t target = rest & -rest;
-    if (!IsBaseline(target)) targets.push_back(target);
+    if (!IsBaseline(target) && visit(target)) return target;
   }
-  targets.push_back(HWY_STATIC_TARGET);
-  return targets;
+  return visit(HWY_STATIC_TARGET) ? HWY_STATIC_TARGET : 0;
 }
 
 /// The target of a name; none is 0.
-std::int64_t TargetOf(const std::string& name) {
-  const std::vector<std::int64_t> targets = UsableTargets();
-  const auto found = std::find_if(targets.begin(), targets.end(),
-                                  [&](std::int64_t target) { return NameOf(target) == name; });
-  return found == targets.end() ? 0 : *found;
+std::int64_t TargetOf(const char* name) {
+  return FindTarget([=](std::int64_t target) { return std::strcmp(NameOf(target), name) == 0; });
 }
 
 std::int64_t FirstTarget() {
-  const std::int64_t best = UsableTargets().front();
   const char* const asked = std::getenv(SimdTargetVariable);
-  if (asked == nullptr || *asked == '\0') return best;
-  const std::int64_t target = TargetOf(asked);
-  if (target != 0) return target;
-  KaPrintDbgMsg(std::string(SimdTargetVariable) + ": this machine has no target of that name\n");
-  return best;
+  if (asked != nullptr && *asked != '\0') {
+    const std::int64_t target = TargetOf(asked);
+    if (target != 0) return target;
+    KaPrintDbgMsg(std::string(SimdTargetVariable) + ": this machine has no target of that name\n");
+  }
+  return FindTarget([](std::int64_t) { return true; });
 }
 
 std::atomic<std::int64_t>& Target() {
@@ -71,16 +64,18 @@ std::atomic<std::int64_t>& Target() {
 }  // namespace
 
 std::vector<std::string> SimdTargets() {
-  const std::vector<std::int64_t> targets = UsableTargets();
-  std::vector<std::string> names(targets.size());
-  std::transform(targets.begin(), targets.end(), names.begin(), NameOf);
+  std::vector<std::string> names;
+  FindTarget([&](std::int64_t target) {
+    names.emplace_back(NameOf(target));
+    return false;
+  });
   return names;
 }
 
 std::string SimdTarget() { return NameOf(Target()); }
 
 bool SetSimdTarget(const std::string& name) {
-  const std::int64_t target = TargetOf(name);
+  const std::int64_t target = TargetOf(name.c_str());
   if (target != 0) Target() = target;
   return target != 0;
 }

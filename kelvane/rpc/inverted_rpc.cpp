@@ -1,6 +1,7 @@
 /// The inverse of a model as a model.
 #include <vector>
 
+#include "kelvane/rpc/robust_estimation.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_estimation.h"
 
@@ -39,11 +40,8 @@ TRPCEstimationDataSet SeenNodes(const TRPC& rpc, double step) {
   return data;
 }
 
-}  // namespace
-
-bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
-                         const TRPCEstimationControl& control, TRPCEstimationReport* report) {
-  *report = TRPCEstimationReport();
+/// The offsets and scales of the inverse.
+void ExchangeNormalizations(const TRPC& rpc, TRPCData* inverted) {
   TRPCData forward;
   rpc.GetRPCData(&forward);
   inverted->LineOffset = forward.LatitudeOffset;
@@ -56,9 +54,31 @@ bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
   inverted->LongitudeScale = forward.SampleScale;
   inverted->HeightOffset = forward.HeightOffset;
   inverted->HeightScale = forward.HeightScale;
+}
+
+}  // namespace
+
+bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps,
+                         const TRPCEstimationControl& control, TRPCEstimationReport* report) {
+  *report = TRPCEstimationReport();
+  ExchangeNormalizations(rpc, inverted);
   // Backwards there is no end to the grid.
   if (gridSteps < 1) return false;
   return EstimateRPC(SeenNodes(rpc, 2.0 / gridSteps), inverted, control, report);
+}
+
+bool FitInvertedRPC(const TRPC& rpc, int gridSteps, const TRPCFitOptions& options, TRPCData* inverted,
+                    TRPCFitReport* report) {
+  *report = TRPCFitReport();
+  if (gridSteps < 1) {
+    report->Text = "a grid has 1 step at least";
+    return false;
+  }
+  TRPCData fitted;
+  if (!FitRPC(SeenNodes(rpc, 2.0 / gridSteps), options, &fitted, report)) return false;
+  ExchangeNormalizations(rpc, &fitted);
+  *inverted = fitted;
+  return true;
 }
 
 bool EstimateInvertedRPC(const TRPC& rpc, TRPCData* inverted, int gridSteps, TKaProgressHandler*) {

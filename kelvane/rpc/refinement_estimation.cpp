@@ -51,7 +51,7 @@ TPairs Chosen(const TPairs& pairs, const TKeeping& kept) {
   return chosen;
 }
 
-xy_d Centre(const TPairs& pairs) {
+xy_d CentreOf(const TPairs& pairs) {
   xy_d sum;
   for (const TPair& pair : pairs) {
     sum.x += pair.Xfrom;
@@ -61,23 +61,31 @@ xy_d Centre(const TPairs& pairs) {
   return {sum.x / count, sum.y / count};
 }
 
+/// The scatter of source points about their centre.
+struct TScatter {
+  xy_d Centre;
+  double XX = 0.0;
+  double XY = 0.0;
+  double YY = 0.0;
+
+  explicit TScatter(const TPairs& pairs) : Centre(CentreOf(pairs)) {
+    for (const TPair& pair : pairs) {
+      const double x = pair.Xfrom - Centre.x;
+      const double y = pair.Yfrom - Centre.y;
+      XX += x * x;
+      XY += x * y;
+      YY += y * y;
+    }
+  }
+};
+
 /// How far source points are from lying on a line: the standard deviation across as a part of that along.
 double SpreadOf(const TPairs& pairs) {
-  const xy_d centre = Centre(pairs);
-  double xx = 0.0;
-  double xy = 0.0;
-  double yy = 0.0;
-  for (const TPair& pair : pairs) {
-    const double x = pair.Xfrom - centre.x;
-    const double y = pair.Yfrom - centre.y;
-    xx += x * x;
-    xy += x * y;
-    yy += y * y;
-  }
+  const TScatter scatter(pairs);
   // The eigenvalues, the smaller by the determinant.
-  const double half = 0.5 * (xx - yy);
-  const double larger = 0.5 * (xx + yy) + std::sqrt(half * half + xy * xy);
-  const double smaller = larger > 0.0 ? (xx * yy - xy * xy) / larger : 0.0;
+  const double half = 0.5 * (scatter.XX - scatter.YY);
+  const double larger = 0.5 * (scatter.XX + scatter.YY) + std::sqrt(half * half + scatter.XY * scatter.XY);
+  const double smaller = larger > 0.0 ? (scatter.XX * scatter.YY - scatter.XY * scatter.XY) / larger : 0.0;
   return smaller > 0.0 ? std::sqrt(smaller / larger) : 0.0;
 }
 
@@ -86,7 +94,7 @@ bool AreSpread(const TPairs& pairs) { return pairs.size() >= 3 && SpreadOf(pairs
 /// The least-squares map, worked about the centre of the source points: far from the origin the normal
 /// equations would lose what tells the points apart.
 TAffineCorrection FitAffine(const TPairs& pairs) {
-  const xy_d centre = Centre(pairs);
+  const xy_d centre = CentreOf(pairs);
   TPairs centred = pairs;
   for (TPair& pair : centred) {
     pair.Xfrom -= centre.x;
@@ -268,6 +276,50 @@ bool IsFinite(const TAffineCorrection& correction) {
                      [&](const auto& field) { return std::isfinite(correction.*field.Value); });
 }
 
+/// Of ordinary least squares with three unknowns a coordinate, or the bias alone; the errors' variance is 1.
+void UnitCovariance(const TPairs& pairs, bool affine, double (&covariance)[3][3]) {
+  covariance[0][0] = 1.0 / static_cast<double>(pairs.size());
+  if (!affine) return;
+  const TScatter scatter(pairs);
+  const double determinant = scatter.XX * scatter.YY - scatter.XY * scatter.XY;
+  const double drift = scatter.YY / determinant;
+  const double both = -scatter.XY / determinant;
+  const double tilt = scatter.XX / determinant;
+  // The bias is what the fit has at the centre, carried to the origin.
+  const double with_drift = -(scatter.Centre.x * drift + scatter.Centre.y * both);
+  const double with_tilt = -(scatter.Centre.x * both + scatter.Centre.y * tilt);
+  const double bias = covariance[0][0] - scatter.Centre.x * with_drift - scatter.Centre.y * with_tilt;
+  const double all[3][3] = {
+      {bias, with_drift, with_tilt}, {with_drift, drift, both}, {with_tilt, both, tilt}};
+  std::copy_n(&all[0][0], 9, &covariance[0][0]);
+}
+
+void EstimateCovariance(const TPairs& kept, const TFit& fit, std::size_t unknowns,
+                        TRefinementEstimate* estimate) {
+  double unit[3][3] = {};
+  UnitCovariance(kept, unknowns == 3, unit);
+  xy_d squares;
+  for (const TPair& pair : kept) {
+    const xy_d residual = Residual(fit.Map, pair);
+    squares.x += residual.x * residual.x;
+    squares.y += residual.y * residual.y;
+  }
+  const double redundant = static_cast<double>(kept.size()) - static_cast<double>(unknowns);
+  const auto scale = [&](double sum) { return redundant > 0.0 ? sum / redundant : std::nan(""); };
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) {
+      estimate->Covariance.Line[i][j] = scale(squares.x) * unit[i][j];
+      estimate->Covariance.Sample[i][j] = scale(squares.y) * unit[i][j];
+    }
+  }
+  const auto deviation = [](const double(&covariance)[3][3], std::size_t i) {
+    return std::sqrt(covariance[i][i]);
+  };
+  const TRefinementCovariance& found = estimate->Covariance;
+  estimate->Deviations = {deviation(found.Line, 0),   deviation(found.Line, 1),   deviation(found.Line, 2),
+                          deviation(found.Sample, 0), deviation(found.Sample, 1), deviation(found.Sample, 2)};
+}
+
 void Report(const TPairs& pairs, const TFit& fit, std::size_t least, TRefinementEstimate* estimate) {
   *estimate = TRefinementEstimate();
   estimate->Refinement = {fit.Map};
@@ -287,7 +339,9 @@ void Report(const TPairs& pairs, const TFit& fit, std::size_t least, TRefinement
   const auto count = static_cast<double>(estimate->Kept);
   estimate->RmsBefore = std::sqrt(before_squares / count);
   estimate->RmsAfter = std::sqrt(after_squares / count);
-  estimate->Spread = SpreadOf(Chosen(pairs, fit.Kept));
+  const TPairs kept = Chosen(pairs, fit.Kept);
+  estimate->Spread = SpreadOf(kept);
+  EstimateCovariance(kept, fit, least, estimate);
 }
 
 }  // namespace

@@ -55,9 +55,22 @@ struct TRefinementPoint {
   double Sample = 0.0;        ///< likewise
 };
 
+/// Covariances of a refinement's coefficients, those of the line and those of the sample; the two do not
+/// depend on each other. In the order bias, drift, tilt, row by row; pixels and parts of pixels, squared.
+struct TRefinementCovariance {
+  double Line[3][3] = {};    ///< of `LineBias`, `LineDrift`, `LineTilt`
+  double Sample[3][3] = {};  ///< of `SampleBias`, `SampleDrift`, `SampleTilt`
+};
+
 /// A refinement and how well the points agree with it.
 struct TRefinementEstimate {
   TRPCRefinementDataAffine Refinement;  ///< from the model's coordinates to refined ones, in pixels
+  /// From the residuals of the points that were kept, as of ordinary least squares; the scale of the errors
+  /// is theirs, by line and by sample. Coefficients that are not estimated have zeros. All NaN where no point
+  /// is redundant. A few good points are rejected with the blunders, so the numbers are somewhat small.
+  TRefinementCovariance Covariance;
+  /// The square roots of its diagonals: standard deviations, in place of the coefficients.
+  TAffineCorrection Deviations;
   /// One for each control point, in their order.
   std::vector<TRefinementPoint> Points;
   std::size_t Kept = 0;  ///< how many were not rejected

@@ -10,6 +10,15 @@
 #include "kelvane/numeric/simd_lanes-inl.h"
 #include "kelvane/rpc/ground_solution.h"
 
+// Steps are compiled in one piece, so that sums stay in registers; under sanitizers, whose checks grow with
+// it, that would take minutes.
+#undef KELVANE_FLATTEN
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define KELVANE_FLATTEN
+#else
+#define KELVANE_FLATTEN [[gnu::flatten]]
+#endif
+
 HWY_BEFORE_NAMESPACE();
 namespace SatCommonUtils {
 namespace HWY_NAMESPACE {
@@ -120,8 +129,8 @@ inline TImage<TLanes> ProjectWithDerivatives(const TBatchModel& model, const TTe
 // Ground to image.
 
 template <bool WithDerivatives, class Count>
-[[gnu::flatten]] std::size_t ProjectStep(const TBatchModel& model, const TProjectedPoints& points,
-                                         std::size_t i, Count count) {
+KELVANE_FLATTEN std::size_t ProjectStep(const TBatchModel& model, const TProjectedPoints& points,
+                                        std::size_t i, Count count) {
   const TTerms terms =
       TermsAt(model, TLanes::Load(points.Latitude + i, count), TLanes::Load(points.Longitude + i, count),
               TLanes::Load(points.Height + i, count));
@@ -243,8 +252,8 @@ inline TLaneMask Iterate(const TBatchModel& model, TInverse* inverse) {
 }
 
 template <class Count>
-[[gnu::flatten]] std::size_t LocateStep(const TBatchModel& model, const TLocatedPoints& points, std::size_t i,
-                                        Count count) {
+KELVANE_FLATTEN std::size_t LocateStep(const TBatchModel& model, const TLocatedPoints& points, std::size_t i,
+                                       Count count) {
   const TImage<TLanes> given = {TLanes::Load(points.Line + i, count), TLanes::Load(points.Sample + i, count)};
   const TImage<TLanes> raw = model.IsRefined ? Corrected(model.Refinement.RefinedToRaw, given) : given;
   const TLanes h = TLanes::Load(points.Height + i, count);
@@ -355,7 +364,7 @@ TLanes RootMeanSquare(const TIntersectedPoints& points, std::size_t i, Count cou
 }
 
 template <class Count>
-[[gnu::flatten]] std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
+KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
   TThreeEquations start;
   for (std::size_t image = 0; image < points.ModelCount; ++image) {
     const TImage<TLanes> given = LoadImage(points, image, i, count);

@@ -4,14 +4,13 @@
 #include <array>
 #include <cmath>
 #include <future>
-#include <limits>
 #include <memory>
-#include <system_error>
 
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/linear_solvers.h"
-#include "kelvane/numeric/normalization.h"
 #include "kelvane/numeric/row_solvers.h"
+#include "kelvane/rpc/beside.h"
+#include "kelvane/rpc/estimation_normalization.h"
 #include "kelvane/rpc/estimation_sums.h"
 #include "kelvane/rpc/rpc_terms.h"
 
@@ -82,42 +81,6 @@ class TWatch {
   std::size_t work_ = 1;
 };
 
-/// The five normalisations, in the order in which they are set up.
-struct TNormalization {
-  double TItem::*Value;
-  double TRPCData::*Offset;
-  double TRPCData::*Scale;
-  TLinearNormalization Map;
-};
-
-using TNormalizations = std::array<TNormalization, 5>;
-
-TNormalizations Normalizations() {
-  return {{{&TItem::Line, &TRPCData::LineOffset, &TRPCData::LineScale, {}},
-           {&TItem::Sample, &TRPCData::SampleOffset, &TRPCData::SampleScale, {}},
-           {&TItem::Latitude, &TRPCData::LatitudeOffset, &TRPCData::LatitudeScale, {}},
-           {&TItem::Longitude, &TRPCData::LongitudeOffset, &TRPCData::LongitudeScale, {}},
-           {&TItem::Height, &TRPCData::HeightOffset, &TRPCData::HeightScale, {}}}};
-}
-
-bool SetUp(const TItems& items, TNormalization* normalization) {
-  double least = std::numeric_limits<double>::max();
-  double most = -std::numeric_limits<double>::max();
-  for (const TItem& item : items) {
-    least = std::min(least, item.*normalization->Value);
-    most = std::max(most, item.*normalization->Value);
-  }
-  return normalization->Map.Reset(most, least, 1.0, -1.0);
-}
-
-TItems Normalized(const TItems& items, const TNormalizations& normalizations) {
-  TItems normalized = items;
-  for (TItem& item : normalized) {
-    for (const TNormalization& n : normalizations) item.*n.Value = n.Map.Initial2Normalized(item.*n.Value);
-  }
-  return normalized;
-}
-
 TRPCTerms<double> Terms(const TItem& item) { return {item.Latitude, item.Longitude, item.Height}; }
 
 /// A fit that goes on: the items, normalised, and the two functions as they stand.
@@ -176,7 +139,7 @@ class TEstimation {
       return (line_.Finished || work(&line_, &watch_)) && (sample_.Finished || work(&sample_, &watch_));
     }
     TWatch nobody(nullptr, nullptr);
-    std::future<bool> other = Start([&] { return work(&sample_, &nobody); });
+    std::future<bool> other = StartBeside([&] { return work(&sample_, &nobody); });
     const bool line_done = work(&line_, &watch_);
     const bool sample_done = other.get();
     if (!line_done || !sample_done) return false;
@@ -224,16 +187,6 @@ class TEstimation {
 
  private:
   static constexpr int CallsOfStep = 2 * Unknowns;
-
-  /// In a thread that sleeps when it is done; later in this one when the system gives none.
-  template <class Work>
-  static std::future<bool> Start(Work work) {
-    try {
-      return std::async(std::launch::async, work);
-    } catch (const std::system_error&) {
-      return std::async(std::launch::deferred, work);
-    }
-  }
 
   const TItems& items_;
   bool in_parallel_;
@@ -318,13 +271,13 @@ bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, const TRPCEst
                  TRPCEstimationReport* report) {
   *report = TRPCEstimationReport();
   if (data.Items.size() < RPCEstimationLeastItems) return false;
-  TNormalizations normalizations = Normalizations();
+  TItemNormalizations normalizations;
   TItems working;
   if (!data.Normalized) {
-    for (TNormalization& normalization : normalizations) {
-      if (!SetUp(data.Items, &normalization)) return false;
+    for (TItemNormalization& normalization : normalizations) {
+      if (!normalization.SetUp(data.Items)) return false;
     }
-    working = Normalized(data.Items, normalizations);
+    working = normalizations.Normalized(data.Items);
   }
   TEstimation estimation(data.Normalized ? data.Items : working, control);
   const auto iterate = control.Steps == TE_RPCEstimationSteps::Together ? IterateTogether : IterateApart;
@@ -338,12 +291,7 @@ bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, const TRPCEst
   std::copy(line.Denominator.begin(), line.Denominator.end(), rpc->LineDenom);
   std::copy(sample.Numerator.begin(), sample.Numerator.end(), rpc->SampleNum);
   std::copy(sample.Denominator.begin(), sample.Denominator.end(), rpc->SampleDenom);
-  if (!data.Normalized) {
-    for (const TNormalization& normalization : normalizations) {
-      rpc->*normalization.Offset = normalization.Map.Offset();
-      rpc->*normalization.Scale = normalization.Map.Scale();
-    }
-  }
+  if (!data.Normalized) normalizations.WriteTo(rpc);
   return true;
 }
 
@@ -363,16 +311,15 @@ bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, void (*progre
 }
 
 double CalculateLeastExtent(const std::vector<TRPCEstimationDataItem>& items) {
-  TNormalizations normalizations = Normalizations();
+  TItemNormalizations normalizations;
   double covariance[3][3] = {};
   double mean[3] = {};
   const auto ground = [&](const TItem& item, std::size_t axis) {
-    // Behind line and sample.
-    const TNormalization& n = normalizations[2 + axis];
+    const TItemNormalization& n = normalizations[TItemNormalizations::FirstOfGround + axis];
     return n.Map.Initial2Normalized(item.*n.Value);
   };
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    if (!SetUp(items, &normalizations[2 + axis])) return 0.0;
+    if (!normalizations[TItemNormalizations::FirstOfGround + axis].SetUp(items)) return 0.0;
     for (const TItem& item : items) mean[axis] += ground(item, axis) / static_cast<double>(items.size());
   }
   for (const TItem& item : items) {

@@ -43,14 +43,25 @@ TEST(Fit, GivesAModelThatSeesThePointsWhereTheyWereSeen) {
   TRPCData data = test::SampleRecord("worldview3.RPB");
   data.LongitudeOffset = 180.0;
   // Across the 180th meridian, half of the points in another turn.
-  const Outcome outcome = Fit("# head\n" + GridOf(data, 11, 360.0), {"-o", folder.Path("a.xml"), "--json"});
+  const Outcome outcome = Fit("# head\n" + GridOf(data, 11, 360.0),
+                              {"-o", folder.Path("a.xml"), "--json", "--plot", folder.Path("a.svg")});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_TRUE(Contains(test::FileText(folder.Path("a.svg")), "</svg>"));
   const json report = json::parse(outcome.out);
   EXPECT_EQ(report["points"], 1331);
   EXPECT_LT(report["maxResidual"], 1e-6);
   EXPECT_LE(report["rmsLine"], report["maxResidual"]);
   EXPECT_LE(report["rmsSample"], report["maxResidual"]);
-  EXPECT_EQ(report["converged"].get<bool>(), report["iterations"].get<int>() < 10);
+  EXPECT_EQ(report["method"], "robust");
+  EXPECT_EQ(report["verdict"], "trustworthy");
+  EXPECT_EQ(report["downWeighted"], json::array());
+  EXPECT_EQ(report["converged"], true);
+  for (const char* coordinate : {"line", "sample"}) {
+    EXPECT_EQ(report[coordinate]["degree"], 3);
+    EXPECT_NEAR(report[coordinate]["degreesOfFreedom"], 1331 - 39, 20.0);
+    EXPECT_LT(report[coordinate]["heldOutMax"], 1e-6);
+    EXPECT_GT(report[coordinate]["condition"], 1e6);
+  }
   const auto projected = [&](const char* model) {
     return RunKelvane({"project", folder.Path(model), "--precision", "9"}, "41.8791 -179.99 95").out;
   };
@@ -63,6 +74,62 @@ TEST(Fit, GivesAModelThatSeesThePointsWhereTheyWereSeen) {
   const Outcome corner = Fit(swapped.str(), {"-o", folder.Path("b.xml"), "--xy", "--origin", "corner"});
   EXPECT_TRUE(Contains(corner.out, "216 points")) << corner.err;
   EXPECT_EQ(projected("b.xml"), projected("a.xml"));
+}
+
+/// The numbers of a grid with every thirtieth line moved by 100 lines, and those lines' numbers.
+std::string WithBlunders(const std::string& grid, std::vector<int>* moved) {
+  test::PrintedNumbers points(grid);
+  test::PointText text;
+  std::string name;
+  int line = 0;
+  for (double v[5]; points >> v[0] >> v[1] >> v[2] >> v[3] >> v[4] >> name;) {
+    if (++line % 30 == 0) {
+      v[3] += 100.0;
+      moved->push_back(line);
+    }
+    text << v[0] << ' ' << v[1] << ' ' << v[2] << ' ' << v[3] << ' ' << v[4] << '\n';
+  }
+  return text.str();
+}
+
+TEST(Fit, FindsBlundersAndWarnsOfWhatIsDoubtful) {
+  const test::ScratchFolder folder;
+  const std::string out = folder.Path("out.rpb");
+  std::vector<int> moved;
+  const std::string grid = GridOf(test::SampleRecord("worldview3.RPB"), 8);
+  const std::string points = WithBlunders(grid, &moved);
+  const Outcome outcome = Fit(points, {"-o", out, "--json"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const json report = json::parse(outcome.out);
+  EXPECT_EQ(report["downWeighted"], moved);
+  EXPECT_LT(report["maxResidual"], 1e-4) << "of the others, with all that the form rounds";
+  EXPECT_TRUE(Contains(outcome.err, "stdin:30: down-weighted: 100 lines and")) << outcome.err;
+  EXPECT_TRUE(Contains(outcome.err, "17 points of 512 are down-weighted")) << outcome.err;
+  // Without weights, and by the classic fit, they bend the model.
+  for (const std::vector<std::string>& options :
+       {std::vector<std::string>{"--weights", "equal"}, std::vector<std::string>{"--method", "classic"}}) {
+    const Outcome bent = Fit(points, {"-o", out, "--json", options[0], options[1]});
+    ASSERT_EQ(bent.status, 0) << bent.err;
+    EXPECT_GT(json::parse(bent.out)["rmsLine"], 5.0);
+    EXPECT_EQ(json::parse(bent.out).contains("verdict"), options[0] == "--weights");
+  }
+  const Outcome first =
+      Fit(grid, {"-o", out, "--order", "1", "--weights", "huber", "--common-denominator", "--json"});
+  EXPECT_EQ(json::parse(first.out)["sample"]["degree"], 1) << first.err;
+  // Too few points to hold some out for the third order: said even when asked to be quiet.
+  std::string few;
+  std::size_t end = 0;
+  for (int i = 0; i < 45; ++i) {
+    end = (end + 97) % (grid.size() - 200);
+    const std::size_t start = grid.find('\n', end) + 1;
+    few += grid.substr(start, grid.find('\n', start) + 1 - start);
+    end = start + 830;
+  }
+  const Outcome quiet = Fit(few, {"-o", out, "--quiet"});
+  EXPECT_EQ(quiet.status, 0) << quiet.err;
+  EXPECT_EQ(quiet.out, "");
+  EXPECT_TRUE(Contains(quiet.err, out + ": WARNING: doubtful: "));
+  EXPECT_TRUE(Contains(quiet.err, "too few points to try the highest degree"));
 }
 
 TEST(Fit, SaysWhyThereIsNoModelAndWritesNone) {
@@ -99,6 +166,7 @@ TEST(Invert, StatesAnErrorThatHolds) {
       RunKelvane({"invert", model, "-o", folder.Path("inverse.xml"), "--grid", "10", "--json"});
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const double stated = json::parse(outcome.out)["maxDifference"];
+  EXPECT_EQ(json::parse(outcome.out)["method"], "robust") << "which comes nearer";
   EXPECT_GT(stated, 0.0);
   EXPECT_LT(stated, 1e-8);
   std::string points;

@@ -115,4 +115,25 @@ TEST_F(Intersect, WhatHasNoAnswerSaysWhyAndSpoilsNothingElse) {
   EXPECT_EQ(Run(models_, "", {"--height", "5"}).status, 2);
 }
 
+TEST_F(Intersect, SigmaTellsDeviationsInMetres) {
+  const std::string tie = Tie(1.0, 3);
+  const test::Outcome plain = Run(models_, tie);
+  const test::Outcome one = Run(models_, tie, {"--sigma", "1"});
+  const test::Outcome two = Run(models_, tie, {"--sigma", "2", "--angle"});
+  ASSERT_EQ(one.status, 0) << one.err;
+  ASSERT_EQ(one.out.compare(0, plain.out.size() - 1, plain.out, 0, plain.out.size() - 1), 0);
+  std::vector<double> at[2];
+  for (int i = 0; i < 2; ++i) {
+    test::PrintedNumbers numbers(i == 0 ? one.out : two.out);
+    for (double number = 0.0; numbers >> number;) at[i].push_back(number);
+    ASSERT_EQ(at[i].size(), 7U + static_cast<std::size_t>(i));
+  }
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    EXPECT_GT(at[0][4 + axis], axis == 2 ? 1.0 : 0.1);
+    EXPECT_LT(at[0][4 + axis], 10.0);
+    EXPECT_NEAR(at[1][5 + axis], 2.0 * at[0][4 + axis], 1e-12);
+  }
+  EXPECT_EQ(Run(models_, tie, {"--sigma", "0"}).status, 2);
+}
+
 }  // namespace

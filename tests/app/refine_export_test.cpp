@@ -118,6 +118,7 @@ TEST(Refine, BlundersDoNotBendWhatExportHandsOn) {
   ASSERT_EQ(exported.status, 0) << exported.err;
   const double stated = json::parse(exported.out)["maxDifference"];
   EXPECT_LT(stated, 0.01);
+  EXPECT_NE(json::parse(exported.out)["method"], "exact");
   EXPECT_LE(Difference(refined, plain), 0.01);
   // A refinement has no place in the plain forms, and another one replaces it.
   const Outcome lost = RunKelvane({"convert", refined, folder.Path("lost.rpb")});
@@ -196,6 +197,26 @@ TEST(Refine, WhatCannotBeAppliedIsNotPassedOver) {
   double lat[2];
   ASSERT_TRUE(inverted >> lat[0] && located >> lat[1]);
   EXPECT_NEAR(lat[0], lat[1], 1e-8);
+}
+
+TEST(Refine, DrawsWhatIsLeft) {
+  const test::ScratchFolder folder;
+  const std::string controls = ControlPoints(300, [](int i, double* line, double* sample) {
+    *line += 0.3 * std::sin(7.0 * i);
+    *sample += 0.2 * std::cos(5.0 * i);
+  });
+  const std::string refined = folder.Path("refined.xml");
+  const std::string png = folder.Path("a \"picture\".PNG");
+  const std::string svg = folder.Path("picture.svg");
+  const auto refine = [&](const std::string& plot) {
+    return Kelvane({"refine", Model, "-o", refined, "--kind", "shift", "--quiet", "--plot", plot}, controls);
+  };
+  ASSERT_EQ(refine(png).status, 0) << refine(png).err;
+  EXPECT_EQ(test::FileText(png).substr(1, 3), "PNG");
+  ASSERT_EQ(RunKelvane({"export", refined, "-o", folder.Path("plain.xml"), "--plot", svg}).status, 0);
+  EXPECT_NE(test::FileText(svg).find("</svg>"), std::string::npos);
+  EXPECT_EQ(refine(folder.Path("picture.pdf")).status, 2);
+  EXPECT_EQ(refine(folder.Path("nowhere/picture.svg")).status, 2);
 }
 
 }  // namespace

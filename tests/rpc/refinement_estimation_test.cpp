@@ -154,4 +154,39 @@ TEST_F(RefinementEstimation, SaysWhyThereIsNone) {
   }
 }
 
+TEST_F(RefinementEstimation, CovariancesAgreeWithTheScatterOfTheCoefficients) {
+  constexpr int Runs = 1500;
+  for (const auto kind : {TE_RefinementKind::Shift, TE_RefinementKind::Affine}) {
+    const TRPCRefinementDataAffine& truth = kind == TE_RefinementKind::Shift ? Shifted : Skewed;
+    // The same ground each time, other errors.
+    const TPoints exact = Measured(12, truth, 0.0, 3);
+    std::mt19937_64 random(17);
+    std::normal_distribution<double> around(0.0, 0.4);
+    TAffineCorrection scatter = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+    TAffineCorrection predicted = scatter;
+    for (int run = 0; run < Runs; ++run) {
+      TPoints points = exact;
+      for (TRPCEstimationDataItem& p : points) {
+        p.Line += around(random);
+        p.Sample += around(random);
+      }
+      ASSERT_TRUE(EstimateRefinement(model_, points, kind, &estimate_));
+      for (const auto& field : AffineCorrectionFields) {
+        const double miss = estimate_.Refinement.*field.Value - truth.*field.Value;
+        scatter.*field.Value += miss * miss / Runs;
+        predicted.*field.Value +=
+            estimate_.Deviations.*field.Value * (estimate_.Deviations.*field.Value) / Runs;
+      }
+    }
+    for (const auto& field : AffineCorrectionFields) {
+      const double expected = std::sqrt(scatter.*field.Value);
+      EXPECT_NEAR(std::sqrt(predicted.*field.Value), expected, 0.07 * expected) << field.Key;
+    }
+    // Along the image the bias and what multiplies the line hang together.
+    EXPECT_EQ(estimate_.Covariance.Line[0][1] != 0.0, kind == TE_RefinementKind::Affine);
+  }
+  ASSERT_TRUE(EstimateRefinement(model_, Measured(1, Shifted, 0.1, 1), TE_RefinementKind::Shift, &estimate_));
+  EXPECT_TRUE(std::isnan(estimate_.Deviations.LineBias));
+}
+
 }  // namespace
