@@ -3,6 +3,7 @@
 // $ dataset samples/worldview3.RPB samples
 // worldview3_control.txt is no model
 // worldview3_points.txt is no model
+// worldview3_points_seen.txt is no model
 // model first
 // model worldview3
 // 41.8791 12.5798

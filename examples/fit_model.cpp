@@ -1,7 +1,8 @@
 // Fits a model to correspondences: here to points that another model sees, a grid of 11 x 11 x 11.
 //
 // $ fit_model samples/worldview3.RPB
-// 1331 points, each seen to a ten-thousandth of a pixel: yes
+// trustworthy: points that were held out are seen as well as the others
+// each point is seen to a millionth of a pixel: yes
 #include <cstdio>
 
 #include "kelvane/module/module.h"
