@@ -25,6 +25,7 @@ class KELVANE_HOST_API TKaXIniXmlWriter : public TKaXIniWriter {
   bool WritePoint(const std::string& name, const xy_d& point) override;
 
  protected:
+  /// False for a key that is empty, and for a zero byte in key or text.
   bool PutValue(const std::string& key, const double& value) override;
   bool PutValue(const std::string& key, const int& value) override;
   bool PutValue(const std::string& key, const unsigned long& value) override;

@@ -6,7 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// The text with its control bytes written as \xNN, so that it stays on one line and moves no cursor.
+/// The text with each control byte as a backslash, `x` and two hexadecimal digits, so that it stays on one
+/// line and moves no cursor.
 inline std::string KaPrintable(std::string_view text) {
   constexpr char digits[] = "0123456789ABCDEF";
   std::string shown;

@@ -19,8 +19,8 @@ namespace SatCommonUtils {
 /// is what is left.
 class KELVANE_API TEllipsoid {
  public:
-  static constexpr double WGS84SemiMajorAxis = 6378137.0;  ///< metres
-  static constexpr double WGS84Flattening = 1.0 / 298.257223563;
+  static constexpr double WGS84SemiMajorAxis = 6378137.0;         ///< metres
+  static constexpr double WGS84Flattening = 1.0 / 298.257223563;  ///< of `a`, as the constructor's `f`
   /// Flatter ones would lose the digits of 1 - e². Up to it geodetic coordinates of points outside lead back
   /// as exactly as on Earth, of points inside to 1e-14 of the semi-major axis.
   static constexpr double GreatestFlattening = 0.99;
@@ -31,6 +31,7 @@ class KELVANE_API TEllipsoid {
   /// above 0 and finite and `f` from 0 (a sphere) to `GreatestFlattening`.
   TEllipsoid(const double& a, const double& f);
 
+  /// Metres, metres, and 1 - b/a.
   double SemiMajorAxis() const { return a_; }
   double SemiMinorAxis() const { return a_ * (1.0 - f_); }
   double Flattening() const { return f_; }

@@ -6,6 +6,7 @@
 
 namespace SatCommonUtils {
 
+/// Longitudes that differ by this are the same meridian.
 constexpr double DegreesPerTurn = 360.0;
 
 /// The same meridian in (-180, 180].

@@ -30,18 +30,24 @@ enum class TE_PointLocation { Outside, Boundary, Inside };
 class KELVANE_API TPolygon {
  public:
   TPolygon() = default;
+  /// Takes the vertices in their order; the last is joined to the first and does not repeat it.
   explicit TPolygon(std::vector<xy_d> vertices);
   /// A deep copy. Throws `std::runtime_error` "TPolygon::TPolygon(const TPolygon& src)" when there is no
   /// memory for it.
   TPolygon(const TPolygon& src);
+  /// Leaves the source without vertices.
   TPolygon(TPolygon&&) noexcept = default;
+  /// A deep copy; `std::bad_alloc` when there is no memory for it, the polygon then as it was.
   TPolygon& operator=(const TPolygon&) = default;
+  /// Leaves the source without vertices.
   TPolygon& operator=(TPolygon&&) noexcept = default;
 
   /// True when the polygon encloses something at all: at least three vertices.
   explicit operator bool() const { return vertices_.size() >= 3; }
+  /// In their order, the first not repeated at the end.
   std::size_t VertexCount() const { return vertices_.size(); }
   const std::vector<xy_d>& Vertices() const { return vertices_; }
+  /// Puts it behind the last.
   void AddVertex(const xy_d& vertex) { vertices_.push_back(vertex); }
   /// Removes all vertices.
   void Clear() { vertices_.clear(); }

@@ -40,12 +40,14 @@ struct TMIFRegion {
 
 /// What a MIF file and its MID file hold.
 struct TMIFLayer {
-  int Version = 300;  ///< from 1 to 1000000
-  std::string Charset = "Neutral";
-  char Delimiter = '\t';  ///< between the values of a row in the MID file
+  int Version = 300;                ///< from 1 to 1000000
+  std::string Charset = "Neutral";  ///< as the file names it; texts are bytes in it, not converted
+  char Delimiter = '\t';            ///< between the values of a row in the MID file
   /// The CoordSys clause without its word; without one, longitude and latitude are meant.
   std::string CoordSys;
+  /// Names and types of the attributes, of which each row holds one.
   std::vector<TMIFColumn> Columns;
+  /// In the order of the file; other objects have no place here.
   std::vector<TMIFRegion> Regions;
   /// Points, lines, texts and the like that stood in the file and are not kept.
   std::size_t OtherObjects = 0;

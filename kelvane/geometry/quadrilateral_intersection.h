@@ -18,6 +18,7 @@ enum class TE_PlaneContact {
 
 /// The common figure of two quadrilaterals. Points and lines in common make no piece; `Contact` tells them.
 struct TQuadrilateralIntersection {
+  /// Exact: lines and points in common are found without tolerance.
   TE_PlaneContact Contact = TE_PlaneContact::Apart;
   /// One polygon for each part. Each is simple, runs counter-clockwise, has an area above 0 and no vertex in
   /// the middle of a straight side; parts share corners at most. Convex quadrilaterals give one at most,

@@ -18,16 +18,17 @@ namespace SatCommonUtils {
 /// A line with a beginning and a sense: Origin + t · Direction. `Direction` has any length but 0, and t is
 /// counted in it; t below 0 lies behind the origin.
 struct TRay {
-  T3DPoint Origin;
-  T3DPoint Direction;
+  T3DPoint Origin;     ///< where t is 0
+  T3DPoint Direction;  ///< of any length but 0
 
+  /// The point at t, which may be negative.
   T3DPoint At(double t) const { return Origin + t * Direction; }
 };
 
 /// The plane through `Point`, across `Normal` of any length but 0.
 struct TPlane {
-  T3DPoint Point;
-  T3DPoint Normal;
+  T3DPoint Point;   ///< any point of it
+  T3DPoint Normal;  ///< of any length but 0, to either side
 };
 
 /// Where a ray crosses a closed surface.

@@ -4,5 +4,7 @@
 /// exported from the host's library and called by this one.
 #pragma once
 
+/// Exported from libKelvane: part of its interface, and of its SONAME's promise.
 #define KELVANE_API __attribute__((visibility("default")))
+/// Exported from the library of the host.
 #define KELVANE_HOST_API __attribute__((visibility("default")))

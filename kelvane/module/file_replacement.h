@@ -26,6 +26,7 @@ class KELVANE_API TFileReplacement {
   /// those of any new file. Refuses, besides what the system does, a place where something else than a
   /// regular file stands, and a link to no file.
   TFileReplacement(const std::string& path, std::string_view bytes, TE_FilePlace place);
+  /// Takes over the file; `other` has nothing to put in place, or to clear away, then.
   TFileReplacement(TFileReplacement&& other) noexcept;
   TFileReplacement& operator=(TFileReplacement&&) = delete;
   ~TFileReplacement();
@@ -33,6 +34,7 @@ class KELVANE_API TFileReplacement {
   /// Called once: takes the place, in one step of the system's. On failure what stands there stays.
   void TakePlace();
 
+  /// The place to be taken, not the temporary name.
   const std::string& Path() const { return path_; }
 
  private:

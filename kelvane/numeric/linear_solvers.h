@@ -22,10 +22,12 @@
 
 namespace SatCommonUtils {
 
+/// See above: what an elimination of n unknowns leaves.
 constexpr double GaussResidualBound(std::size_t n) {
   return 2.0 * static_cast<double>(n) * static_cast<double>(n) * std::numeric_limits<double>::epsilon();
 }
 
+/// See above: what a Cholesky decomposition of n unknowns leaves.
 constexpr double CholeskyResidualBound(std::size_t n) {
   return 2.0 * (static_cast<double>(n) + 1.0) * std::numeric_limits<double>::epsilon();
 }
@@ -72,8 +74,10 @@ KELVANE_API void SolveKramer3(const double* A, const double* b, double* x);
 /// A square system A·x = b; holds copies.
 class KELVANE_API TLinearSystem {
  public:
+  /// Copies both. That `coef` is square and `free` as long is not checked.
   TLinearSystem(const TMatrix& coef, const TVector& free) : coef_(coef), free_(free) {}
 
+  /// Copies what they are given; sizes are not checked.
   void Set(const TMatrix& coef, const TVector& free);
   void SetCoef(const TMatrix& coef) { coef_ = coef; }
   void SetFree(const TVector& free) { free_ = free; }
@@ -82,6 +86,7 @@ class KELVANE_API TLinearSystem {
   double SolutionGauss(TVector& x) const;
   /// The determinant, found by solving.
   double Det() const;
+  /// See `Cond` above; of the coefficients alone.
   double Cond() const { return SatCommonUtils::Cond(coef_); }
 
  private:

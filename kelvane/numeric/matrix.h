@@ -41,15 +41,18 @@ class KELVANE_API TMatrix {
   explicit TMatrix(std::size_t n);
   /// The square matrix with `d` on its diagonal.
   explicit TMatrix(const TVector& d);
+  /// A deep copy, but for the name.
   TMatrix(const TMatrix& other);
   /// Leaves `other` empty, without rows.
   TMatrix(TMatrix&& other) noexcept;
   ~TMatrix();
 
+  /// A deep copy, but for the name, which stays.
   TMatrix& operator=(const TMatrix& other);
   /// Leaves `other` empty, without rows.
   TMatrix& operator=(TMatrix&& other) noexcept;
 
+  /// Neither index is checked.
   double GetElement(std::size_t col, std::size_t row) const { return rows[row].data[col]; }
   /// Throws the index error when the row has no column `col`.
   void SetElement(std::size_t col, std::size_t row, double value) { rows[row][col] = value; }
@@ -63,6 +66,7 @@ class KELVANE_API TMatrix {
   /// Element (col, r) of every row r becomes `v[r]`. Throws the index error at the first row that is too
   /// short, or that `v` has no element for; the rows before it are then written.
   void SetColomn(std::size_t col, const TVector& v);
+  /// Exchanges the arrays of the two, whatever their lengths; the indices are not checked.
   void SwapRows(std::size_t a, std::size_t b);
   /// Throws the index error, with nothing exchanged, when a row is too short.
   void SwapColomns(std::size_t a, std::size_t b);
@@ -80,6 +84,7 @@ class KELVANE_API TMatrix {
   /// `other` has at least this matrix's columns and rows.
   TMatrix& operator+=(const TMatrix& other);
   TMatrix& operator-=(const TMatrix& other);
+  /// Element by element; a zero becomes -0.
   TMatrix operator-() const;
   /// The transpose; what a short row lacks is 0.
   TMatrix operator!() const;
@@ -93,6 +98,7 @@ class KELVANE_API TMatrix {
   TMatrix operator~() const;
   /// The maximum-row-sum norm; -1 when there are no rows. A row whose sum is NaN counts for nothing.
   double Norma1() const;
+  /// Size and arrays stay.
   void FillWithZeroes();
   /// `height` new rows of `width` zeros.
   void Reset(std::size_t width, std::size_t height);
@@ -140,6 +146,7 @@ KELVANE_API TMatrix operator*(const TMatrix& a, const TMatrix& b);
 /// Element by element, with the sizes of `a`; `b` is at least as large.
 KELVANE_API TMatrix operator+(const TMatrix& a, const TMatrix& b);
 KELVANE_API TMatrix operator-(const TMatrix& a, const TMatrix& b);
+/// Element by element, with the sizes of `a`; division by zero as the division gives it.
 KELVANE_API TMatrix operator*(double d, const TMatrix& a);
 KELVANE_API TMatrix operator*(const TMatrix& a, double d);
 KELVANE_API TMatrix operator/(const TMatrix& a, double d);

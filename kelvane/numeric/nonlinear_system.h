@@ -32,6 +32,7 @@ struct KELVANE_API TNonlinearSystemSolutionInfo {
   double* residuals;     ///< from array new: the value of each equation at the final point; zeros before
   bool reached = false;  ///< the tolerance was reached
 
+  /// For n unknowns: allocates the arrays, which the destructor frees.
   explicit TNonlinearSystemSolutionInfo(std::size_t n);
   TNonlinearSystemSolutionInfo(const TNonlinearSystemSolutionInfo&) = delete;
   TNonlinearSystemSolutionInfo& operator=(const TNonlinearSystemSolutionInfo&) = delete;
@@ -47,7 +48,7 @@ struct TNonlinearSystemNewtonMethodParams {
   TEquationFunction** derivatives = nullptr;  ///< n rows of n functions: derivatives[i][j] is J(i, j)
   const double* initial = nullptr;            ///< n numbers, where to start
   double tolerance = 0.0;  ///< the solve ends when every unknown changes by less than this; 0 never ends it
-  int maxIterations = 0;
+  int maxIterations = 0;   ///< iterations done at most; none when it is 0 or less
   TNonlinearSystemSolutionInfo* info = nullptr;  ///< receives how the solve ended; may be null
   /// Told each iteration's number, from 1 on, before it is made; false stops the solve. May be null.
   bool (*iterationCallback)(int iteration) = nullptr;
@@ -73,6 +74,7 @@ class KELVANE_API TNonlinearSystem {
   TNonlinearSystem& operator=(const TNonlinearSystem&) = delete;
   ~TNonlinearSystem() = default;
 
+  /// Number of equations, which is that of unknowns.
   std::size_t Count() const { return equations_.size(); }
   /// True when it was made without `parameters`, for no equations too.
   bool OwnsParameters() const { return owns_parameters_; }

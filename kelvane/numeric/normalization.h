@@ -39,9 +39,12 @@ class KELVANE_API TLinearNormalization {
   /// `prefix` (may be null), each is preceded by it and a blank. False at the first insert that fails.
   bool WriteToTree(TStringTree* tree, int tag, const char* prefix) const;
 
+  /// v · scale + offset.
   double Normalized2Initial(const double& v) const { return v * scale_ + offset_; }
+  /// (v - offset) / scale.
   double Initial2Normalized(const double& v) const { return (v - offset_) / scale_; }
 
+  /// In the unit of the initial values; the scale is never 0.
   double Offset() const { return offset_; }
   double Scale() const { return scale_; }
 

@@ -47,6 +47,7 @@ class KELVANE_API TPolynome {
   /// stays as it was, when there are none.
   bool Initialize(const std::vector<double>& src, bool reverse);
 
+  /// The number of coefficients less 1, leading zeros counted; -1 when empty.
   int Order() const { return static_cast<int>(coefs_.size()) - 1; }
 
   /// The text form: the coefficients from the highest power down to the constant, each with the digits that
@@ -65,6 +66,7 @@ class KELVANE_API TPolynome {
   /// Of one order less; the derivative of a constant has the order -1.
   TPolynome Derivative() const;
 
+  /// Coefficient by coefficient; division by zero as the division gives it.
   TPolynome operator-() const;
   TPolynome& operator*=(double factor);
   TPolynome& operator/=(double divisor);

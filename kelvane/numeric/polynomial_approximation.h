@@ -16,11 +16,14 @@ class KELVANE_API TInterpolation {
 
   /// Makes the function from the n samples y[i] at x[i]; true when it can be used.
   virtual bool Build(std::size_t n, double* x, double* y) = 0;
+  /// Frees what `Build` made.
   virtual void Destroy() = 0;
+  /// The function at x; of one that was not built, what the class says.
   virtual double GetValue(double x) const = 0;
 
  protected:
   TInterpolation() = default;
+  /// By derived classes.
   TInterpolation(const TInterpolation&) = default;
   TInterpolation& operator=(const TInterpolation&) = default;
 };
@@ -38,6 +41,7 @@ class KELVANE_API TLeastSquaresPolynomialApproximation : public TInterpolation, 
   bool Build(std::size_t n, double* x, double* y) override;
   /// Does nothing.
   void Destroy() override;
+  /// The polynomial at x.
   double GetValue(double x) const override { return TPolynome::GetValue(x); }
 };
 

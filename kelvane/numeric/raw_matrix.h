@@ -22,6 +22,7 @@ KELVANE_API void SetToZero(double** a, std::size_t cols, std::size_t rows);
 KELVANE_API double* CreateVector(std::size_t n);
 /// `v` may be null.
 KELVANE_API void ReleaseVector(double* v);
+/// Zeroes `n` elements.
 KELVANE_API void SetToZero(double* v, std::size_t n);
 
 }  // namespace SatCommonUtils

@@ -32,15 +32,18 @@ class KELVANE_API TSparseVector {
   /// The numbers of a text such as "(1;0;-3)", zeros written out; its tokens are those of `Split` between
   /// parentheses and semicolons. A text without numbers gives length 0.
   explicit TSparseVector(const std::string& text);
+  /// A deep copy.
   TSparseVector(const TSparseVector&) = default;
   /// Leaves `other` with length 0.
   TSparseVector(TSparseVector&& other) noexcept { Swap(&other); }
   ~TSparseVector() = default;
 
+  /// Takes length and stored elements of `other`.
   TSparseVector& operator=(const TSparseVector& other) { return *this = TSparseVector(other); }
   /// Leaves `other` with length 0.
   TSparseVector& operator=(TSparseVector&& other) noexcept;
 
+  /// The length, stored elements or not.
   std::size_t Size() const { return size_; }
   /// What is stored, by index.
   const std::map<std::size_t, double>& Elements() const { return elements_; }
@@ -56,6 +59,7 @@ class KELVANE_API TSparseVector {
   /// The value; stores nothing. Throws the text of `operator[]`.
   double operator()(std::size_t index) const;
 
+  /// Of the stored elements.
   TSparseVector operator-() const;
   /// Arithmetic with a number concerns the stored elements: the others stay 0, whatever is added.
   TSparseVector& operator+=(const double& value);

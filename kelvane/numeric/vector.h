@@ -33,7 +33,9 @@ class KELVANE_API TVector {
   TVector(std::size_t n, std::size_t k);
   /// A copy of `n` numbers; `src` is not read when `n` is 0.
   TVector(std::size_t n, double* src);
+  /// Three elements.
   TVector(double x, double y, double z);
+  /// A deep copy.
   TVector(const TVector& other);
   /// Leaves `other` empty.
   TVector(TVector&& other) noexcept;
@@ -59,6 +61,7 @@ class KELVANE_API TVector {
     return data[index];
   }
 
+  /// Element by element.
   TVector& operator+=(double value);
   TVector& operator-=(double value);
   TVector& operator*=(double value);
@@ -68,6 +71,7 @@ class KELVANE_API TVector {
   TVector& operator+=(const TVector& other);
   TVector& operator-=(const TVector& other);
 
+  /// Length and array stay.
   TVector& FillWithZeroes();
   TVector& FillWithValue(const double& value);
   /// `n` zeros; the array is kept when `n` is the present size.
@@ -82,6 +86,7 @@ class KELVANE_API TVector {
   /// Copies `size` numbers from `src`.
   TVector& FillFromBuffer(double* src);
 
+  /// Element by element; a zero becomes -0.
   TVector operator-() const;
   /// The `count` elements from `first` on.
   TVector GetSubVector(std::size_t first, std::size_t count) const;
@@ -89,6 +94,7 @@ class KELVANE_API TVector {
   double Norma() const;
   /// The maximum norm; -1 when empty. A NaN element counts for nothing.
   double Norma1() const;
+  /// A copy after `Normalize`.
   TVector GetNormalized() const;
   /// True when every element is exactly 0, as in an empty vector.
   bool IsNull() const;
@@ -129,6 +135,7 @@ KELVANE_API double operator*(const TVector& a, const TVector& b);
 KELVANE_API TVector operator^(const TVector& a, const TVector& b);
 /// The elements of `a`, then those of `b`.
 KELVANE_API TVector operator|(const TVector& a, const TVector& b);
+/// Element by element; division by zero as the division gives it.
 KELVANE_API TVector operator+(const TVector& v, double d);
 KELVANE_API TVector operator+(double d, const TVector& v);
 KELVANE_API TVector operator-(const TVector& v, double d);

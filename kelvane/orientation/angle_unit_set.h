@@ -28,6 +28,7 @@ enum TE_AngleUnitKind : int { Regular = 0, AtPlusPole = 1, AtMinusPole = 2 };
 /// ψ + γ at +π/2, γ - ψ at -π/2.
 struct TAngleUnit {
   int kind;  ///< `TE_AngleUnitKind`
+  /// ν, γ and ψ in radians.
   double nyu;
   double gamma;
   double psi;
@@ -71,6 +72,7 @@ class KELVANE_API TAngleUnitSet {
   bool Aproximate(double* times, int degNyu, int degGamma, int degPsi, double* coefsNyu, double* coefsGamma,
                   double* coefsPsi);
 
+  /// Number of angle sets.
   std::size_t Count() const { return count_; }
   /// How many of the records are at a pole. When all are, they are made regular: ψ is 0, γ has the
   /// combination, and none is counted.

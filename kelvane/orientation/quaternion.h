@@ -19,6 +19,7 @@ class KELVANE_API TQuaternion {
  public:
   /// All four zero.
   TQuaternion() = default;
+  /// Scalar part first.
   TQuaternion(const double& q0, const double& q1, const double& q2, const double& q3) : q_{q0, q1, q2, q3} {}
   /// From p[0] to p[3].
   explicit TQuaternion(const double* p) : q_{p[0], p[1], p[2], p[3]} {}
@@ -37,6 +38,7 @@ class KELVANE_API TQuaternion {
   /// True when a component is neither 0 nor -0.
   explicit operator bool() const;
 
+  /// Component by component.
   TQuaternion operator-() const { return {-q_[0], -q_[1], -q_[2], -q_[3]}; }
   /// The conjugate (q0, -q1, -q2, -q3); so `!q` does not ask whether q is zero.
   TQuaternion operator!() const { return {q_[0], -q_[1], -q_[2], -q_[3]}; }
@@ -46,14 +48,17 @@ class KELVANE_API TQuaternion {
   /// N, the squared length.
   double Norma() const { return q_[0] * q_[0] + q_[1] * q_[1] + q_[2] * q_[2] + q_[3] * q_[3]; }
 
+  /// Each component by the number.
   TQuaternion& operator*=(const double& d);
   /// Divides each component; by zero as the division gives it.
   TQuaternion& operator/=(const double& d);
+  /// Component by component.
   TQuaternion& operator+=(const TQuaternion& other);
   TQuaternion& operator-=(const TQuaternion& other);
 
   /// Divides each component by N, the squared length; unchanged unless N is above 0.
   TQuaternion& Normalize();
+  /// A copy after `Normalize`: divided by N, too.
   TQuaternion GetNormalized() const { return TQuaternion(*this).Normalize(); }
 
   /// For display: "(" the components as "%9.4f" with ";" between them ")". A decimal point under every
@@ -79,10 +84,12 @@ class KELVANE_API TQuaternion {
   double q_[4] = {0.0, 0.0, 0.0, 0.0};
 };
 
+/// Component by component.
 KELVANE_API TQuaternion operator+(const TQuaternion& a, const TQuaternion& b);
 KELVANE_API TQuaternion operator-(const TQuaternion& a, const TQuaternion& b);
 /// The product of W. R. Hamilton, i·j = k: the rotation of `b`, then that of `a`.
 KELVANE_API TQuaternion operator*(const TQuaternion& a, const TQuaternion& b);
+/// Component by component; division by zero as the division gives it.
 KELVANE_API TQuaternion operator*(const TQuaternion& q, const double& d);
 KELVANE_API TQuaternion operator*(const double& d, const TQuaternion& q);
 KELVANE_API TQuaternion operator/(const TQuaternion& q, const double& d);

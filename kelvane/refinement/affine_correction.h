@@ -30,8 +30,8 @@ struct KELVANE_API TAffineCorrection {
 
 /// A coefficient and its key in XML.
 struct TAffineCorrectionField {
-  const char* Key;
-  double TAffineCorrection::*Value;
+  const char* Key;                   ///< the name of the coefficient
+  double TAffineCorrection::*Value;  ///< where the record holds it
 };
 
 /// In the order of the record.
@@ -52,8 +52,8 @@ KELVANE_API bool IsSet(const TAffineCorrection& correction);
 /// A correction from raw coordinates, which a model computes, to refined ones, and the way back. Both are
 /// unset at first.
 struct KELVANE_API TAffineCorrections {
-  TAffineCorrection RawToRefined = UnsetAffineCorrection();
-  TAffineCorrection RefinedToRaw = UnsetAffineCorrection();
+  TAffineCorrection RawToRefined = UnsetAffineCorrection();  ///< refined coordinates of raw ones
+  TAffineCorrection RefinedToRaw = UnsetAffineCorrection();  ///< its inverse, as it was read or derived
 
   /// Derives the way back; false, and it stays, when the correction is singular (see `Invert2DAffineParams`).
   /// Whether it is set, and finite, is not checked: the way back of one that is not has no use.

@@ -47,15 +47,17 @@ class KELVANE_API TRPCRefinementData {
   /// Prints kind and parameters through the host's `KaPrintDbgMsg`.
   virtual void DebugOutput() const;
 
+  /// The kind; `Undefined` after `Reset`.
   const TRPCRefinementType& GetType() const { return type_; }
 
  protected:
   TRPCRefinementData() = default;
+  /// By derived classes.
   explicit TRPCRefinementData(TRPCRefinementType::TType type) : type_(type) {}
   TRPCRefinementData(const TRPCRefinementData&) = default;
   TRPCRefinementData& operator=(const TRPCRefinementData&) = default;
 
-  TRPCRefinementType type_;
+  TRPCRefinementType type_;  ///< of the record; written by derived classes on reading
 };
 
 /// The affine correction of image coordinates (see `TAffineCorrection` for the six fields).
@@ -64,6 +66,7 @@ class KELVANE_API TRPCRefinementDataAffine : public TRPCRefinementData,
  public:
   /// The unity.
   TRPCRefinementDataAffine() : TRPCRefinementData(TRPCRefinementType::Affine) {}
+  /// The six numbers as they are, not checked.
   explicit TRPCRefinementDataAffine(const TAffineCorrection& correction)
       : TRPCRefinementData(TRPCRefinementType::Affine), TAffineCorrection(correction) {}
 
@@ -76,9 +79,11 @@ class KELVANE_API TRPCRefinementDataAffine : public TRPCRefinementData,
   bool InitializeFromXML(TKaXIniReader* reader) override;
   /// Writes the kind, then the six keys; false at the first write that fails.
   bool SaveToXML(TKaXIniWriter* writer) const override;
+  /// See `CreateRefinementDataCopyE`.
   var_a<TRPCRefinementData*> CreateCopyE() const override;
   /// True when the kind is affine and all six fields are set.
   explicit operator bool() const override;
+  /// Whether the six are exactly those of the unity; the kind is not asked.
   bool IsUnity() const override;
   /// `LineDrift`, `LineTilt`, `LineBias`, `SampleDrift`, `SampleTilt`, `SampleBias`, which are called "A1",
   /// "A2", "A3", "B1", "B2", "B3".

@@ -41,9 +41,11 @@ class KELVANE_API TRPCRefinementBase {
   /// Whether there is a kind.
   explicit virtual operator bool() const;
 
+  /// The kind; `Undefined` after `Reset`.
   const TRPCRefinementType& GetType() const { return type_; }
 
  protected:
+  /// By derived classes.
   explicit TRPCRefinementBase(TRPCRefinementType::TType type) : type_(type) {}
   TRPCRefinementBase(const TRPCRefinementBase&) = default;
   TRPCRefinementBase& operator=(const TRPCRefinementBase&) = default;
@@ -85,10 +87,12 @@ class KELVANE_API TRPCRefinementAffine : public TRPCRefinementBase {
 
   /// Unsets the twelve coefficients; that the transform was read is not forgotten.
   void Reset() override;
+  /// By the six coefficients of its direction, in pixels.
   void RawToRefined(const double& line, const double& sample, double* refinedLine,
                     double* refinedSample) const override;
   void RefinedToRaw(const double& line, const double& sample, double* rawLine,
                     double* rawSample) const override;
+  /// An affine record of the direction from raw to refined.
   var_a<TRPCRefinementData*> GetRefinementData() const override;
   /// Reads the kind, which may be missing; section "RawToRefined", an affine record; and "RefinedToRaw",
   /// another, as it stands. Where that one cannot be read the way back is derived. False, with the transform
@@ -97,6 +101,7 @@ class KELVANE_API TRPCRefinementAffine : public TRPCRefinementBase {
   bool InitializeFromXML(TKaXIniReader* reader) override;
   /// Writes the kind and both sections; false at the first failure.
   bool SaveToXML(TKaXIniWriter* writer) const override;
+  /// Whether the direction from raw to refined is exactly the unity.
   bool IsUnity() const override;
   /// True when the transform was read and none of its coefficients is unset.
   explicit operator bool() const override;

@@ -17,11 +17,13 @@ namespace SatCommonUtilsNext {
 /// The kind of a refinement. Of the kinds, only `Affine` has a record and a transform here; the others are
 /// passed through for the host. Members that read or write XML let no exception out.
 struct KELVANE_API TRPCRefinementType {
+  /// The number is that of `RPCRefinementType` in XML.
   enum TType : std::int32_t { Undefined = -1, Auto = 0, Shift = 1, Affine = 2, None = 3 };
 
-  TType Value = Undefined;
+  TType Value = Undefined;  ///< any number that was read, not only those above
 
   TRPCRefinementType() = default;
+  /// Takes the number as it is.
   explicit TRPCRefinementType(TType type) : Value(type) {}
 
   /// Takes a kind from 0 to 3. False for any other number: the kind is then `Undefined`.

@@ -24,16 +24,18 @@ class KELVANE_API TAdjustedRPC : public TRPC {
  public:
   /// Nodes of a grid over normalised ground coordinates: `Steps` steps, one node more, an axis.
   struct KELVANE_API TRPCEstimationDataSetParams {
+    /// Of a normalised coordinate; -1 <= `Min` < `Max` <= 1.
     struct TRange {
-      double Min = -1.0;
-      double Max = 1.0;
+      double Min = -1.0;  ///< -1 is offset less scale
+      double Max = 1.0;   ///< 1 is offset plus scale
     };
+    /// Within -1 and 1, where the model was made for.
     TRange Latitude;
     TRange Longitude;
     TRange Height;
     int Steps = 10;  ///< 1 to `MostReApproximationSteps`
   };
-  static constexpr int MostReApproximationSteps = 200;
+  static constexpr int MostReApproximationSteps = 200;  ///< of `Steps`: 201³ nodes
 
   /// The model of a record, which must not be null, and of a refinement, which may be. Throws as
   /// `TRPC::SetRPCData` and as the constructor of `TRPCRefinementAffine`.
@@ -111,6 +113,7 @@ class KELVANE_API TAdjustedRPC : public TRPC {
   /// value of the image coordinates, offsets and scales involved, as long as the denominators stay away from
   /// zero.
   bool ExportExactly(TRPCData* rpc) const;
+  /// Relative: see `ExportExactly`.
   static constexpr double ExactExportBound = 1e-14;
 
   /// Writes the plain record that comes nearest: `ExportExactly` where that can; else offsets and scales

@@ -12,6 +12,7 @@ namespace SatCommonUtils {
 
 /// A ground point at a known height, in degrees.
 struct TGroundPosition {
+  /// The longitude is in (-180, 180].
   double Latitude = 0.0;
   double Longitude = 0.0;
 };

@@ -37,7 +37,7 @@ struct TRPCCoordsDataItem {
 
 /// How an intersection ended.
 struct TGroundSolution {
-  static constexpr int MaxIterations = 10;
+  static constexpr int MaxIterations = 10;  ///< systems solved at most
   /// The iteration ends when each component of a correction is smaller, in degrees and metres; it is applied.
   static constexpr double StepTolerance = 1e-10;
 

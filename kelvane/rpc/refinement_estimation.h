@@ -48,22 +48,23 @@ constexpr double RefinementGoodSpread = 0.05;
 
 /// What became of a control point. Residuals are measured less computed coordinates, in pixels.
 struct TRefinementPoint {
-  bool Rejected = false;
-  double LineBefore = 0.0;  ///< against the model
-  double SampleBefore = 0.0;
-  double Line = 0.0;  ///< against the refined model
-  double Sample = 0.0;
+  bool Rejected = false;      ///< left out as a blunder
+  double LineBefore = 0.0;    ///< against the model
+  double SampleBefore = 0.0;  ///< likewise
+  double Line = 0.0;          ///< against the refined model
+  double Sample = 0.0;        ///< likewise
 };
 
 /// Covariances of a refinement's coefficients, those of the line and those of the sample; the two do not
 /// depend on each other. In the order bias, drift, tilt, row by row; pixels and parts of pixels, squared.
 struct TRefinementCovariance {
-  double Line[3][3] = {};
-  double Sample[3][3] = {};
+  double Line[3][3] = {};    ///< of `LineBias`, `LineDrift`, `LineTilt`
+  double Sample[3][3] = {};  ///< of `SampleBias`, `SampleDrift`, `SampleTilt`
 };
 
+/// A refinement and how well the points agree with it.
 struct TRefinementEstimate {
-  TRPCRefinementDataAffine Refinement;
+  TRPCRefinementDataAffine Refinement;  ///< from the model's coordinates to refined ones, in pixels
   /// From the residuals of the points that were kept, as of ordinary least squares; the scale of the errors
   /// is theirs, by line and by sample. Coefficients that are not estimated have zeros. All NaN where no point
   /// is redundant. A few good points are rejected with the blunders, so the numbers are somewhat small.

@@ -38,16 +38,18 @@ namespace SatCommonUtils {
 /// for normally distributed residuals (Holland and Welsch). Where no residual is beyond `RPCFitBlunder`,
 /// there is nothing to be guarded against, and all weigh 1.
 enum class TE_RPCFitWeights { Equal, Huber, Tukey };
+/// Of the standard deviation: see `TE_RPCFitWeights`.
 constexpr double RPCFitHuber = 1.345;
 constexpr double RPCFitTukey = 4.685;
 constexpr double RPCFitBlunder = 10.0;
 
+/// How a fit goes about it; the defaults are for points without blunders.
 struct TRPCFitOptions {
   int MaxDegree = 3;               ///< 1 to 3
   bool Regularize = true;          ///< hold the coefficients of second and third order towards 0
   bool CommonDenominator = false;  ///< line and sample share their denominator
-  TE_RPCFitWeights Weights = TE_RPCFitWeights::Equal;
-  int Threads = 1;  ///< less than 1 counts as 1; more than 2 are not used
+  TE_RPCFitWeights Weights = TE_RPCFitWeights::Equal;  ///< robust ones where there may be blunders
+  int Threads = 1;                                     ///< less than 1 counts as 1; more than 2 are not used
   /// Asked now and then, on the calling thread; a result other than 0 ends the fit. May be null.
   int (*Cancel)() = nullptr;
 };
@@ -81,27 +83,30 @@ struct TRPCFitFunction {
   bool PoleRefused = false;  ///< a fit with a zero of its denominator in the cube was refused
 };
 
-/// A point that was down-weighted: below this in line or sample.
+/// A point is down-weighted when it weighs less than this in line or sample.
 constexpr double RPCFitLeastWeight = 0.25;
+/// A point that was down-weighted.
 struct TRPCFitDownWeighted {
-  std::size_t Item = 0;  ///< counted from 0
-  double LineWeight = 1.0;
-  double SampleWeight = 1.0;
+  std::size_t Item = 0;       ///< counted from 0
+  double LineWeight = 1.0;    ///< 0 to 1; 0 had no say
+  double SampleWeight = 1.0;  ///< likewise
 };
 
+/// What a person should make of a fit.
 enum class TE_RPCFitVerdict {
-  NoModel,
+  NoModel,     ///< there is none; the record was not written
   Doubtful,    ///< there is a model, and something that a person should look at
   Trustworthy  ///< the model sees points that it was not fitted to as well as it sees the others
 };
 
+/// How a fit went, whether it gave a model or not.
 struct TRPCFitReport {
-  std::size_t Points = 0;
-  std::size_t HeldOut = 0;
-  TRPCFitFunction Line;
-  TRPCFitFunction Sample;
-  std::vector<TRPCFitDownWeighted> DownWeighted;  ///< in the order of the items
-  TE_RPCFitVerdict Verdict = TE_RPCFitVerdict::NoModel;
+  std::size_t Points = 0;                                ///< all that were given
+  std::size_t HeldOut = 0;                               ///< of these, to choose the degree by
+  TRPCFitFunction Line;                                  ///< of the row
+  TRPCFitFunction Sample;                                ///< of the column
+  std::vector<TRPCFitDownWeighted> DownWeighted;         ///< in the order of the items
+  TE_RPCFitVerdict Verdict = TE_RPCFitVerdict::NoModel;  ///< `Text` has it in words
   /// The verdict in words, reasons included; of `NoModel`, why there is none.
   std::string Text;
 };
@@ -144,6 +149,7 @@ KELVANE_API bool FitInvertedRPC(const TRPC& rpc, int gridSteps, const TRPCFitOpt
 /// empty model.
 KELVANE_API bool FitRPCToModel(const TRPC& model, const TRPCFitOptions& options, TRPCData* rpc,
                                TRPCFitReport* report);
+/// An axis of the grid of `FitRPCToModel`.
 constexpr int RPCModelFitNodes = 15;
 
 }  // namespace SatCommonUtils

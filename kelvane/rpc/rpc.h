@@ -27,7 +27,7 @@ class TPairRatio;
 /// inverted at all, with scales of up to 40 000 pixels and of at least a thousandth of a degree: what an
 /// iteration leaves is in proportion to the former, what the rounding of degrees leaves to the latter.
 struct TRPCInverse {
-  static constexpr int MaxIterations = 10;
+  static constexpr int MaxIterations = 10;  ///< systems solved at most
   /// The iteration ends at a correction of at most this Euclidean norm, in normalised units.
   static constexpr double StepTolerance = 1e-10;
   /// The sum of squares of the largest such correction, whose root is taken in extended precision and
@@ -138,6 +138,7 @@ class KELVANE_API TRPC {
   bool EnsureApproximation() const;
   /// Copies four coefficients each (latitude, longitude, height, free term).
   bool GetApproximation(double* lineNum, double* lineDenom, double* sampleNum, double* sampleDenom) const;
+  /// The two fractions at a ground point, as the divisions give them.
   void CalculateLineSampleApproximately(const double& lat, const double& lon, const double& h, double* line,
                                         double* sample) const;
   /// Solves the two fractions for latitude and longitude; both are 0 when that system is singular.
@@ -180,6 +181,7 @@ class KELVANE_API TRPC {
   bool CalculateLatLonNormalizedAlt(const double& line, const double& sample,
                                     const TRPCHeightSurface& surface, double* lat, double* lon,
                                     double* h) const;
+  /// For one image point; each lookup costs an inverse projection, too.
   static constexpr int MaxSurfaceLookups = 100;
   static constexpr double HeightTolerance = 1e-6;    ///< metres
   static constexpr double SurfaceCheckBound = 1e-3;  ///< pixels, by line and by sample
@@ -196,12 +198,13 @@ class KELVANE_API TRPC {
   void Reset();
 
  protected:
+  /// Offsets and scales of the record, as the projections use them.
   struct TNormalizations {
-    TLinearNormalization Line;
-    TLinearNormalization Sample;
-    TLinearNormalization Latitude;
-    TLinearNormalization Longitude;
-    TLinearNormalization Height;
+    TLinearNormalization Line;       ///< pixels
+    TLinearNormalization Sample;     ///< pixels
+    TLinearNormalization Latitude;   ///< degrees
+    TLinearNormalization Longitude;  ///< degrees
+    TLinearNormalization Height;     ///< metres
   };
 
   /// Null while the model is empty.

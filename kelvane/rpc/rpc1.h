@@ -14,8 +14,9 @@ namespace SatCommonUtils {
 /// The 16 coefficients of a `TRPC1`; in each set the factors of X, Y and Z, then the constant. Zeros when
 /// new.
 struct KELVANE_API TRPC1Params {
-  static constexpr std::size_t CoefficientCount = 4;
+  static constexpr std::size_t CoefficientCount = 4;  ///< of each set: X, Y, Z and the constant
 
+  /// Numerators and denominators; not normalised.
   double LineNum[CoefficientCount] = {};
   double SampleNum[CoefficientCount] = {};
   double LineDenom[CoefficientCount] = {};
@@ -42,7 +43,9 @@ class KELVANE_API TRPC1 {
   TRPC1() = default;
   explicit TRPC1(const TRPC1Params& params) : params_(params) {}
 
+  /// Whether the coefficients are finite, or a denominator is zero everywhere, is not checked.
   void Set(const TRPC1Params& params) { params_ = params; }
+  /// `params` must not be null.
   void GetParams(TRPC1Params* params) const { *params = params_; }
   /// All coefficients 0.
   void Reset() { params_.Reset(); }

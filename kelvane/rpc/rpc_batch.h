@@ -25,6 +25,7 @@ namespace SatCommonUtils {
 /// Derivatives of image coordinates: arrays of those by latitude and by longitude (pixels per degree) and by
 /// height (pixels per metre).
 struct TRPCBatchDerivatives {
+  /// Each array has as many elements as there are points, or is null: then it is not computed.
   double* Line[3] = {nullptr, nullptr, nullptr};
   double* Sample[3] = {nullptr, nullptr, nullptr};
 };

@@ -20,10 +20,10 @@ namespace SatCommonUtils {
 /// What a text says beside the 90 numbers of the record.
 struct TRPBHeader {
   bool HasImage = false;  ///< the group IMAGE of an RPB text was found; without it the rest is unset there
-  std::optional<std::string> SatId;
-  std::optional<std::string> BandId;
-  std::optional<double> ErrBias;  ///< metres; unset, too, when what stands there is no number
-  std::optional<double> ErrRand;  ///< likewise
+  std::optional<std::string> SatId;   ///< as the text has it, quotes dropped; none when the key is missing
+  std::optional<std::string> BandId;  ///< likewise
+  std::optional<double> ErrBias;      ///< metres; unset, too, when what stands there is no number
+  std::optional<double> ErrRand;      ///< likewise
 };
 
 /// The 90 numbers of an RPC model. Coefficient k of each set belongs to the k-th of the 20 terms that
@@ -33,6 +33,7 @@ struct TRPBHeader {
 /// `problem` (may be null) say there, on failure, what was wrong, in one line; on success it is left
 /// alone.
 struct KELVANE_API TRPCData {
+  /// Of each polynomial: all products of P, L and H up to third order.
   static constexpr std::size_t CoefficientCount = 20;
   /// The value of a field that nobody has set: the largest finite double.
   static constexpr double Unset = std::numeric_limits<double>::max();

@@ -19,16 +19,16 @@ enum class TE_RPCUnit { Pixels, Angle, Length };
 
 /// An offset or a scale.
 struct TRPCDataField {
-  const char* Name;     ///< of the field, and its key in XML
-  const char* TextKey;  ///< in RPC text
-  const char* RPBKey;   ///< in RPB
-  bool IsScale;         ///< a scale, which must not be zero; else an offset
-  TE_RPCUnit Unit;
-  bool TextZeroPadded;  ///< RPC text fills the width with zeros rather than blanks
-  int TextWidth;
-  int TextDecimals;
-  int RPBDecimals;
-  double TRPCData::*Value;
+  const char* Name;         ///< of the field, and its key in XML
+  const char* TextKey;      ///< in RPC text
+  const char* RPBKey;       ///< in RPB
+  bool IsScale;             ///< a scale, which must not be zero; else an offset
+  TE_RPCUnit Unit;          ///< in which the texts give the number
+  bool TextZeroPadded;      ///< RPC text fills the width with zeros rather than blanks
+  int TextWidth;            ///< least width of the number in RPC text, sign and point included
+  int TextDecimals;         ///< digits behind the point in RPC text
+  int RPBDecimals;          ///< the same in RPB
+  double TRPCData::*Value;  ///< where the record holds it
 };
 
 /// Offset and scale in turn, in the order of the record.
@@ -54,7 +54,7 @@ inline constexpr TRPCDataField RPCDataFields[] = {
      &TRPCData::HeightScale},
 };
 
-inline constexpr std::size_t RPCDataFieldCount = std::size(RPCDataFields);
+inline constexpr std::size_t RPCDataFieldCount = std::size(RPCDataFields);  ///< five offsets and their scales
 
 /// Field i when all offsets stand before all scales, as RPC text and RPB write them.
 inline constexpr const TRPCDataField& RPCDataFieldOffsetsFirst(std::size_t i) {
@@ -68,7 +68,7 @@ struct TRPCDataCoefficients {
   const char* OtherName;   ///< another spelling of the section, accepted on reading, or null
   const char* TextPrefix;  ///< in RPC text, before the number of the coefficient, which counts from 1
   const char* RPBKey;      ///< in RPB
-  double (TRPCData::*Values)[TRPCData::CoefficientCount];
+  double (TRPCData::*Values)[TRPCData::CoefficientCount];  ///< where the record holds them
 };
 
 /// In the order of the record.
@@ -86,6 +86,7 @@ static_assert(std::is_standard_layout_v<TRPCData> && std::is_trivially_copyable_
                   sizeof(TRPCData) == sizeof(TRPCValues),
               "the record is its values and nothing else");
 
+/// The record's 90 numbers as an array, in the order of its fields.
 inline TRPCValues RPCValues(const TRPCData& data) {
   TRPCValues values;
   std::memcpy(values.data(), &data, sizeof values);

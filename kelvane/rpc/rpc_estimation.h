@@ -22,6 +22,7 @@ namespace SatCommonUtils {
 /// One correspondence: a ground point, degrees and metres above the ellipsoid, and where it is seen, pixels;
 /// or all five normalised.
 struct TRPCEstimationDataItem {
+  /// Degrees and metres, then pixels; or normalised.
   double Latitude = 0.0;
   double Longitude = 0.0;
   double Height = 0.0;
@@ -29,8 +30,9 @@ struct TRPCEstimationDataItem {
   double Sample = 0.0;
 };
 
+/// The correspondences of one image. Sums run in their order, so another order moves the last bits.
 struct TRPCEstimationDataSet {
-  std::vector<TRPCEstimationDataItem> Items;
+  std::vector<TRPCEstimationDataItem> Items;  ///< 40 at least, in no particular order
   /// The items are normalised already, with the offsets and scales that the result will have: those are
   /// then neither read nor written. Otherwise they are found from the items, so that each field's smallest
   /// value becomes -1 and its largest +1.
@@ -62,16 +64,17 @@ KELVANE_API bool EstimateRPC(const TRPCEstimationDataSet& data, TRPCData* rpc, v
 /// How the steps of an estimation are controlled: as by the first form above, or as by the second.
 enum class TE_RPCEstimationSteps { Together, Apart };
 
+/// How an estimation runs; the defaults are those of the first form above.
 struct TRPCEstimationControl {
-  TE_RPCEstimationSteps Steps = TE_RPCEstimationSteps::Together;
-  int Threads = 1;  ///< less than 1 counts as 1; more than 2 are not used
-  void (*Progress)(int) = nullptr;
-  int (*Cancel)() = nullptr;
+  TE_RPCEstimationSteps Steps = TE_RPCEstimationSteps::Together;  ///< which of the two forms' steps
+  int Threads = 1;                  ///< less than 1 counts as 1; more than 2 are not used
+  void (*Progress)(int) = nullptr;  ///< may be null; called as by the first form
+  int (*Cancel)() = nullptr;        ///< may be null; a result other than 0 ends the estimation
 };
 
 /// How an estimation ended.
 struct TRPCEstimationReport {
-  int Iterations = 0;
+  int Iterations = 0;      ///< done, in the coordinate that took more
   bool Converged = false;  ///< it ended by itself, not at the limit of iterations
 };
 
@@ -86,10 +89,10 @@ KELVANE_API double CalculateLeastExtent(const std::vector<TRPCEstimationDataItem
 
 /// How far a model sees points from where they were seen, in pixels.
 struct TRPCResiduals {
-  double RmsLine = 0.0;  ///< root mean square
-  double RmsSample = 0.0;
-  double MaxLine = 0.0;  ///< largest absolute value
-  double MaxSample = 0.0;
+  double RmsLine = 0.0;    ///< root mean square
+  double RmsSample = 0.0;  ///< likewise
+  double MaxLine = 0.0;    ///< largest absolute value
+  double MaxSample = 0.0;  ///< likewise
 };
 
 /// Over items that are not normalised, at least one.

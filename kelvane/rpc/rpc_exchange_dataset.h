@@ -27,8 +27,8 @@ enum class TE_RPCFileForm { RPB, Text };
 
 /// A file that could not be taken, and why, in one line.
 struct TRPCFileProblem {
-  std::string File;  ///< without its folder
-  std::string Problem;
+  std::string File;     ///< without its folder
+  std::string Problem;  ///< one line, in words for the user
 };
 
 /// The set. It holds what was read or added in that order; models are found by name.
@@ -40,6 +40,7 @@ class KELVANE_API TCipherRPCImpExpDataset {
  public:
   /// True when it holds a model.
   explicit operator bool() const { return !models_.empty(); }
+  /// In the order in which they were added or read.
   const std::vector<TRPCExchangeModel>& Models() const { return models_; }
   /// The model of that name, or null. Valid until the set is changed.
   const TRPCExchangeModel* Find(const std::string& name) const;
@@ -49,6 +50,7 @@ class KELVANE_API TCipherRPCImpExpDataset {
   bool Add(TRPCExchangeModel model, std::string* problem);
   /// False when there is no model of that name.
   bool Remove(const std::string& name);
+  /// Removes all.
   void Clear();
 
   /// Reads a document from the beginning of the stream in place of what the set held. Numbers come back bit

@@ -9,7 +9,7 @@ namespace SatCommonUtils {
 
 /// The iteration of `SpaceIntersection`.
 struct TSpaceIntersection {
-  static constexpr int MaxIterations = 10;
+  static constexpr int MaxIterations = 10;  ///< systems solved at most
   /// It ends when no component of a correction moves the images by more, in pixels; that correction is
   /// applied.
   static constexpr double StepTolerance = 1e-6;

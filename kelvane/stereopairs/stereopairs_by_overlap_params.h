@@ -25,42 +25,43 @@ struct KELVANE_API TStereopairsByOverlapParams {
 
   bool TiesRequired;  ///< the images must share tie points
 
+  /// Asks for the criterion, here the share of the image that both see.
   bool CheckOverlapPercentage;
-  double MinOverlapPercentage;  ///< percent, above 0 and up to 100
-  bool RejectUndefOverlapPercentage;
+  double MinOverlapPercentage;        ///< percent, above 0 and up to 100
+  bool RejectUndefOverlapPercentage;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckOverlapPixels;
-  double MinOverlapPixels;  ///< pixels, above 0; the largest finite double is none
-  bool RejectUndefOverlapPixels;
+  bool CheckOverlapPixels;        ///< the same of the number of pixels in common
+  double MinOverlapPixels;        ///< pixels, above 0; the largest finite double is none
+  bool RejectUndefOverlapPixels;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckConvergenceAngle;
-  double MinConvergenceAngle;  ///< degrees, any but `UndefinedAngle`
-  double MaxConvergenceAngle;  ///< degrees, likewise; not below the minimum
-  bool RejectUndefConvergenceAngle;
+  bool CheckConvergenceAngle;        ///< the same of the angle between the rays
+  double MinConvergenceAngle;        ///< degrees, any but `UndefinedAngle`
+  double MaxConvergenceAngle;        ///< degrees, likewise; not below the minimum
+  bool RejectUndefConvergenceAngle;  ///< a pair that cannot be judged by it is refused
 
-  bool TheSameSensor;  ///< both images must come from one sensor
-  bool RejectUndefSensor;
+  bool TheSameSensor;      ///< both images must come from one sensor
+  bool RejectUndefSensor;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckTimeGap;
-  double MinTimeGap;  ///< from 0 up, in the search's unit, as the maximum
-  double MaxTimeGap;  ///< not below the minimum
-  bool RejectUndefTimeGap;
+  bool CheckTimeGap;        ///< the same of the time between the images
+  double MinTimeGap;        ///< from 0 up, in the search's unit, as the maximum
+  double MaxTimeGap;        ///< not below the minimum
+  bool RejectUndefTimeGap;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckDateGap;
-  int MaxDateGap;  ///< from 0 up, in the search's unit
-  bool RejectUndefDateGap;
+  bool CheckDateGap;        ///< the same of the dates
+  int MaxDateGap;           ///< from 0 up, in the search's unit
+  bool RejectUndefDateGap;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckGSD;
+  bool CheckGSD;             ///< the same of the pixels' sizes on the ground
   double MaxGSDPercentDiff;  ///< difference of the ground sample distances; percent, from 0 to 100
-  bool RejectUndefGSD;
+  bool RejectUndefGSD;       ///< a pair that cannot be judged by it is refused
 
-  bool CheckSunAzimuthDiff;
-  double MaxSunAzimuthDiff;  ///< degrees, from 0 to 180
-  bool RejectUndefSunAzimuthDiff;
+  bool CheckSunAzimuthDiff;        ///< the same of the sun's azimuths
+  double MaxSunAzimuthDiff;        ///< degrees, from 0 to 180
+  bool RejectUndefSunAzimuthDiff;  ///< a pair that cannot be judged by it is refused
 
-  bool CheckSunElevationDiff;
-  double MaxSunElevationDiff;  ///< degrees, from 0 to 90
-  bool RejectUndefSunElevationDiff;
+  bool CheckSunElevationDiff;        ///< the same of the sun's elevations
+  double MaxSunElevationDiff;        ///< degrees, from 0 to 90
+  bool RejectUndefSunElevationDiff;  ///< a pair that cannot be judged by it is refused
 
   /// As after `Reset`.
   TStereopairsByOverlapParams() { Reset(); }

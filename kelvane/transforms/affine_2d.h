@@ -17,6 +17,7 @@ namespace SatCommonUtils {
 /// X = A1*x + A2*y + A3, Y = B1*x + B2*y + B3, from a source point (x, y) to a target point (X, Y).
 /// The default is the identity.
 struct T2DAffineParams {
+  /// `A3` and `B3` in the unit of the target, the others in its unit for one of the source.
   double A1 = 1.0;
   double A2 = 0.0;
   double A3 = 0.0;

@@ -31,6 +31,7 @@ class KELVANE_API T2DAffineTransform : public TKa2DTransform {
   bool Initialize(const T2DAffineParams& src);
   /// The direct map.
   void GetParameters(T2DAffineParams* dst) const;
+  /// By the map, and by the inverse that is kept. Outputs may be the places of the inputs.
   void DirectTransform(const double& x, const double& y, double* X, double* Y) const;
   void InverseTransform(const double& X, const double& Y, double* x, double* y) const;
 
@@ -49,10 +50,12 @@ class KELVANE_API T2DAffineTransform : public TKa2DTransform {
   bool SaveToXML(TKaXIniWriter* writer) const;
   bool SaveToXML(TKaXIniWriter* writer, std::string key) const;
 
+  /// A copy with both directions, as they stand.
   var_a<TKa2DTransform*> CreateCopy() const override;
   /// A transform of the inverse map, its own inverse computed anew; throws as the constructor from
   /// parameters does.
   var_a<TKa2DTransform*> CreateInverseTransform() const override;
+  /// As `DirectTransform` and `InverseTransform`.
   xy_d GetTraCoord(const xy_d& from) const override;
   xy_d GetInverseTraCoord(const xy_d& to) const override;
   /// Always 1.0.

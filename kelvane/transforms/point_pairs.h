@@ -10,6 +10,7 @@ namespace SatCommonUtils {
 
 /// A source point (x, y) and its target point (X, Y).
 struct T2DTransformParamsSourceDataItem {
+  /// x and y in the unit of the source, X and Y in that of the target.
   double Xfrom = 0.0;
   double Yfrom = 0.0;
   double Xto = 0.0;

@@ -13,9 +13,10 @@ namespace SatCommonUtils {
 /// With the elements p0 to p7: X = (p0*x + p1*y + p2) / (p6*x + p7*y + 1), Y = (p3*x + p4*y + p5) /
 /// (p6*x + p7*y + 1). The default is the identity.
 struct T2DProjectiveParams {
-  static constexpr std::size_t Count = 8;
-  double Values[Count] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0};
+  static constexpr std::size_t Count = 8;                           ///< p0 to p7; the ninth is 1
+  double Values[Count] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0};  ///< p0 to p7
 
+  /// p of the index, which is not checked.
   double& operator[](std::size_t i) { return Values[i]; }
   const double& operator[](std::size_t i) const { return Values[i]; }
 };

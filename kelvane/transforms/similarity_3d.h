@@ -25,18 +25,18 @@ namespace SatCommonUtils {
 /// Usable when all seven are finite and the scale is above 0. The default is the identity.
 struct T7Params {
   double ShiftX = 0.0;  ///< in the unit of the target, as the other two
-  double ShiftY = 0.0;
-  double ShiftZ = 0.0;
-  double Alpha = 0.0;  ///< about X, radians
-  double Beta = 0.0;   ///< about Y, radians
-  double Gamma = 0.0;  ///< about Z, radians
-  double Scale = 1.0;  ///< units of the target for one of the source
+  double ShiftY = 0.0;  ///< likewise
+  double ShiftZ = 0.0;  ///< likewise
+  double Alpha = 0.0;   ///< about X, radians
+  double Beta = 0.0;    ///< about Y, radians
+  double Gamma = 0.0;   ///< about Z, radians
+  double Scale = 1.0;   ///< units of the target for one of the source
 };
 
 /// A point in both systems.
 struct T7ParamsSourceDataItem {
-  T3DPoint From;
-  T3DPoint To;
+  T3DPoint From;  ///< in the source system
+  T3DPoint To;    ///< in the target system
 };
 
 /// Reads the keys "ShiftX", "ShiftY", "ShiftZ", "Alpha", "Beta", "Gamma" and "Scale" from the reader's
@@ -101,9 +101,11 @@ class KELVANE_API T7ParamsTransform {
   /// As the constructors, but false instead of an exception; the transform then stays as it was.
   bool Initialize(const T7Params& src);
   bool Initialize(const std::vector<T7ParamsSourceDataItem>& points);
+  /// Of the transform, and of its inverse; `dst` must not be null.
   void GetParameters(T7Params* dst) const { *dst = params_; }
   void GetInverseParameters(T7Params* dst) const { *dst = inverse_; }
 
+  /// The target of a source point; what is not finite gives what it gives.
   T3DPoint DirectTransform(const T3DPoint& from) const;
   /// Solves for the source point; to rounding of the coordinates, also where the shift is large.
   T3DPoint InverseTransform(const T3DPoint& to) const;

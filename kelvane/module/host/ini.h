@@ -123,6 +123,7 @@ class KELVANE_HOST_API TKaXIniWriter {
   virtual bool WritePoint(const std::string& name, const xy_d& point) = 0;
 
  protected:
+  /// Writes an item into the current section, behind those that are there; false when it cannot be stored.
   virtual bool PutValue(const std::string& key, const double& value) = 0;
   virtual bool PutValue(const std::string& key, const int& value) = 0;
   virtual bool PutValue(const std::string& key, const unsigned long& value) = 0;

@@ -12,6 +12,7 @@
 /// function throws is part of its contract, and a caller can tell them apart.
 class KELVANE_HOST_API TKaMessage : public std::exception {
  public:
+  /// The text that `what` gives, copied.
   explicit TKaMessage(const char* text) : text_(text) {}
   explicit TKaMessage(std::string text) : text_(std::move(text)) {}
 

@@ -47,7 +47,9 @@ class KELVANE_HOST_API TKaStream {
 /// A file's path, as the operating system takes it.
 class KELVANE_HOST_API TKaPath {
  public:
+  /// The path as it stands: neither resolved nor checked.
   explicit TKaPath(std::string text) : text_(std::move(text)) {}
+  /// As it was given.
   const std::string& Text() const { return text_; }
 
  private:
@@ -98,6 +100,7 @@ class KELVANE_HOST_API TKaFileStream : public TKaStream {
 class KELVANE_HOST_API TKaStringStream : public TKaStream {
  public:
   TKaStringStream() = default;
+  /// Holds the text, with the position at its beginning.
   explicit TKaStringStream(std::string text) : text_(std::move(text)) {}
   ~TKaStringStream() override;
 

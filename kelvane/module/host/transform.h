@@ -12,13 +12,14 @@ class TKaXIniWriter;
 
 /// A point of the plane.
 struct xy_d {
+  /// Unit and direction are those of the transform that takes it.
   double x = 0.0;
   double y = 0.0;
 };
 
 /// A 3 by 3 matrix of plane homogeneous coordinates, rows first.
 struct matr3x3 {
-  double Rows[3][3];
+  double Rows[3][3];  ///< `Rows[row][column]`
 };
 
 /// A transform of the plane. Virtual operations stand in the order of the interface.
@@ -45,13 +46,18 @@ class KELVANE_HOST_API TKa2DTransform {
   template <class T>
   class TRegistrator {
    public:
+    /// A new one, as its default constructor leaves it.
     static var_a<TKa2DTransform*> CreateNewT() { return var_a_legacy::new_a<T>(); }
   };
 
   virtual ~TKa2DTransform();
+  /// A new transform with the same parameters.
   virtual var_a<TKa2DTransform*> CreateCopy() const = 0;
+  /// The transform of the opposite direction.
   virtual var_a<TKa2DTransform*> CreateInverseTransform() const = 0;
+  /// The target of a source point; where there is none its coordinates are not finite.
   virtual xy_d GetTraCoord(const xy_d& from) const = 0;
+  /// The source of a target point, likewise.
   virtual xy_d GetInverseTraCoord(const xy_d& to) const = 0;
   /// One point, telling whether the result is finite; `to` is written in either case.
   virtual bool GetTraCoordB(const xy_d& from, xy_d& to) const;
@@ -60,6 +66,7 @@ class KELVANE_HOST_API TKa2DTransform {
   virtual void GetTraCoordM(const xy_d* from, size_t count, size_t fromStep, xy_d* to, size_t toStep) const;
   virtual void GetInverseTraCoordM(const xy_d* to, size_t count, size_t toStep, xy_d* from,
                                    size_t fromStep) const;
+  /// Which directions there are, as bits; both unless a class says otherwise.
   virtual unsigned GetTransformFlags() const;
   /// Cost of one point in units of the cheapest transform.
   virtual double GetTransformTime(bool inverse) const;
@@ -68,6 +75,8 @@ class KELVANE_HOST_API TKa2DTransform {
   virtual bool GetInverseMatrix(matr3x3* matrix) const;
   /// The name under which the registry makes this class.
   virtual const char* GetContentName() const = 0;
+  /// Into and from the current section. How failure is told is the transform's: `T2DAffineTransform` throws
+  /// `std::runtime_error`.
   virtual void SaveContent(TKaXIniWriter* ini) const = 0;
   virtual void LoadContent(TKaXIniReader* ini) = 0;
 };

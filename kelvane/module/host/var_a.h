@@ -13,12 +13,15 @@ namespace var_a_legacy {
 /// Counting is sequentially consistent; nothing else here is synchronised.
 class T_var_a_item {
  public:
+  /// Destroys the object, and the block with it.
   using TDestroy = void (*)(T_var_a_item*);
 
+  /// Begins with one owner.
   explicit T_var_a_item(TDestroy destroy) : count_(1), destroy_(destroy) {}
   T_var_a_item(const T_var_a_item&) = delete;
   T_var_a_item& operator=(const T_var_a_item&) = delete;
 
+  /// Only a caller that is an owner itself, or holds one, may add another.
   void AddOwner() noexcept { count_.fetch_add(1, std::memory_order_seq_cst); }
 
   /// Gives up one ownership; the last one destroys the block. An exception out of the destroy function
@@ -27,6 +30,7 @@ class T_var_a_item {
     if (count_.fetch_sub(1, std::memory_order_seq_cst) == 1) destroy_(this);
   }
 
+  /// A snapshot: other threads may change it at once.
   std::size_t Owners() const noexcept { return count_.load(std::memory_order_seq_cst); }
 
  protected:
@@ -41,12 +45,14 @@ class T_var_a_item {
 template <class T>
 class TEmbedded_var_a_item final : public T_var_a_item {
  public:
+  /// Constructs the object from the arguments.
   template <class... Args>
   explicit TEmbedded_var_a_item(Args&&... args)
       : T_var_a_item(&Destroy), object_(std::forward<Args>(args)...) {}
   // The object decides whether its destruction may throw; Release turns a throw into termination.
   ~TEmbedded_var_a_item() noexcept(std::is_nothrow_destructible_v<T>) = default;
 
+  /// Owned by the block, for as long as it has owners.
   T* Object() noexcept { return &object_; }
 
  private:
@@ -68,10 +74,13 @@ template <class T>
 class var_a<T*> {
  public:
   var_a() noexcept = default;
+  /// Owns nothing.
   var_a(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): "return nullptr" means failure
+  /// Shares what `other` owns.
   var_a(const var_a& other) noexcept : object_(other.object_), item_(other.item_) {
     if (item_ != nullptr) item_->AddOwner();
   }
+  /// Takes over what `other` owns; `other` is empty then.
   var_a(var_a&& other) noexcept
       : object_(std::exchange(other.object_, nullptr)), item_(std::exchange(other.item_, nullptr)) {}
 
@@ -81,10 +90,12 @@ class var_a<T*> {
       : object_(other.object_), item_(other.item_) {
     if (item_ != nullptr) item_->AddOwner();
   }
+  /// Takes over what a pointer to a derived class owns; that is empty then.
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
   var_a(var_a<U*>&& other) noexcept  // NOLINT(google-explicit-constructor): as plain pointers do
       : object_(std::exchange(other.object_, nullptr)), item_(std::exchange(other.item_, nullptr)) {}
 
+  /// By value: a copy shares, a moved one is taken over. What was owned before is released.
   var_a& operator=(var_a other) noexcept {
     swap(other);
     return *this;
@@ -93,12 +104,18 @@ class var_a<T*> {
     if (item_ != nullptr) item_->Release();
   }
 
+  /// The object, still owned here; null when empty.
   T* get() const noexcept { return object_; }
+  /// Not checked for an empty pointer, and neither is `*`.
   T* operator->() const noexcept { return object_; }
+  /// See `operator->`.
   T& operator*() const noexcept { return *object_; }
+  /// Whether it owns anything; an empty one tells failure.
   explicit operator bool() const noexcept { return object_ != nullptr; }
 
+  /// Releases what is owned; empty then.
   void reset() noexcept { var_a().swap(*this); }
+  /// Exchanges what the two own; no count changes.
   void swap(var_a& other) noexcept {
     std::swap(object_, other.object_);
     std::swap(item_, other.item_);

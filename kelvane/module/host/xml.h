@@ -10,6 +10,7 @@
 #include "kelvane/module/host/stream.h"
 #include "kelvane/module/host/var_a.h"
 
+/// What an item of a tree is.
 enum TE_KaXmlItemType { kaXmlTag, kaXmlText, kaXmlPi, kaXmlComment };
 
 class TKaXmlTagItem;
@@ -24,7 +25,9 @@ class KELVANE_HOST_API TKaXmlItem {
   TKaXmlItem(const TKaXmlItem&) = delete;
   TKaXmlItem& operator=(const TKaXmlItem&) = delete;
   virtual ~TKaXmlItem() = default;
+  /// Which of the four classes it is.
   virtual TE_KaXmlItemType Type() const = 0;
+  /// The item as what it is; null for the three kinds that it is not.
   virtual const TKaXmlTagItem* AsTag() const { return nullptr; }
   virtual const TKaXmlTextItem* AsText() const { return nullptr; }
   virtual const TKaXmlPiItem* AsPi() const { return nullptr; }
@@ -34,38 +37,47 @@ class KELVANE_HOST_API TKaXmlItem {
 /// Character data, unescaped.
 class KELVANE_HOST_API TKaXmlTextItem : public TKaXmlItem {
  public:
+  /// Empty texts have no form in a document.
   explicit TKaXmlTextItem(std::string text) : Text(std::move(text)) {}
+  /// `kaXmlText`.
   TE_KaXmlItemType Type() const override { return kaXmlText; }
+  /// Itself.
   const TKaXmlTextItem* AsText() const override { return this; }
 
-  std::string Text;
+  std::string Text;  ///< UTF-8; a zero byte cannot be written
 };
 
 /// A processing instruction.
 class KELVANE_HOST_API TKaXmlPiItem : public TKaXmlItem {
  public:
+  /// Target and text as between `<?` and `?>`, the blank between them left out.
   TKaXmlPiItem(std::string target, std::string text) : Target(std::move(target)), Text(std::move(text)) {}
+  /// `kaXmlPi`.
   TE_KaXmlItemType Type() const override { return kaXmlPi; }
+  /// Itself.
   const TKaXmlPiItem* AsPi() const override { return this; }
 
-  std::string Target;
-  std::string Text;
+  std::string Target;  ///< a name in the sense of XML
+  std::string Text;    ///< UTF-8, without `?>`
 };
 
 /// A comment.
 class KELVANE_HOST_API TKaXmlCommentItem : public TKaXmlItem {
  public:
+  /// The text between `<!--` and `-->`.
   explicit TKaXmlCommentItem(std::string text) : Text(std::move(text)) {}
+  /// `kaXmlComment`.
   TE_KaXmlItemType Type() const override { return kaXmlComment; }
+  /// Itself.
   const TKaXmlCommentItem* AsComment() const override { return this; }
 
-  std::string Text;
+  std::string Text;  ///< UTF-8, without `--`
 };
 
 /// One attribute of a tag, unescaped.
 struct TKaXmlTagAttribute {
-  std::string Name;
-  std::string Value;
+  std::string Name;   ///< a name in the sense of XML
+  std::string Value;  ///< UTF-8
 };
 
 /// The attributes of a tag, in document order.
@@ -78,7 +90,7 @@ class KELVANE_HOST_API TKaXmlTagAttributes : public std::vector<TKaXmlTagAttribu
 /// The children of a tag, in document order.
 class KELVANE_HOST_API TKaXmlTagItems : public std::vector<var_a<TKaXmlItem*>> {
  public:
-  static constexpr unsigned long NoItem = ~0UL;
+  static constexpr unsigned long NoItem = ~0UL;  ///< what a search gives that finds nothing
   /// Index of the first child tag named `name` at or behind `start`, or `NoItem`.
   unsigned long find_tag_f(const std::string& name, unsigned long start) const;
   /// The text of the text children, concatenated.
@@ -90,13 +102,16 @@ class KELVANE_HOST_API TKaXmlTagItems : public std::vector<var_a<TKaXmlItem*>> {
 /// holds.
 class KELVANE_HOST_API TKaXmlTagItem : public TKaXmlItem {
  public:
+  /// Without attributes and children. Whether the name is one is asked when it is written.
   explicit TKaXmlTagItem(std::string name) : Name(std::move(name)) {}
+  /// `kaXmlTag`.
   TE_KaXmlItemType Type() const override { return kaXmlTag; }
+  /// Itself.
   const TKaXmlTagItem* AsTag() const override { return this; }
 
-  std::string Name;
-  TKaXmlTagAttributes Attributes;
-  TKaXmlTagItems Items;
+  std::string Name;                ///< a name in the sense of XML
+  TKaXmlTagAttributes Attributes;  ///< in the order of the document
+  TKaXmlTagItems Items;            ///< owned, shared with other holders
 };
 
 /// Parses a stream into the tree of its document tag: from the beginning of the stream when `from_start`
