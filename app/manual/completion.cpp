@@ -9,7 +9,7 @@ namespace {
 constexpr char Beginning[] = R"(# Completes command lines of kelvane in bash; written from the program's own options.
 _kelvane() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-  local command=${COMP_WORDS[1]} options values
+  local command=${COMP_WORDS[1]} options= values=
   # "--option=value" comes as three words.
   if [[ $word == = ]]; then
     word=
