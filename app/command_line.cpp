@@ -29,7 +29,8 @@ std::string Version() {
 std::unique_ptr<CLI::App> MakeCommandLine(Action* chosen) {
   auto program = std::make_unique<CLI::App>(
       "Rational polynomial camera models of satellite images, from the shell.", "kelvane");
-  program->set_version_flag("--version", Version, "Print the versions and what the program runs on, and exit");
+  program->set_version_flag("--version", Version,
+                            "Print the versions and what the program runs on, and exit");
   program->require_subcommand(1);
   program->failure_message([](const CLI::App* failed, const CLI::Error& error) {
     const auto commands = failed->get_subcommands();

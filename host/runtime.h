@@ -1,6 +1,6 @@
 /// \file
-/// What an application that runs on the reference host may set and ask: the services themselves are declared in
-/// `kelvane/module/host/runtime.h`.
+/// What an application that runs on the reference host may set and ask: the services themselves are declared
+/// in `kelvane/module/host/runtime.h`.
 #pragma once
 
 #include <functional>

@@ -6,7 +6,7 @@ namespace app {
 
 namespace {
 
-constexpr char Beginning[] = R"(# Completes command lines of kelvane in bash; written from the program's own options.
+constexpr char Beginning[] = R"(# Completes command lines of kelvane in bash.
 _kelvane() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
   local command=${COMP_WORDS[1]} options= values=
@@ -67,9 +67,9 @@ std::string BashCompletion(const CLI::App& program) {
     options += Branch(command->get_name(), "options='" + Options(*command) + '\'');
     for (const CLI::Option* option : NamedOptions(*command)) values += ValueBranch(*command, *option);
   }
-  return std::string(Beginning) + "  if ((COMP_CWORD == 1)); then\n    values='" + commands + Options(program) +
-         "'\n    command=\n  fi\n  case $command in\n" + options + "  esac\n  case \"$command $before\" in\n" +
-         values + "  esac\n" + End;
+  return std::string(Beginning) + "  if ((COMP_CWORD == 1)); then\n    values='" + commands +
+         Options(program) + "'\n    command=\n  fi\n  case $command in\n" + options +
+         "  esac\n  case \"$command $before\" in\n" + values + "  esac\n" + End;
 }
 
 }  // namespace app

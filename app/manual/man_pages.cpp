@@ -30,8 +30,8 @@ std::string Heading(std::string name, const std::string& what) {
   const std::string page = Roff(name);
   std::transform(name.begin(), name.end(), name.begin(),
                  [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-  return ".TH " + Roff(name) + " 1 \"\" \"Kelvane " KELVANE_VERSION "\" \"User Commands\"\n.SH NAME\n" + page +
-         " \\- " + Roff(what) + '\n';
+  return ".TH " + Roff(name) + " 1 \"\" \"Kelvane " KELVANE_VERSION "\" \"User Commands\"\n.SH NAME\n" +
+         page + " \\- " + Roff(what) + '\n';
 }
 
 /// A value's own words stand as they are given; a word in capitals stands for another.
