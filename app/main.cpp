@@ -4,10 +4,11 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <string>
 
-#include "app/commands/commands.h"
+#include "app/command_line.h"
 #include "app/problem.h"
 #include "host/quoted_text.h"
 #include "kelvane/module/module.h"
@@ -63,29 +64,13 @@ void RefuseUnknownCommand(const CLI::App& program, int argc, char** argv) {
 }
 
 int Main(int argc, char** argv) {
-  CLI::App program("Rational polynomial camera models of satellite images, from the shell.", "kelvane");
-  program.set_version_flag("--version", "kelvane " KELVANE_VERSION);
-  program.require_subcommand(1);
-  program.failure_message([](const CLI::App* failed, const CLI::Error& error) {
-    const auto commands = failed->get_subcommands();
-    const std::string command = commands.empty() ? "" : commands.front()->get_name() + ' ';
-    return "kelvane: " + KaPrintable(error.what()) + " (kelvane " + command + "--help tells more)\n";
-  });
   app::Action action;
-  app::AddInfoCommand(&program, &action);
-  app::AddProjectCommand(&program, &action);
-  app::AddLocateCommand(&program, &action);
-  app::AddIntersectCommand(&program, &action);
-  app::AddFitCommand(&program, &action);
-  app::AddInvertCommand(&program, &action);
-  app::AddRefineCommand(&program, &action);
-  app::AddExportCommand(&program, &action);
-  app::AddConvertCommand(&program, &action);
+  const std::unique_ptr<CLI::App> program = app::MakeCommandLine(&action);
   try {
-    RefuseUnknownCommand(program, argc, argv);
-    program.parse(argc, argv);
+    RefuseUnknownCommand(*program, argc, argv);
+    program->parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (program.exit(error) != 0) return app::Unusable;
+    if (program->exit(error) != 0) return app::Unusable;
     if (!std::cout.flush()) throw app::SystemProblem("standard output");
     return app::AllComputed;
   }

@@ -46,22 +46,29 @@ void PointSource::Grow() {
   text_ = std::move(larger);
 }
 
-void PointSource::ReadUntil(std::size_t goal) {
+void PointSource::ReadUntil(std::size_t goal, const std::function<void()>& before_waiting) {
   const std::size_t before = held_;
-  while (open_ && held_ < goal && (held_ == before || IsMoreWaiting())) {
+  while (open_ && held_ < goal) {
+    if (!IsMoreWaiting()) {
+      if (held_ != before) break;
+      if (before_waiting) before_waiting();
+    }
     if (held_ == capacity_) Grow();
-    const std::size_t count = ReadSome(descriptor_, text_.get() + held_, capacity_ - held_, name_);
+    const std::size_t room = std::min(capacity_, goal) - held_;
+    const std::size_t count = ReadSome(descriptor_, text_.get() + held_, room, name_);
     open_ = count > 0;
     held_ += count;
   }
 }
 
-std::optional<std::string_view> PointSource::NextLines(std::size_t wanted) {
+std::optional<std::string_view> PointSource::NextLines(std::size_t wanted,
+                                                       const std::function<void()>& before_waiting) {
   DropGiven();
   while (open_ && given_ == 0) {
     if (held_ == LongestLine) throw Problem(name_ + ": a line of 16 MiB or more");
     const std::size_t before = held_;
-    ReadUntil(std::min(std::max(wanted, held_ + 1), LongestLine));
+    const std::size_t goal = held_ < wanted ? wanted : held_ + wanted;
+    ReadUntil(std::min(goal, LongestLine), before_waiting);
     // What was held before is the beginning of a line.
     const std::size_t end = std::string_view(text_.get() + before, held_ - before).rfind('\n');
     if (end != std::string_view::npos) given_ = before + end + 1;

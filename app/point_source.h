@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,15 +32,18 @@ class PointSource {
   /// points that somebody types, or that another program asks about, are answered as they come. The last
   /// line may have no end; nothing behind it. Valid until the next call. Throws `Problem` when a line is
   /// as long as `LongestLine`, whatever is wanted, or when reading fails.
-  std::optional<std::string_view> NextLines(std::size_t wanted);
-  /// Whether reading on would not wait: there is more, or the end.
-  bool IsMoreWaiting() const;
+  /// `before_waiting`, unless empty, is called before a read that would wait for somebody: whoever sent a
+  /// part of a line may want the answers to those before first.
+  std::optional<std::string_view> NextLines(std::size_t wanted,
+                                            const std::function<void()>& before_waiting = {});
 
  private:
+  /// Whether reading on would not wait: there is more, or the end.
+  bool IsMoreWaiting() const;
   void DropGiven();
   void Grow();
   /// Reads until `goal` bytes are held or nothing more is waiting, at least one byte unless at the end.
-  void ReadUntil(std::size_t goal);
+  void ReadUntil(std::size_t goal, const std::function<void()>& before_waiting);
 
   FileDescriptor file_;
   int descriptor_;

@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <future>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -37,11 +38,7 @@ class PointAnswerer {
         progress_(source_.Size(), !options.quiet && !Progress::IsOutputShown()) {}
 
   std::size_t Run() {
-    while (const auto lines = source_.NextLines(PieceSize)) {
-      Take(*lines);
-      // Whoever has sent all that he has, for now, may wait for the answers.
-      if (!source_.IsMoreWaiting()) WriteDownTo(0);
-    }
+    while (const auto lines = NextLines()) Take(*lines);
     WriteDownTo(0);
     progress_.Wipe();
     problems_.TellCount(failed_, points_, "have no answer");
@@ -49,6 +46,15 @@ class PointAnswerer {
   }
 
  private:
+  /// Whoever has sent all that he has, for now, may wait for the answers; and those that are computed are not
+  /// lost when reading on fails.
+  std::optional<std::string_view> NextLines() try {
+    return source_.NextLines(PieceSize, [this] { WriteDownTo(0); });
+  } catch (...) {
+    WriteDownTo(0);
+    throw;
+  }
+
   void Take(std::string_view text) {
     const bool alone = options_.threads == 1 || (under_way_.empty() && text.size() < PieceSize / 2);
     if (alone) {
@@ -73,7 +79,13 @@ class PointAnswerer {
     while (under_way_.size() > count) {
       PieceUnderWay first = std::move(under_way_.front());
       under_way_.pop_front();
-      Write(first.answer.get(), first.size);
+      try {
+        Write(first.answer.get(), first.size);
+      } catch (...) {
+        // Nothing may be written behind what is missing.
+        under_way_.clear();
+        throw;
+      }
     }
   }
 

@@ -97,7 +97,7 @@ BENCHMARK(Inverse)
     ->Args({1, 1 << 20})
     ->Args({2, 1 << 20});
 
-/// GDAL writes its answers over the points.
+/// GDAL writes its answers over the points, so these are copied first: a few nanoseconds a point are that.
 void Gdal(benchmark::State& state, bool forward) {
   const auto transformer = GdalTransformer(forward ? 0.0 : 1e-6);
   Batch batch(PointCount);

@@ -87,3 +87,5 @@ void Deinit_KaDataContainer() {
 }
 
 int KaDataContainerUsers() { return g_data_container_users; }
+
+const char* KaHostName() { return "reference host " KELVANE_VERSION; }

@@ -1,6 +1,6 @@
 /// \file
-/// What an application that runs on the reference host may set: the services themselves are declared in
-/// `kelvane/module/host/runtime.h`.
+/// What an application that runs on the reference host may set and ask: the services themselves are declared
+/// in `kelvane/module/host/runtime.h`.
 #pragma once
 
 #include <functional>
@@ -25,3 +25,6 @@ KELVANE_HOST_API void KaSetDbgMsgSink(std::function<void(const std::string&)> si
 /// How many starts of the data-container module stand without their stop. The reference host keeps no data
 /// containers: it only counts who needs them.
 KELVANE_HOST_API int KaDataContainerUsers();
+
+/// What this host is and its version, such as "reference host 1.4.2"; never null.
+KELVANE_HOST_API const char* KaHostName();

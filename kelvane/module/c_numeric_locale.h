@@ -1,5 +1,5 @@
 /// \file
-/// The decimal point, whatever the locale says (internal; header only, shared with the reference host).
+/// The decimal point, whatever the locale says (header only; hosts need it as the library does).
 #pragma once
 
 #include <clocale>

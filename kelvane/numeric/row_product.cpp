@@ -141,7 +141,7 @@ void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t co
   TTermBlock right;
   const std::size_t first_column = product.Upper ? first : 0;
   // The rows of a symmetric product are columns too: what is packed for them serves for both.
-  const bool shared = product.Upper && product.Right.Scales == nullptr;
+  const bool shared = product.Upper && product.Left.Scales == nullptr && product.Right.Scales == nullptr;
   std::size_t k = 0;
   do {
     const TTerms terms = BlockOfTerms(product, k);

@@ -1,11 +1,12 @@
 /// \file
 /// From kernels that are compiled for several targets to the one that is in use (internal). The library keeps
-/// a choice of its own: that of Highway belongs to the whole process, and to others who use it.
+/// a choice of its own: that of Highway belongs to the whole process, and to others who use it. (It is asked
+/// once what the processor has, which settles its choice as any use of it does.)
 /// To be included before any header of Highway, and where kernels are compiled before `hwy/foreach_target.h`.
 #pragma once
 
-// All kernels are built for the same targets. The one that is left out has no instruction more, for doubles,
-// than the baseline.
+// All kernels are built for the same targets. Those left out have no instruction more, for doubles, than the
+// baseline and AVX-512.
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
 
 #include <cstddef>

@@ -29,12 +29,17 @@ const char* NameOf(std::int64_t target) {
   return hwy::TargetName(target);
 }
 
+std::int64_t SupportedTargets() {
+  static const std::int64_t supported = hwy::SupportedTargets() & HWY_TARGETS;
+  return supported;
+}
+
 /// Calls `visit` with each target that this processor has, best first, until it says true; the baseline comes
 /// last. Gives that target, or 0. (No list: the first use of a kernel, too, takes no memory.)
 template <class Visit>
 std::int64_t FindTarget(const Visit& visit) {
   // Highway numbers the best lowest.
-  for (std::int64_t rest = hwy::SupportedTargets() & HWY_TARGETS; rest != 0; rest &= rest - 1) {
+  for (std::int64_t rest = SupportedTargets(); rest != 0; rest &= rest - 1) {
     const std::int64_t target = rest & -rest;
     if (!IsBaseline(target) && visit(target)) return target;
   }
@@ -46,18 +51,28 @@ std::int64_t TargetOf(const char* name) {
   return FindTarget([=](std::int64_t target) { return std::strcmp(NameOf(target), name) == 0; });
 }
 
-std::int64_t FirstTarget() {
+/// What the environment asks for, or null.
+const char* AskedName() {
   const char* const asked = std::getenv(SimdTargetVariable);
-  if (asked != nullptr && *asked != '\0') {
-    const std::int64_t target = TargetOf(asked);
-    if (target != 0) return target;
-    KaPrintDbgMsg(std::string(SimdTargetVariable) + ": this machine has no target of that name\n");
-  }
-  return FindTarget([](std::int64_t) { return true; });
+  return asked != nullptr && *asked != '\0' ? asked : nullptr;
+}
+
+std::int64_t FirstTarget() {
+  const char* const asked = AskedName();
+  const std::int64_t target = asked == nullptr ? 0 : TargetOf(asked);
+  return target != 0 ? target : FindTarget([](std::int64_t) { return true; });
 }
 
 std::atomic<std::int64_t>& Target() {
   static std::atomic<std::int64_t> target = FirstTarget();
+  static std::atomic_flag looked = ATOMIC_FLAG_INIT;
+  // After the choice: whoever takes the message may ask for it.
+  if (!looked.test_and_set()) {
+    const char* const asked = AskedName();
+    if (asked != nullptr && TargetOf(asked) == 0) {
+      KaPrintDbgMsg(std::string(SimdTargetVariable) + ": this machine has no target of that name\n");
+    }
+  }
   return target;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kelvane/module/host/runtime.h"
+#include "kelvane/numeric/simd_dispatch.h"
 #include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/ground_solution.h"
 #include "kelvane/rpc/rpc_batch_kernels.h"
@@ -15,23 +16,31 @@ namespace SatCommonUtils {
 
 namespace {
 
-/// A block of points keeps a thread busy for much longer than it takes to wake one.
+/// Blocks that threads share out.
 constexpr std::size_t PointsTogether = 2048;
+
+/// So many points keep a thread busy for much longer than it takes to wake one.
+constexpr std::size_t LeastProjected = 16384;
+constexpr std::size_t LeastProjectedWithDerivatives = 8192;
+constexpr std::size_t LeastLocated = 4096;
+constexpr std::size_t LeastIntersected = 2048;
 
 /// Of more, no batch is made: their points would take memory.
 constexpr std::size_t MostModels = 16;
 
-/// `work(first, last)` for all points, in blocks, on the threads that pay; the sum of what it gives. It must
-/// let no exception out.
+/// `work(first, last)` for all points, in blocks, on as many threads as have `least` points each; the sum of
+/// what it gives. It must let no exception out.
 template <class Work>
-std::size_t ForBlocks(std::size_t count, const Work& work) {
+std::size_t ForBlocks(std::size_t count, std::size_t least, const Work& work) {
+  // What is chosen, and perhaps told, at the first use is so here and not among the threads.
+  SimdTargetIndex();
   const std::size_t blocks = (count + PointsTogether - 1) / PointsTogether;
   const auto block = [&](std::size_t number) {
     const std::size_t first = number * PointsTogether;
     return work(first, std::min(count, first + PointsTogether));
   };
   const int threads =
-      static_cast<int>(std::min(blocks, static_cast<std::size_t>(std::max(1, KaGetThreadsCount()))));
+      static_cast<int>(std::min(count / least, static_cast<std::size_t>(std::max(1, KaGetThreadsCount()))));
   std::size_t sum = 0;
   if (threads <= 1) {
     for (std::size_t i = 0; i < blocks; ++i) sum += block(i);
@@ -159,8 +168,10 @@ std::size_t CalculateLineSamples(const TRPC& model, std::size_t count, const dou
   std::copy(std::begin(derivatives.Sample), std::end(derivatives.Sample), points.DSample);
   if (!IsKnown(model)) return ProjectSingly(model, points, count);
   const TBatchModel batch = ModelOf(model);
-  return ForBlocks(
-      count, [&](std::size_t first, std::size_t last) { return ProjectPoints(batch, points, first, last); });
+  const std::size_t least = HasDerivatives(points) ? LeastProjectedWithDerivatives : LeastProjected;
+  return ForBlocks(count, least, [&](std::size_t first, std::size_t last) {
+    return ProjectPoints(batch, points, first, last);
+  });
 }
 
 std::size_t SolveLatLons(const TRPC& model, std::size_t count, const double* line, const double* sample,
@@ -168,8 +179,9 @@ std::size_t SolveLatLons(const TRPC& model, std::size_t count, const double* lin
   const TLocatedPoints points = {line, sample, h, lat, lon, report.Converged, report.Residual};
   if (!IsKnown(model)) return LocateSingly(model, points, count);
   const TBatchModel batch = ModelWithApproximation(model);
-  return ForBlocks(
-      count, [&](std::size_t first, std::size_t last) { return LocatePoints(batch, points, first, last); });
+  return ForBlocks(count, LeastLocated, [&](std::size_t first, std::size_t last) {
+    return LocatePoints(batch, points, first, last);
+  });
 }
 
 std::size_t SolveLatLonHs(const TRPC* const* models, std::size_t modelCount, std::size_t count,
@@ -194,7 +206,7 @@ std::size_t SolveLatLonHs(const TRPC* const* models, std::size_t modelCount, std
   std::transform(models, models + modelCount, batch.begin(),
                  [](const TRPC* model) { return ModelWithApproximation(*model); });
   points.Models = batch.data();
-  return ForBlocks(count,
+  return ForBlocks(count, LeastIntersected,
                    [&](std::size_t first, std::size_t last) { return IntersectPoints(points, first, last); });
 }
 

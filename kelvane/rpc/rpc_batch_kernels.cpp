@@ -363,21 +363,36 @@ TLanes RootMeanSquare(const TIntersectedPoints& points, std::size_t i, Count cou
   return Sqrt(squares / (2.0 * static_cast<double>(points.ModelCount)));
 }
 
+/// What stands elsewhere stays.
 template <class Count>
-KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
-  TThreeEquations start;
-  for (std::size_t image = 0; image < points.ModelCount; ++image) {
-    const TImage<TLanes> given = LoadImage(points, image, i, count);
-    AddFraction(points.Models[image].SampleFraction, given.Sample, &start);
-    AddFraction(points.Models[image].LineFraction, given.Line, &start);
+void StoreWhere(TLaneMask where, TLanes lanes, double* to, Count count) {
+  (IsAll(where) ? lanes : Choose(where, lanes, TLanes::Load(to, count))).Store(to, count);
+}
+
+/// `StoreMask` of the lanes in `where` alone.
+inline std::size_t StoreMaskWhere(TLaneMask where, TLaneMask mask, std::size_t count, unsigned char* bytes) {
+  if (IsAll(where)) return StoreMask(mask, count, bytes);
+  unsigned char wanted[LaneCount];
+  unsigned char set[LaneCount];
+  StoreMask(where, LaneCount, wanted);
+  StoreMask(mask, LaneCount, set);
+  std::size_t unset = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (wanted[i] == 0) continue;
+    if (bytes != nullptr) bytes[i] = set[i];
+    unset += 1U - set[i];
   }
-  TLanes ground[3];
-  const TLaneMask all = AllLanes();
-  // A start that takes more than Cholesky's way is rare, and left to those who know it.
-  if (!IsAll(start.Solve(ground))) return points.Singly(points, i, i + count);
-  TLaneMask active = all;
-  TLaneMask solved = all;
-  TLaneMask converged = AndNot(all, all);
+  return unset;
+}
+
+/// Improves, and writes, the ground of the lanes that have a start: all when `Whole`.
+template <bool Whole, class Count>
+KELVANE_FLATTEN std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i, Count count,
+                                          TLaneMask has_start, TLanes (&ground)[3]) {
+  const TLaneMask started = Whole ? AllLanes() : has_start;
+  TLaneMask active = started;
+  TLaneMask solved = started;
+  TLaneMask converged = AndNot(started, started);
   TLanes independence = 0.0;
   for (int iteration = 0; iteration < TGroundSolution::MaxIterations && !IsNone(active); ++iteration) {
     TThreeEquations system;
@@ -412,14 +427,37 @@ KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std:
   }
   if (points.Residual != nullptr) {
     const TLanes residual = RootMeanSquare(points, i, count, ground);
-    Choose(solved, residual, TLanes(std::numeric_limits<double>::quiet_NaN()))
-        .Store(points.Residual + i, count);
+    const TLanes none = std::numeric_limits<double>::quiet_NaN();
+    StoreWhere(started, Choose(solved, residual, none), points.Residual + i, count);
   }
-  if (points.Independence != nullptr) independence.Store(points.Independence + i, count);
-  ground[0].Store(points.Latitude + i, count);
-  ground[1].Store(points.Longitude + i, count);
-  ground[2].Store(points.Height + i, count);
-  return StoreMask(converged, count, points.Converged == nullptr ? nullptr : points.Converged + i);
+  if (points.Independence != nullptr) StoreWhere(started, independence, points.Independence + i, count);
+  StoreWhere(started, ground[0], points.Latitude + i, count);
+  StoreWhere(started, ground[1], points.Longitude + i, count);
+  StoreWhere(started, ground[2], points.Height + i, count);
+  return StoreMaskWhere(started, converged, count,
+                        points.Converged == nullptr ? nullptr : points.Converged + i);
+}
+
+/// A start that takes more than Cholesky's way is left, before anything is written over it, to those who know
+/// that.
+template <class Count>
+KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std::size_t i, Count count) {
+  TThreeEquations start;
+  for (std::size_t image = 0; image < points.ModelCount; ++image) {
+    const TImage<TLanes> given = LoadImage(points, image, i, count);
+    AddFraction(points.Models[image].SampleFraction, given.Sample, &start);
+    AddFraction(points.Models[image].LineFraction, given.Line, &start);
+  }
+  TLanes ground[3];
+  const TLaneMask started = start.Solve(ground);
+  if (IsAll(started)) return ImproveGround<true>(points, i, count, started, ground);
+  unsigned char has_start[LaneCount];
+  StoreMask(started, LaneCount, has_start);
+  std::size_t bad = 0;
+  for (std::size_t lane = 0; lane < count; ++lane) {
+    if (has_start[lane] == 0) bad += points.Singly(points, i + lane, i + lane + 1);
+  }
+  return IsNone(started) ? bad : bad + ImproveGround<false>(points, i, count, started, ground);
 }
 
 /// `step(i, count)` for the points from `first` to before `last`; the sum of what it gives.
@@ -434,11 +472,7 @@ HWY_INLINE std::size_t ForSteps(std::size_t first, std::size_t last, const Step&
 
 inline std::size_t ProjectPoints(const TBatchModel& model, const TProjectedPoints& points, std::size_t first,
                                  std::size_t last) {
-  bool derivatives = false;
-  for (std::size_t x = 0; x < 3; ++x) {
-    derivatives = derivatives || points.DLine[x] != nullptr || points.DSample[x] != nullptr;
-  }
-  if (derivatives) {
+  if (HasDerivatives(points)) {
     return ForSteps(first, last, [&](std::size_t i, auto count) HWY_ATTR {
       return ProjectStep<true>(model, points, i, count);
     });

@@ -52,6 +52,12 @@ struct TProjectedPoints {
   double* DSample[3];
   unsigned char* Finite;
 };
+/// Whether any derivative is wanted.
+inline bool HasDerivatives(const TProjectedPoints& points) {
+  bool any = false;
+  for (std::size_t x = 0; x < 3; ++x) any = any || points.DLine[x] != nullptr || points.DSample[x] != nullptr;
+  return any;
+}
 struct TLocatedPoints {
   const double* Line;
   const double* Sample;

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
+#include "kelvane/numeric/simd_target.h"
+#include "tests/support/conversation.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -131,6 +134,50 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   const std::string endless(std::size_t{17} << 20, ' ');
   for (const char* threads : {"1", "100"})
     expect_unusable(Project(endless, {"--threads", threads}), "a line of 16 MiB or more");
+}
+
+/// So many points at the scene's centre.
+std::string Points(std::size_t count) {
+  std::string points;
+  for (std::size_t i = 0; i < count; ++i) points += "41.8791 12.5798 95\n";
+  return points;
+}
+
+TEST(Project, WhatWasReadIsAnsweredWhateverComesBehind) {
+  constexpr std::size_t Count = 60000;
+  for (const char* threads : {"1", "2", "4"}) {
+    const Outcome outcome =
+        Project(Points(Count) + std::string(std::size_t{17} << 20, ' '), {"--threads", threads});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out.size(), Count * (Centre.size() + 1)) << threads;
+  }
+}
+
+TEST(Project, AnswersAreDueBeforeTheNextLineIsThere) {
+  for (const char* threads : {"1", "2", "4"}) {
+    for (const std::size_t count : {1U, 20000U, 200000U}) {
+      test::Conversation with({"project", Model, "--threads", threads, "--quiet"});
+      // A part of the next line must hold nobody up.
+      const std::string answers = with.Ask(Points(count) + "41.87", count * (Centre.size() + 1));
+      EXPECT_EQ(answers.size(), count * (Centre.size() + 1)) << threads << " threads, " << count << " points";
+      EXPECT_EQ(with.Ask("91 12.5798 95\n", Centre.size() + 1), Centre + "\n");
+    }
+  }
+}
+
+TEST(Project, InstructionsCanBeForced) {
+  const auto project_with = [](const char* instructions) {
+    ::setenv("KELVANE_SIMD", instructions, 1);
+    const Outcome outcome = Project("41.8791 12.5798 95");
+    ::unsetenv("KELVANE_SIMD");
+    return outcome;
+  };
+  for (const std::string& target : SatCommonUtils::SimdTargets()) {
+    EXPECT_EQ(project_with(target.c_str()).out, Centre + "\n") << target;
+  }
+  const Outcome unknown = project_with("abacus");
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_TRUE(Contains(unknown.err, "KELVANE_SIMD=abacus")) << unknown.err;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "kelvane/numeric/matrix_rows.h"
+#include "kelvane/numeric/simd_target.h"
 #include "tests/support/allocations.h"
 #include "tests/support/matrices.h"
 
@@ -29,7 +30,10 @@ int Throw() { throw std::runtime_error("callback"); }
 
 class RawProducts : public testing::Test {
  protected:
-  ~RawProducts() override { KaSetThreadsCount(0); }
+  ~RawProducts() override {
+    KaSetThreadsCount(0);
+    SetSimdTarget(SimdTargets().front());
+  }
 
   /// Numbers of different size and sign, so that another order of the terms is seen.
   TMatrix Random(std::size_t width, std::size_t height) {
@@ -88,24 +92,28 @@ TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
     std::vector<double*> a_rows = RowPointers(a), b_rows = RowPointers(b), c_rows = RowPointers(c),
                          d_rows = RowPointers(d);
     double** const pa = a_rows.data();
-    for (const int threads : {1, 2, 3, 8}) {
-      SCOPED_TRACE(testing::Message() << m << "x" << n << "x" << q << ", threads: " << threads);
-      KaSetThreadsCount(threads);
-      // The team of this size is made outside what is counted.
-      MatrixByVector(pa, n, 0, nullptr, nullptr, Count);
-      ExpectProduct(product,
-                    [&](double** r) { return MatrixMultiplication(pa, n, m, c_rows.data(), q, r, Count); });
-      ExpectProduct(square, [&](double** r) { return MultiplyATbyA(pa, m, n, r, Count); });
-      ExpectProduct(square, [&](double** r) { return CalculateNormalMatrix(pa, m, n, r, Count); });
-      ExpectProduct(divided,
-                    [&](double** r) { return CalculateNormalMatrix(pa, m, n, variances.data, r, Count); });
-      ExpectProduct(left, [&](double** r) { return MultiplyATbyB(pa, n, m, b_rows.data(), q, r, Count); });
-      ExpectProduct(right, [&](double** r) { return MultiplyAbyBT(pa, n, m, d_rows.data(), q, r, Count); });
-      TVector y(m);
-      calls = 0;
-      EXPECT_TRUE(MatrixByVector(pa, n, m, x.data, y.data, Count));
-      EXPECT_EQ(BitsOf(y), BitsOf(vector));
-      EXPECT_EQ(calls, m);
+    for (const std::string& target : SimdTargets()) {
+      ASSERT_TRUE(SetSimdTarget(target));
+      for (const int threads : {1, 2, 3, 8}) {
+        SCOPED_TRACE(testing::Message()
+                     << m << "x" << n << "x" << q << ", threads: " << threads << ", " << target);
+        KaSetThreadsCount(threads);
+        // The team of this size is made outside what is counted.
+        MatrixByVector(pa, n, 0, nullptr, nullptr, Count);
+        ExpectProduct(product,
+                      [&](double** r) { return MatrixMultiplication(pa, n, m, c_rows.data(), q, r, Count); });
+        ExpectProduct(square, [&](double** r) { return MultiplyATbyA(pa, m, n, r, Count); });
+        ExpectProduct(square, [&](double** r) { return CalculateNormalMatrix(pa, m, n, r, Count); });
+        ExpectProduct(divided,
+                      [&](double** r) { return CalculateNormalMatrix(pa, m, n, variances.data, r, Count); });
+        ExpectProduct(left, [&](double** r) { return MultiplyATbyB(pa, n, m, b_rows.data(), q, r, Count); });
+        ExpectProduct(right, [&](double** r) { return MultiplyAbyBT(pa, n, m, d_rows.data(), q, r, Count); });
+        TVector y(m);
+        calls = 0;
+        EXPECT_TRUE(MatrixByVector(pa, n, m, x.data, y.data, Count));
+        EXPECT_EQ(BitsOf(y), BitsOf(vector));
+        EXPECT_EQ(calls, m);
+      }
     }
     TMatrix result("C");
     calls = 0;
