@@ -23,7 +23,7 @@ need() {
 }
 
 build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales pkg-config groff-base man-db)
+test_packages=(libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales pkg-config groff-base)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 lint_packages=(git clang-format clang-tidy)
 package_packages=(dpkg-dev file lintian)
