@@ -354,7 +354,7 @@ void PVLtoXML(var_a<TKaStream*> in, var_a<TKaStream*> out) {
     } else if (key == "END_GROUP") {
       converted += "]\n";
     } else if (equals != std::string::npos) {
-      converted += key + '=' + value + '\n';
+      converted.append(key).append("=").append(value).append("\n");
     }
   }
   if (!statement.empty() || converted.empty()) throw TKaMessage("no PVL text");
