@@ -8,6 +8,7 @@
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/string_tree.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/split.h"
 
 namespace SatCommonUtils {
@@ -225,10 +226,10 @@ void LinearSubstitution(TPolynome* p, double a, double b, TPolynome* result) {
     double binomial = 1.0;
     double sum = 0.0;
     for (std::size_t i = k; i < coefs.size(); ++i) {
-      sum += binomial * std::pow(b, static_cast<double>(i - k)) * coefs[i];
+      sum += binomial * rounded::pow(b, static_cast<double>(i - k)) * coefs[i];
       binomial = binomial * static_cast<double>(i + 1) / static_cast<double>(i + 1 - k);
     }
-    composed.push_back(std::pow(a, static_cast<double>(k)) * sum);
+    composed.push_back(rounded::pow(a, static_cast<double>(k)) * sum);
   }
   result->coefs_ = std::move(composed);
 }

@@ -7,6 +7,7 @@
 #include "kelvane/geometry/principal_axes.h"
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/message.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/symmetric_eigen.h"
 #include "kelvane/orientation/quaternion.h"
 #include "kelvane/orientation/rzyx_rotation.h"
@@ -59,11 +60,11 @@ TRotation operator*(const TRotation& a, const TRotation& b) {
 /// Arc sines tell an angle near ±pi/2 to 2e-8 only, and near the pole of Beta no choice of Alpha is exact:
 /// each angle is found by its arc tangent in what the ones before it leave, so that they make up for it.
 void SetAngles(const TRotation& R, T7Params* params) {
-  params->Alpha = std::atan2(-R[1].Z, R[2].Z);
-  const double c = std::cos(params->Alpha);
-  const double s = std::sin(params->Alpha);
-  params->Beta = std::atan2(R[0].Z, c * R[2].Z - s * R[1].Z);
-  params->Gamma = std::atan2(c * R[1].X + s * R[2].X, c * R[1].Y + s * R[2].Y);
+  params->Alpha = rounded::atan2(-R[1].Z, R[2].Z);
+  const double c = rounded::cos(params->Alpha);
+  const double s = rounded::sin(params->Alpha);
+  params->Beta = rounded::atan2(R[0].Z, c * R[2].Z - s * R[1].Z);
+  params->Gamma = rounded::atan2(c * R[1].X + s * R[2].X, c * R[1].Y + s * R[2].Y);
 }
 
 T3DPoint ShiftOf(const T7Params& params) { return {params.ShiftX, params.ShiftY, params.ShiftZ}; }
