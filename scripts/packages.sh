@@ -26,6 +26,6 @@ build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlo
 test_packages=(gnuplot-nox libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales parallel pkg-config groff-base)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 clang_packages=(clang libomp-dev)
-lint_packages=(git clang-format clang-tidy)
+lint_packages=(git clang-format clang-tidy cppcheck)
 docs_packages=(doxygen)
 package_packages=(dpkg-dev file lintian)
