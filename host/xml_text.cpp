@@ -67,8 +67,8 @@ void CheckOutermostLevel(const std::string& text, const pugi::xml_document& docu
 
 /// Every element, text, comment and attribute takes at least one of the two characters.
 void CheckMarks(const std::string& text, std::size_t most) {
-  const auto marks =
-      static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c == '<') | (c == '='); }));
+  const auto marks = static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c == '<') | (c == '='); }));
   if (marks > most) throw TKaMessage("more than " + std::to_string(most) + " tags and attributes");
 }
 

@@ -13,8 +13,8 @@ class TKaStream;
 /// value.
 constexpr int KaMaxXmlDepth = 258;
 
-/// How many tags and attributes a text may hold, closing tags counted: each costs many times its characters in
-/// memory. A tree of items takes some 350 bytes for one, a parsed configuration a third of that.
+/// How many tags and attributes a text may hold, closing tags counted: each costs many times its characters
+/// in memory. A tree of items takes some 350 bytes for one, a parsed configuration a third of that.
 constexpr std::size_t KaMostXmlMarks = std::size_t{1} << 24;
 constexpr std::size_t KaMostXmlMarksOfTree = std::size_t{1} << 22;
 

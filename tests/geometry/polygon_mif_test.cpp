@@ -231,8 +231,18 @@ TEST(PolygonMif, WhatIsWrongIsSaidWithItsLine) {
     EXPECT_EQ(problem, Text(c.problem));
     EXPECT_EQ(layer.Version, 7);
   }
-  TPolygon polygon({{1, 2}});
+  // As long as may be, and a byte more.
+  std::string longest = "Data\nSquare 1\n";
+  longest.resize(std::size_t{1} << 28, ' ');
+  TMIFLayer layer;
   std::string problem;
+  TKaStringStream long_stream(longest);
+  EXPECT_FALSE(ReadMIF(&long_stream, nullptr, &layer, &problem));
+  EXPECT_EQ(problem, "MIF: line 2: \"SQUARE\" does not belong here");
+  TKaStringStream longer_stream(longest += ' ');
+  EXPECT_FALSE(ReadMIF(&longer_stream, nullptr, &layer, &problem));
+  EXPECT_EQ(problem, "MIF: it holds more than 256 MiB");
+  TPolygon polygon({{1, 2}});
   for (const char* path : {"/dev/zero", "/dev/null", "/nowhere/x.mif", "/tmp"}) {
     EXPECT_FALSE(polygon.InitializeFromMIF(path, nullptr, &problem)) << path;
     EXPECT_FALSE(std::exchange(problem, "").empty());
