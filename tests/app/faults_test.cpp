@@ -121,6 +121,18 @@ TEST(Faults, OutputsThatCannotBe) {
     }
   }
   EXPECT_EQ(EntriesOf(folder.Path("")), 2U);
+  // Of several outputs one that cannot be keeps the others from being.
+  const std::string set = folder.Path("set.xml");
+  ASSERT_EQ(RunKelvane({"convert", Model, set, "--dataset"}).status, 0);
+  const std::string text = test::FileText(set);
+  const std::string model =
+      text.substr(text.find("<Model "), text.find("</RPCDataset>") - text.find("<Model "));
+  folder.Write("set.xml", test::Replaced(text, model,
+                                         model + test::Replaced(model, "worldview3", std::string(300, 'n'))));
+  fs::create_directory(folder.Path("out"));
+  const Outcome each = RunKelvane({"convert", set, folder.Path("out"), "--each", "rpb"});
+  EXPECT_TRUE(each.status == 2 && Contains(each.err, "File name too long")) << each.err;
+  EXPECT_EQ(EntriesOf(folder.Path("out")), 0U);
 }
 
 TEST(Faults, StreamsThatAreClosedOrGo) {

@@ -115,6 +115,8 @@ TEST(Info, SaysWhatIsMissing) {
   // What can be used all the same is remarked.
   const std::string remarked[][2] = {
       {text + "LINE_OFF: 5\r\n", "LINE_OFF stands more than once"},
+      {text + "LINE_NUM_COEFF_21: 5\r\nLINE_NUM_COEFF_21: 5\r\nLINE_NUM_COEFF_20: 5\r\n",
+       "LINE_NUM_COEFF_20 stands more than once"},
       {Replaced(rpb, "\tlatScale", "\tlatOffset = 1;\n\tlatScale"), "\"latOffset\" stands more than once"},
       {text.substr(0, text.size() - 3), "the last line has no end"},
       {Replaced(rpb, "errBias =    1.49", "errBias = high"), "errBias is no number"}};
@@ -123,6 +125,7 @@ TEST(Info, SaysWhatIsMissing) {
     const Outcome told = RunKelvane({"info", model});
     EXPECT_EQ(told.status, 0) << what;
     EXPECT_TRUE(Contains(told.err, what));
+    EXPECT_EQ(told.err.find('\n'), told.err.size() - 1) << told.err;
     EXPECT_EQ(RunKelvane({"info", model, "--quiet"}).err, "");
   }
   EXPECT_FALSE(Contains(RunKelvane({"info", folder.Path("model")}).out, "errBias")) << "of the last one";
