@@ -32,6 +32,14 @@ char Picture(double element, bool show_zeros, bool show_ones, bool show_signs) {
   return element > 0.0 ? '+' : '-';
 }
 
+/// So many numbers, a row counting as a few more, are a gibibyte. A damaged file claims any size.
+constexpr unsigned long MostElements = 1UL << 27;
+constexpr unsigned long ElementsOfRow = 8;
+
+bool IsTooLarge(unsigned long width, unsigned long height) {
+  return width > MostElements || height > MostElements / (width + ElementsOfRow);
+}
+
 void ReadRows(TKaXIniReader* reader, TMatrix* m) {
   for (std::size_t r = 0; r < m->height; ++r) m->rows[r].InitializeFromXML(reader, std::to_string(r));
 }
@@ -40,6 +48,7 @@ void ReadRows(TKaXIniReader* reader, TMatrix* m) {
 bool ReadContent(TKaXIniReader* reader, TMatrix* m) try {
   const auto width = reader->ReadE<unsigned long>(reader->FindFE(WidthKey, 0));
   const auto height = reader->ReadE<unsigned long>(reader->FindFE(HeightKey, 0));
+  if (IsTooLarge(width, height)) return false;
   m->Reset(width, height);
   const unsigned long section = reader->EnterSectionS(RowsSection);
   if (section == 0) return true;

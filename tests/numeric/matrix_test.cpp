@@ -196,6 +196,18 @@ TEST(Matrix, LivesInXmlAndReportsFailuresOfTheReader) {
   EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged()));
   EXPECT_EQ(read.name, "name");
 
+  // A damaged size must not take all memory there is.
+  const auto sized = [](const std::string& width, const std::string& height) {
+    return "<configuration><section key=\"m\"><value key=\"MatrixWidth\">" + width +
+           "</value><value key=\"MatrixHeight\">" + height + "</value></section></configuration>";
+  };
+  for (const auto& [width, height] : {std::pair{"200000000", "1"}, {"0", "20000000"}, {"12000", "12000"}}) {
+    EXPECT_FALSE(ReadXml(sized(width, height), &read, "m")) << width;
+    EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged()));
+  }
+  EXPECT_TRUE(ReadXml(sized("3", "2"), &read, "m"));
+  EXPECT_EQ(ValuesOf(read), Values(6, 0.0));
+
   const TMatrix m = Matrix(1, {1, 2});
   FailEachRead(XmlOf(m, "m"), [&](FailingReader* reader, int failing) {
     TMatrix damaged("m");
