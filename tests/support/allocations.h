@@ -46,14 +46,14 @@ Outcome Without(FailingAllocation failing, Work work) {
   return outcome;
 }
 
-/// Calls `attempt`, which makes of a `FailingAllocation` an `Outcome`, for one allocation after the other:
-/// each of the first 300, then some 20 more to each doubling of their number, alone and with all behind it,
-/// until none fails. What an attempt has allocated it must have freed.
+/// Calls `attempt`, which makes of a `FailingAllocation` an `Outcome`, for one allocation after the other,
+/// alone and with all behind it, until none fails: for each of the first `dense`, then for ever fewer. What
+/// an attempt has allocated it must have freed.
 template <class Attempt>
-void ForEachFailingAllocation(Attempt attempt) {
+void ForEachFailingAllocation(Attempt attempt, long dense = 300) {
   for (const bool all : {false, true}) {
     bool failed = true;
-    for (long number = 0; failed; number += number < 300 ? 1 : number / 30) {
+    for (long number = 0; failed; number += number < dense ? 1 : 1 + number / 3) {
       const long live = LiveAllocations();
       const Outcome outcome = attempt(FailingAllocation{number, all});
       failed = outcome.failed;
