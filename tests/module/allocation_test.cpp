@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "host/runtime.h"
 #include "kelvane/geometry/polygon_mif.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/module/module.h"
 #include "kelvane/numeric/linear_solvers.h"
 #include "kelvane/numeric/polynomial_approximation.h"
 #include "kelvane/numeric/raw_products.h"
@@ -400,7 +402,14 @@ void TryModels(Table* table) {
         double* const found = ground.data();
         CalculateLineSamples(**model, Count, lat.data(), lon.data(), h.data(), seen, seen + Count);
         SolveLatLons(**model, Count, seen, seen + Count, h.data(), found, found + Count);
-        return std::abs(ground[Count - 1] - data.LatitudeOffset) < 1e-6;
+        if (!(std::abs(ground[Count - 1] - data.LatitudeOffset) < 1e-6)) return false;
+        // What cannot be started from is worked singly, among the threads too.
+        const TRPC* const models[] = {model->get(), model->get()};
+        const double* const nowhere[] = {ground.data(), ground.data()};
+        test::Values heights(Count);
+        std::fill(ground.begin(), ground.end(), std::numeric_limits<double>::quiet_NaN());
+        return SolveLatLonHs(models, 2, Count, nowhere, nowhere, image.data(), image.data() + Count,
+                             heights.data()) == Count;
       },
       [](const std::unique_ptr<TAdjustedRPC>&) { return 0; });
   table->Try(
@@ -432,6 +441,16 @@ void TryNumerics(Table* table) {
                TOverdefinedLinearSystem(A, b, TVector(1, 1, 2)).Solve(*x) && Cond(A) > 0.0;
       },
       AsValues);
+  table->Try(
+      "SystemSet", Leaves::Unchanged, [] { return TLinearSystem(TMatrix(1), TVector(1)); },
+      [=](TLinearSystem* system) {
+        system->Set(square(), TVector(1, 2, 3));
+        return true;
+      },
+      [](const TLinearSystem& system) {
+        TVector x(3);
+        return system.Det() == 0.0 ? 0.0 : system.SolutionGauss(x);
+      });
   // Rows enough that threads share them.
   table->Try(
       "ParallelProduct", Leaves::Usable, [] { return TMatrix(64, 64); },
@@ -450,6 +469,15 @@ void TryNumerics(Table* table) {
         return fit->Build(4, x, y);
       },
       [](const TLeastSquaresPolynomialApproximation& fit) { return fit.GetCoefsString(); });
+  table->Try(
+      "ModuleStarted", Leaves::Usable, [] { return 0; },
+      [](int* starts) {
+        Init_Kelvane();
+        Deinit_Kelvane();
+        *starts = 1;
+        return true;
+      },
+      Itself);
   using SatAttitudeAngles::TAngleUnitSet;
   table->Try(
       "AngleUnits", Leaves::Usable, [] { return std::make_unique<TAngleUnitSet>(); },
