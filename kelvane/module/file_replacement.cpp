@@ -69,7 +69,7 @@ class TDescriptor {
 int OpenBeside(const std::string& target, mode_t rights, std::string* beside) {
   int number = -1;
   do {
-    *beside = (fs::path(target).parent_path() / UnforeseenName()).string();
+    *beside = target.substr(0, target.rfind('/') + 1) + UnforeseenName();
     number = ::open(beside->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights);
   } while (number < 0 && (errno == EEXIST || errno == EINTR));
   return number;

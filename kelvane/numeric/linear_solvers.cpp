@@ -122,8 +122,7 @@ void SolveKramer3(const double* A, const double* b, double* x) {
 }
 
 void TLinearSystem::Set(const TMatrix& coef, const TVector& free) {
-  coef_ = coef;
-  free_ = free;
+  *this = TLinearSystem(coef, free);
 }
 
 double TLinearSystem::SolutionGauss(TVector& x) const {

@@ -7,6 +7,7 @@
 #include "kelvane/geometry/principal_axes.h"
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/message.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/symmetric_eigen.h"
 #include "kelvane/orientation/quaternion.h"
@@ -129,9 +130,7 @@ std::size_t Farthest(const TPairs& points, double (*distance)(const T3DPoint&, c
 
 bool InitializeFromXML(TKaXIniReader* reader, T7Params* params) try {
   T7Params read;
-  for (const TField& field : Fields) {
-    read.*field.Value = reader->ReadE<double>(reader->FindFE(field.Key, 0));
-  }
+  ReadNumbersE(reader, Fields, &read);
   *params = read;
   return true;
 } catch (...) {
@@ -139,18 +138,13 @@ bool InitializeFromXML(TKaXIniReader* reader, T7Params* params) try {
 }
 
 bool InitializeFromXML(TKaXIniReader* reader, std::string key, T7Params* params) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = InitializeFromXML(reader, params);
-  return reader->LeaveSection(section) && read;
+  return ReadSection(reader, key, [&] { return InitializeFromXML(reader, params); });
 } catch (...) {
   return false;
 }
 
 bool SaveToXML(const T7Params& params, TKaXIniWriter* writer) try {
-  return std::all_of(std::begin(Fields), std::end(Fields), [&](const TField& field) {
-    return writer->WriteS<double>(field.Key, params.*field.Value);
-  });
+  return WriteNumbers(writer, Fields, params);
 } catch (...) {
   return false;
 }
@@ -244,10 +238,11 @@ T7ParamsTransform::T7ParamsTransform(TKaXIniReader* src, std::string key) {
 }
 
 bool T7ParamsTransform::Initialize(const T7Params& src) {
-  const T7Params direct = src;
-  if (!Invert7Params(direct, &inverse_)) return false;
-  params_ = direct;
-  rotation_ = RotationOf(params_);
+  T7Params inverse;
+  if (!Invert7Params(src, &inverse)) return false;
+  rotation_ = RotationOf(src);
+  params_ = src;
+  inverse_ = inverse;
   return true;
 }
 
@@ -276,22 +271,28 @@ double T7ParamsTransform::GetResiduals(const std::vector<T7ParamsSourceDataItem>
   return std::sqrt(squares / (3.0 * static_cast<double>(points.size())));
 }
 
-bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader) {
+bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader) try {
   T7Params read;
   return SatCommonUtils::InitializeFromXML(reader, &read) && Initialize(read);
+} catch (...) {
+  return false;
 }
 
-bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader, std::string key) {
+bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
   T7Params read;
   return SatCommonUtils::InitializeFromXML(reader, key, &read) && Initialize(read);
+} catch (...) {
+  return false;
 }
 
 bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer) const {
   return SatCommonUtils::SaveToXML(params_, writer);
 }
 
-bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const {
+bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const try {
   return SatCommonUtils::SaveToXML(params_, writer, key);
+} catch (...) {
+  return false;
 }
 
 }  // namespace SatCommonUtils

@@ -170,10 +170,7 @@ TEST(Refinement, ReadsByItsKindAndDerivesAMissingInverse) {
       {xml, xml, true},
       {WithoutKind(xml), xml, false},
       {OfKind(xml, "0"), unset, false},
-      {test::Replaced(xml, "RefinedToRaw", "Other"), derived, true},
       {test::Replaced(xml, "\"LineBias\">1<", "\"LineBias\">one<"), derived, true},
-      {test::Replaced(xml, "RawToRefined", "Other"), unset, false},
-      {test::Replaced(xml, "LineTilt", "Other"), unset, false},
       {XmlOf(flat), XmlOf(flat), true},
       {test::Replaced(XmlOf(flat), "RefinedToRaw", "Other"), unset, false},
   };

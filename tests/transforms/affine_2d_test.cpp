@@ -64,26 +64,6 @@ TEST(AffineParams, FirstIsAppliedFirst) {
   EXPECT_TRUE(Same(result, {2.0, 0.0, 20.0, 0.0, 2.0, 40.0}));
 }
 
-TEST(AffineParams, FailedReadKeepsWhatCameAfter) {
-  const std::string xml =
-      test::SavedXml([](TKaXIniWriter* writer) { return SaveToXML(Skewed, writer, "Key"); });
-  T2DAffineParams params;
-  test::FailEachRead(xml, [&](test::FailingReader* reader, int failing) {
-    const bool done = InitializeFromXML(reader, "Key", &params);
-    EXPECT_EQ(done, reader->NeverFailed()) << failing;
-  });
-  EXPECT_TRUE(Same(params, Skewed));
-
-  const std::string no_b3 = test::SavedXml([](TKaXIniWriter* writer) {
-    for (const char* key : {"A1", "A2", "A3", "B1", "B2"}) writer->WriteS<double>(key, 9.0);
-    return true;
-  });
-  TKaXIniStreamReader short_reader = test::XmlReader(no_b3);
-  EXPECT_FALSE(InitializeFromXML(&short_reader, &params) ||
-               InitializeFromXML(&short_reader, "Absent", &params));
-  EXPECT_TRUE(Same(params, {9.0, 9.0, 9.0, 9.0, 9.0, Skewed.B3}));
-}
-
 TEST(AffineTransform, IsMadeByTheHost) {
   Init_Kelvane();
   const std::string xml = test::SavedXml([](TKaXIniWriter* writer) {
