@@ -18,3 +18,10 @@ function(kelvane_compile_options target)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
 endfunction()
+
+# The code that a fuzzer watches. Only marks are set in it: it stays what tests and program can be linked with.
+function(kelvane_fuzzing_options target)
+  if(KELVANE_BUILD_FUZZERS)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
+endfunction()

@@ -26,5 +26,6 @@ build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlo
 test_packages=(gnuplot-nox libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales parallel pkg-config groff-base)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 lint_packages=(git clang-format clang-tidy)
+fuzz_packages=(clang libclang-rt-14-dev libomp-dev llvm)
 docs_packages=(doxygen)
 package_packages=(dpkg-dev file lintian)

@@ -36,10 +36,18 @@ void ReadRows(TKaXIniReader* reader, TMatrix* m) {
   for (std::size_t r = 0; r < m->height; ++r) m->rows[r].InitializeFromXML(reader, std::to_string(r));
 }
 
+/// Whether rows of zeros may be made before any is seen: the sizes in a damaged file claim any amount.
+bool AreBelievable(std::size_t width, std::size_t height) {
+  constexpr std::size_t RowItself = 8;  // in numbers, with what the allocator takes
+  constexpr std::size_t Most = TMatrix::LargestRead / sizeof(double);
+  return height == 0 || (width <= Most && height <= Most / (width + RowItself));
+}
+
 /// Reads from the matrix's own section.
 bool ReadContent(TKaXIniReader* reader, TMatrix* m) try {
   const auto width = reader->ReadE<unsigned long>(reader->FindFE(WidthKey, 0));
   const auto height = reader->ReadE<unsigned long>(reader->FindFE(HeightKey, 0));
+  if (!AreBelievable(width, height)) return false;
   m->Reset(width, height);
   const unsigned long section = reader->EnterSectionS(RowsSection);
   if (section == 0) return true;

@@ -196,6 +196,18 @@ TEST(Matrix, LivesInXmlAndReportsFailuresOfTheReader) {
   EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged()));
   EXPECT_EQ(read.name, "name");
 
+  // Sizes that a damaged file claims.
+  const auto is_read = [&](const std::string& width, const std::string& height) {
+    return ReadXml("<configuration><section key=\"m\"><value key=\"MatrixWidth\">" + width +
+                       "</value><value key=\"MatrixHeight\">" + height + "</value></section></configuration>",
+                   &read, "m");
+  };
+  EXPECT_FALSE(is_read("0", "18446744073709551615"));
+  EXPECT_FALSE(is_read("18446744073709551615", "2"));
+  EXPECT_FALSE(is_read("5789", "5789"));
+  EXPECT_TRUE(is_read("18446744073709551615", "0"));
+  EXPECT_TRUE(is_read("1000", "1000"));
+
   const TMatrix m = Matrix(1, {1, 2});
   FailEachRead(XmlOf(m, "m"), [&](FailingReader* reader, int failing) {
     TMatrix damaged("m");

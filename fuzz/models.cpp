@@ -1,0 +1,233 @@
+/// Projection, inverse and intersection of any model: single calls and batches give the same bits, and what
+/// is told of an answer is so. The input is a model, points, and a second model, all in a few bytes each.
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "fuzz/fuzzing.h"
+#include "fuzz/models.h"
+#include "host/ini_xml.h"
+#include "kelvane/module/host/ini.h"
+#include "kelvane/rpc/ground_solution.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_batch.h"
+
+namespace {
+
+using namespace SatCommonUtils;
+
+using Column = std::vector<double>;
+
+constexpr double Untouched = 42.0;
+
+/// Points as the functions take them: three numbers each.
+struct TPoints {
+  std::array<Column, 3> Columns;
+
+  std::size_t Count() const { return Columns[0].size(); }
+  const double* operator[](std::size_t column) const { return Columns[column].data(); }
+  void Add(double a, double b, double c) {
+    Columns[0].push_back(a);
+    Columns[1].push_back(b);
+    Columns[2].push_back(c);
+  }
+};
+
+/// Ground points in and about the model's cube, or anywhere.
+TPoints GroundPoints(const TRPCData& data, fuzz::TInput* input) {
+  constexpr std::size_t MostPoints = 40;
+  TPoints points;
+  for (std::size_t count = input->Choice(MostPoints) + 1; count > 0; --count) {
+    const bool anywhere = input->Choice(8) == 0;
+    const double p[] = {input->Number(), input->Number(), input->Number()};
+    if (anywhere) {
+      points.Add(p[0], p[1], p[2]);
+    } else {
+      points.Add(data.LatitudeOffset + p[0] * data.LatitudeScale,
+                 data.LongitudeOffset + p[1] * data.LongitudeScale,
+                 data.HeightOffset + p[2] * data.HeightScale);
+    }
+  }
+  return points;
+}
+
+/// What the batch gives is what the single call gives.
+TPoints CheckProjection(const TRPC& model, const TPoints& ground) {
+  const std::size_t count = ground.Count();
+  Column batch[8];
+  for (Column& column : batch) column.assign(count, Untouched);
+  std::vector<unsigned char> finite(count, 2);
+  TRPCBatchDerivatives derivatives;
+  for (std::size_t i = 0; i < 3; ++i) {
+    derivatives.Line[i] = batch[2 + i].data();
+    derivatives.Sample[i] = batch[5 + i].data();
+  }
+  const std::size_t bad = CalculateLineSamples(model, count, ground[0], ground[1], ground[2], batch[0].data(),
+                                               batch[1].data(), derivatives, finite.data());
+  Column plain[2] = {Column(count), Column(count)};
+  CalculateLineSamples(model, count, ground[0], ground[1], ground[2], plain[0].data(), plain[1].data());
+
+  TPoints seen;
+  std::size_t not_finite = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    double single[8];
+    model.CalculateLineSample(ground[0][i], ground[1][i], ground[2][i], &single[0], &single[1], &single[2],
+                              &single[5]);
+    for (std::size_t k = 0; k < 8; ++k) {
+      fuzz::Require(fuzz::SameNumber(single[k], batch[k][i]), "a batch projects as single calls do");
+    }
+    for (std::size_t k = 0; k < 2; ++k) {
+      fuzz::Require(fuzz::SameNumber(single[k], plain[k][i]), "derivatives do not change a projection");
+    }
+    const bool is_finite = std::isfinite(single[0]) && std::isfinite(single[1]);
+    fuzz::Require(finite[i] == (is_finite ? 1 : 0), "what is not finite is told");
+    not_finite += is_finite ? 0U : 1U;
+    seen.Add(single[0], single[1], ground[2][i]);
+  }
+  fuzz::Require(bad == not_finite, "what is not finite is counted");
+  return seen;
+}
+
+/// What is told of an inverse is so, and the batch tells the same.
+void CheckInverse(const TRPC& model, const TPoints& image) {
+  const std::size_t count = image.Count();
+  Column lat(count, Untouched);
+  Column lon(count, Untouched);
+  Column residual(count, Untouched);
+  std::vector<unsigned char> converged(count, 2);
+  TRPCBatchReport report;
+  report.Converged = converged.data();
+  report.Residual = residual.data();
+  const std::size_t bad =
+      SolveLatLons(model, count, image[0], image[1], image[2], lat.data(), lon.data(), report);
+  std::size_t not_converged = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    double at[2] = {Untouched, Untouched};
+    const TRPCInverse inverse = model.SolveLatLon(image[0][i], image[1][i], image[2][i], &at[0], &at[1]);
+    fuzz::Require(fuzz::SameNumber(at[0], lat[i]) && fuzz::SameNumber(at[1], lon[i]) &&
+                      fuzz::SameNumber(inverse.Residual, residual[i]) &&
+                      converged[i] == (inverse.Converged ? 1 : 0),
+                  "a batch inverts as single calls do");
+    not_converged += inverse.Converged ? 0U : 1U;
+    fuzz::Require(inverse.Iterations >= 1 && inverse.Iterations <= TRPCInverse::MaxIterations,
+                  "iterations are counted");
+    if (inverse.Converged)
+      fuzz::Require(inverse.LastStep <= TRPCInverse::StepTolerance, "the step of what converged");
+    double back[2];
+    model.CalculateLineSample(at[0], at[1], image[2][i], &back[0], &back[1], nullptr, nullptr);
+    const double off[] = {back[0] - image[0][i], back[1] - image[1][i]};
+    const double miss = std::sqrt(off[0] * off[0] + off[1] * off[1]);
+    fuzz::Require(fuzz::SameNumber(miss, inverse.Residual), "the residual is that of the answer");
+    fuzz::Require(!inverse.IsAnswer() || (std::fabs(off[0]) <= 0.001 && std::fabs(off[1]) <= 0.001),
+                  "an answer is within a thousandth of a pixel");
+    double plain[2] = {Untouched, Untouched};
+    const bool solved = model.CalculateLatLon(image[0][i], image[1][i], image[2][i], &plain[0], &plain[1]);
+    fuzz::Require(!solved || !(std::isnan(plain[0]) && !std::isnan(at[0]) && inverse.IsAnswer()),
+                  "both iterations go the same way");
+  }
+  fuzz::Require(bad == not_converged, "what did not converge is counted");
+}
+
+/// Points seen in two or three models, exactly or not.
+void CheckIntersection(const std::vector<const TRPC*>& models, const std::vector<TPoints>& images) {
+  const std::size_t count = images[0].Count();
+  std::vector<const double*> lines;
+  std::vector<const double*> samples;
+  for (const TPoints& image : images) {
+    lines.push_back(image[0]);
+    samples.push_back(image[1]);
+  }
+  Column ground[3] = {Column(count, Untouched), Column(count, Untouched), Column(count, Untouched)};
+  Column residual(count);
+  Column independence(count);
+  std::vector<unsigned char> converged(count, 2);
+  TRPCBatchReport report;
+  report.Converged = converged.data();
+  report.Residual = residual.data();
+  report.Independence = independence.data();
+  const std::size_t bad = SolveLatLonHs(models.data(), models.size(), count, lines.data(), samples.data(),
+                                        ground[0].data(), ground[1].data(), ground[2].data(), report);
+  std::size_t not_converged = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::vector<TRPCCoordsDataItem> items;
+    for (std::size_t m = 0; m < models.size(); ++m) items.push_back({models[m], lines[m][i], samples[m][i]});
+    double at[3] = {Untouched, Untouched, Untouched};
+    const TGroundSolution solution = SolveLatLonH(items.data(), items.size(), &at[0], &at[1], &at[2]);
+    for (std::size_t k = 0; k < 3; ++k) {
+      fuzz::Require(fuzz::SameNumber(at[k], ground[k][i]), "a batch intersects as single calls do");
+    }
+    fuzz::Require(fuzz::SameNumber(solution.Residual, residual[i]) &&
+                      fuzz::SameNumber(solution.Independence, independence[i]) &&
+                      converged[i] == (solution.Converged ? 1 : 0),
+                  "a batch tells what single calls tell");
+    not_converged += solution.Converged ? 0U : 1U;
+    fuzz::Require(solution.Iterations <= TGroundSolution::MaxIterations, "iterations are counted");
+    fuzz::Require(!solution.Converged || solution.Solved, "what converged was solved");
+    double plain[3] = {Untouched, Untouched, Untouched};
+    fuzz::Require(CalculateLatLonH(items, &plain[0], &plain[1], &plain[2]) == solution.Solved &&
+                      fuzz::SameNumbers(plain, at, 3),
+                  "both forms give the same");
+    if (solution.Converged) {
+      for (const double step : solution.LastStep) {
+        fuzz::Require(std::fabs(step) < TGroundSolution::StepTolerance, "the step of what converged");
+      }
+    }
+    double fixed[2] = {Untouched, Untouched};
+    CalculateLatLon(items, at[2], &fixed[0], &fixed[1]);
+    for (const double deviation : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e-200}) {
+      double none[3] = {Untouched, Untouched, Untouched};
+      const double untouched[3] = {Untouched, Untouched, Untouched};
+      fuzz::Require(!CalculateLatLonH(items, at[2], deviation, &none[0], &none[1], &none[2]) &&
+                        fuzz::SameNumbers(none, untouched, 3),
+                    "a deviation that is none");
+    }
+    double known[3];
+    CalculateLatLonH(items, at[2], 1.0, &known[0], &known[1], &known[2]);
+  }
+  fuzz::Require(bad == not_converged, "what did not converge is counted");
+}
+
+std::string Saved(const TRPC& model) {
+  TKaXIniXmlWriter writer;
+  TKaStringStream stream;
+  fuzz::Require(model.SaveToXML(&writer) && writer.Save(&stream), "a model is saved");
+  return stream.Text();
+}
+
+/// With its approximation, which comes back bit for bit.
+void CheckSaving(const TRPC& model) {
+  const std::string once = Saved(model);
+  TKaXIniStreamReader reader(fuzz::StreamOf(once), true, nullptr);
+  TRPC back;
+  fuzz::Require(back.InitializeFromXML(&reader), "a model is read back");
+  fuzz::RequireSameText(Saved(back), once, "a model that was read back is saved the same");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::TInput input(data, size);
+  TRPCData first_data;
+  TRPCData second_data;
+  const std::unique_ptr<TRPC> first = fuzz::Model(&input, &first_data);
+  if (!first) return 0;
+  const TPoints ground = GroundPoints(first_data, &input);
+  const TPoints seen = CheckProjection(*first, ground);
+  if (input.Bool()) first->EnsureApproximation();
+  CheckInverse(*first, seen);
+  CheckInverse(*first, ground);  // as image points they are mostly off the image
+  CheckSaving(*first);
+
+  const std::unique_ptr<TRPC> second = fuzz::Model(&input, &second_data);
+  if (!second) return 0;
+  const TPoints seen_again = CheckProjection(*second, ground);
+  std::vector<const TRPC*> models = {first.get(), second.get()};
+  std::vector<TPoints> images = {seen, seen_again};
+  if (input.Bool()) {
+    models.push_back(first.get());
+    images.push_back(ground);
+  }
+  CheckIntersection(models, images);
+  return 0;
+}

@@ -1,0 +1,57 @@
+/// \file
+/// Models out of a few bytes.
+#pragma once
+
+#include <iterator>
+#include <memory>
+
+#include "fuzz/fuzzing.h"
+#include "kelvane/module/host/message.h"
+#include "kelvane/rpc/rpc.h"
+#include "kelvane/rpc/rpc_data_keys.h"
+#include "tests/support/records.h"
+
+namespace fuzz {
+
+/// One of the samples, or one made up; a few of its numbers multiplied, moved or replaced.
+inline SatCommonUtils::TRPCData Record(TInput* input) {
+  using SatCommonUtils::TRPCData;
+  static const TRPCData Bases[] = {test::SampleRecord("worldview3.RPB"),
+                                   test::SampleRecord("pleiades_1.xml"),
+                                   test::SampleRecord("pleiades_2.xml"),
+                                   test::SampleRecord("skysat.xml"),
+                                   test::SteepRecord(),
+                                   test::BentRecord(),
+                                   test::IdentityRecord(),
+                                   test::NumberedRecord()};
+  constexpr std::size_t MostChanges = 16;
+  TRPCData data = Bases[input->Choice(std::size(Bases))];
+  SatCommonUtils::TRPCValues values = SatCommonUtils::RPCValues(data);
+  for (std::size_t changes = input->Choice(MostChanges); changes > 0; --changes) {
+    double& value = values[input->Choice(values.size())];
+    const std::size_t kind = input->Choice(3);
+    const double number = input->Number();
+    value = kind == 0 ? value * number : kind == 1 ? value + number : number;
+  }
+  std::memcpy(&data, values.data(), sizeof data);
+  return data;
+}
+
+/// Null where a scale is zero.
+inline std::unique_ptr<SatCommonUtils::TRPC> Model(TInput* input, SatCommonUtils::TRPCData* data) {
+  *data = Record(input);
+  bool zero = false;
+  for (const auto& field : SatCommonUtils::RPCDataFields) {
+    zero = zero || (field.IsScale && data->*field.Value == 0.0);
+  }
+  try {
+    auto model = std::make_unique<SatCommonUtils::TRPC>(*data, nullptr);
+    Require(!zero, "a scale of zero is refused");
+    return model;
+  } catch (const TKaMessage& failure) {
+    Require(zero, failure.what());
+    return nullptr;
+  }
+}
+
+}  // namespace fuzz
