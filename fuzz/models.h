@@ -13,6 +13,12 @@
 
 namespace fuzz {
 
+inline bool SameRecord(const SatCommonUtils::TRPCData& a, const SatCommonUtils::TRPCData& b) {
+  const SatCommonUtils::TRPCValues left = SatCommonUtils::RPCValues(a);
+  const SatCommonUtils::TRPCValues right = SatCommonUtils::RPCValues(b);
+  return SameNumbers(left.data(), right.data(), left.size());
+}
+
 /// One of the samples, or one made up; a few of its numbers multiplied, moved or replaced.
 inline SatCommonUtils::TRPCData Record(TInput* input) {
   using SatCommonUtils::TRPCData;

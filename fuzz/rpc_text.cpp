@@ -1,7 +1,7 @@
 /// RPC text: what reads is written so that it reads the same again, and says what it says at every turn.
 #include "fuzz/fuzzing.h"
+#include "fuzz/models.h"
 #include "kelvane/rpc/rpc_data.h"
-#include "kelvane/rpc/rpc_data_keys.h"
 
 namespace {
 
@@ -22,12 +22,6 @@ TRPCData ReadBack(const std::string& text) {
   return data;
 }
 
-bool Same(const TRPCData& a, const TRPCData& b) {
-  const TRPCValues left = RPCValues(a);
-  const TRPCValues right = RPCValues(b);
-  return fuzz::SameNumbers(left.data(), right.data(), left.size());
-}
-
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -45,7 +39,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   TRPCData without_header;
   fuzz::Require(without_header.InitializeFromText(fuzz::StreamOf(text).get()) == read,
                 "a header changes nothing");
-  fuzz::Require(Same(without_header, record), "a header changes no number");
+  fuzz::Require(fuzz::SameRecord(without_header, record), "a header changes no number");
   if (!read) return 0;
 
   // Sixteen digits of the greatest doubles are more than a double holds.
@@ -56,6 +50,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string once = Written(record);
   const TRPCData rounded = ReadBack(once);
   fuzz::RequireSameText(Written(rounded), once, "a record that was read back is written the same");
-  fuzz::Require(Same(ReadBack(once), rounded), "the same text, the same record");
+  fuzz::Require(fuzz::SameRecord(ReadBack(once), rounded), "the same text, the same record");
   return 0;
 }
