@@ -14,7 +14,8 @@ function(kelvane_compile_options target)
     target_compile_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE})
-  else()
+  elseif(NOT KELVANE_BUILD_FUZZERS)
+    # What sanitizers and fuzzers call is defined in the programs.
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
 endfunction()

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "fuzz/fuzzing.h"
@@ -164,6 +165,16 @@ void CheckIntersection(const std::vector<const TRPC*>& models, const std::vector
     not_converged += solution.Converged ? 0U : 1U;
     fuzz::Require(solution.Iterations <= TGroundSolution::MaxIterations, "iterations are counted");
     fuzz::Require(!solution.Converged || solution.Solved, "what converged was solved");
+    double squares = 0.0;
+    for (const TRPCCoordsDataItem& item : items) {
+      double seen[2];
+      item.Model->CalculateLineSample(at[0], at[1], at[2], &seen[0], &seen[1], nullptr, nullptr);
+      squares +=
+          (item.Sample - seen[1]) * (item.Sample - seen[1]) + (item.Line - seen[0]) * (item.Line - seen[0]);
+    }
+    const double rms = std::sqrt(squares / static_cast<double>(2 * items.size()));
+    fuzz::Require(solution.Solved ? fuzz::SameNumber(rms, solution.Residual) : std::isnan(solution.Residual),
+                  "the residual is that of the answer");
     double plain[3] = {Untouched, Untouched, Untouched};
     fuzz::Require(CalculateLatLonH(items, &plain[0], &plain[1], &plain[2]) == solution.Solved &&
                       fuzz::SameNumbers(plain, at, 3),
@@ -199,9 +210,76 @@ std::string Saved(const TRPC& model) {
 void CheckSaving(const TRPC& model) {
   const std::string once = Saved(model);
   TKaXIniStreamReader reader(fuzz::StreamOf(once), true, nullptr);
-  TRPC back;
-  fuzz::Require(back.InitializeFromXML(&reader), "a model is read back");
-  fuzz::RequireSameText(Saved(back), once, "a model that was read back is saved the same");
+  const var_a<TRPC*> back = model.CreateVCopy();
+  fuzz::Require(back && back->InitializeFromXML(&reader), "a model is read back");
+  fuzz::RequireSameText(Saved(*back), once, "a model that was read back is saved the same");
+}
+
+/// A plane, with a step and a hole, at heights about the model's.
+struct TSurface {
+  explicit TSurface(const TRPCData& data, fuzz::TInput* input)
+      : data_(data),
+        height_(input->Small()),
+        slope_(input->Small()),
+        step_(input->Bool()),
+        hole_(input->Bool()) {}
+
+  std::optional<double> operator()(double lat, double lon) const {
+    const double P = (lat - data_.LatitudeOffset) / data_.LatitudeScale;
+    const double L = (lon - data_.LongitudeOffset) / data_.LongitudeScale;
+    if (hole_ && P > 0.5) return std::nullopt;
+    const double H = height_ + 0.1 * slope_ * (P + L) + (step_ && L > 0.0 ? 0.25 : 0.0);
+    return data_.HeightOffset + H * data_.HeightScale;
+  }
+
+ private:
+  const TRPCData& data_;
+  double height_;
+  double slope_;
+  bool step_;
+  bool hole_;
+};
+
+/// Where a meeting is told, it is seen there. The rays of any model may jump, so it need not lie on the
+/// surface.
+void CheckSurface(const TRPC& model, const TPoints& image, const TSurface& surface) {
+  constexpr std::size_t MostPoints = 4;  // each asks the surface up to a hundred times
+  for (std::size_t i = 0; i < std::min(image.Count(), MostPoints); ++i) {
+    double at[3] = {Untouched, Untouched, Untouched};
+    const double untouched[3] = {Untouched, Untouched, Untouched};
+    int lookups = 0;
+    const auto counted = [&](double lat, double lon) {
+      ++lookups;
+      return surface(lat, lon);
+    };
+    bool found = false;
+    try {
+      found = model.CalculateLatLonAlt(image[0][i], image[1][i], counted, &at[0], &at[1], &at[2]);
+    } catch (const TKaMessage&) {
+      // The inverse did not converge.
+    }
+    fuzz::Require(lookups <= TRPC::MaxSurfaceLookups, "the surface is not asked without end");
+    if (!found) {
+      fuzz::Require(fuzz::SameNumbers(at, untouched, 3), "without a meeting nothing is written");
+      continue;
+    }
+    double back[2];
+    model.CalculateLineSample(at[0], at[1], at[2], &back[0], &back[1], nullptr, nullptr);
+    fuzz::Require(std::fabs(back[0] - image[0][i]) <= TRPC::SurfaceCheckBound &&
+                      std::fabs(back[1] - image[1][i]) <= TRPC::SurfaceCheckBound,
+                  "a meeting is seen in the image point");
+  }
+}
+
+/// A plain record that equals a refined model, or nothing.
+void CheckExport(const TRPC& model) {
+  const auto* const refined = dynamic_cast<const TAdjustedRPC*>(&model);
+  if (refined == nullptr) return;
+  const TRPCData before = test::NumberedRecord();
+  TRPCData result = before;
+  if (!refined->ExportExactly(&result)) {
+    fuzz::Require(fuzz::SameRecord(result, before), "an export that fails leaves the record");
+  }
 }
 
 }  // namespace
@@ -218,6 +296,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CheckInverse(*first, seen);
   CheckInverse(*first, ground);  // as image points they are mostly off the image
   CheckSaving(*first);
+  CheckExport(*first);
+  CheckSurface(*first, seen, TSurface(first_data, &input));
 
   const std::unique_ptr<TRPC> second = fuzz::Model(&input, &second_data);
   if (!second) return 0;

@@ -4,9 +4,11 @@
 
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 
 #include "fuzz/fuzzing.h"
 #include "kelvane/module/host/message.h"
+#include "kelvane/rpc/adjusted_rpc.h"
 #include "kelvane/rpc/rpc.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 #include "tests/support/records.h"
@@ -43,21 +45,42 @@ inline SatCommonUtils::TRPCData Record(TInput* input) {
   return data;
 }
 
-/// Null where a scale is zero.
+/// A correction that is none, or near one, or any.
+inline SatCommonUtils::TRPCRefinementDataAffine Correction(TInput* input) {
+  SatCommonUtils::TRPCRefinementDataAffine correction;
+  const double size = input->Bool() ? 1.0 : 1e-3;
+  double* const terms[] = {&correction.LineBias,   &correction.LineDrift,   &correction.LineTilt,
+                           &correction.SampleBias, &correction.SampleDrift, &correction.SampleTilt};
+  for (double* const term : terms) *term = size * input->Number();
+  correction.LineDrift += 1.0;
+  correction.SampleTilt += 1.0;
+  return correction;
+}
+
+/// A plain or a refined model. Null where a scale is zero, or the refinement has no way back.
 inline std::unique_ptr<SatCommonUtils::TRPC> Model(TInput* input, SatCommonUtils::TRPCData* data) {
+  const bool refined = input->Choice(4) == 3;
   *data = Record(input);
   bool zero = false;
   for (const auto& field : SatCommonUtils::RPCDataFields) {
     zero = zero || (field.IsScale && data->*field.Value == 0.0);
   }
   try {
-    auto model = std::make_unique<SatCommonUtils::TRPC>(*data, nullptr);
+    std::unique_ptr<SatCommonUtils::TRPC> model;
+    if (refined) {
+      const SatCommonUtils::TRPCRefinementDataAffine correction = Correction(input);
+      model = std::make_unique<SatCommonUtils::TAdjustedRPC>(*data, nullptr, &correction);
+    } else {
+      model = std::make_unique<SatCommonUtils::TRPC>(*data, nullptr);
+    }
     Require(!zero, "a scale of zero is refused");
     return model;
   } catch (const TKaMessage& failure) {
     Require(zero, failure.what());
-    return nullptr;
+  } catch (const std::runtime_error& failure) {
+    Require(refined, failure.what());
   }
+  return nullptr;
 }
 
 }  // namespace fuzz
