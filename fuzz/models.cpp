@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 #include "fuzz/fuzzing.h"
@@ -130,6 +131,47 @@ void CheckInverse(const TRPC& model, const TPoints& image) {
   fuzz::Require(bad == not_converged, "what did not converge is counted");
 }
 
+/// The forms that are given a height, the approximate ones, and those of two models.
+void CheckOtherIntersections(const std::vector<TRPCCoordsDataItem>& items, const TGroundSolution& solution,
+                             const double* at) {
+  constexpr double untouched[3] = {Untouched, Untouched, Untouched};
+  double got[3];
+  const auto reset = [&] { std::copy_n(untouched, 3, got); };
+  for (const double deviation : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e-200}) {
+    reset();
+    fuzz::Require(!CalculateLatLonH(items, at[2], deviation, &got[0], &got[1], &got[2]) &&
+                      !CalculateLatLonHApproximatelyH(items, at[2], deviation, &got[0], &got[1], &got[2]) &&
+                      fuzz::SameNumbers(got, untouched, 3),
+                  "a deviation that is none");
+  }
+  CalculateLatLonH(items, at[2], 1.0, &got[0], &got[1], &got[2]);
+  CalculateLatLonHApproximatelyH(items, at[2], 1.0, &got[0], &got[1], &got[2]);
+  CalculateLatLonHApproximately(items, &got[0], &got[1], &got[2]);
+  CalculateLatLon(items, at[2], &got[0], &got[1]);
+  CalculateLatLonApproximately(items, at[2], &got[0], &got[1]);
+  items[0].Model->CalculateLineSampleApproximately(got[0], got[1], at[2], &got[0], &got[1]);
+  items[0].Model->CalculateLatLonApproximately(got[0], got[1], at[2], &got[0], &got[1]);
+
+  const std::vector<TRPCCoordsDataItem> one = {items[0]};
+  const std::vector<TRPCCoordsDataItem> none;
+  reset();
+  fuzz::Require(!CalculateLatLonH(one, &got[0], &got[1], &got[2]) &&
+                    !CalculateLatLonHApproximately(one, &got[0], &got[1], &got[2]) &&
+                    !CalculateLatLon(none, at[2], &got[0], &got[1]) &&
+                    !CalculateLatLonApproximately(none, at[2], &got[0], &got[1]) &&
+                    fuzz::SameNumbers(got, untouched, 3),
+                "too few images");
+  if (items.size() != 2) return;
+  bool solved = true;
+  try {
+    TRPC::CalculateLatLonH(*items[0].Model, items[0].Line, items[0].Sample, *items[1].Model, items[1].Line,
+                           items[1].Sample, &got[0], &got[1], &got[2]);
+  } catch (const std::runtime_error&) {
+    solved = false;
+  }
+  fuzz::Require(solved == solution.Solved && fuzz::SameNumbers(got, at, 3), "the form of two models");
+}
+
 /// Points seen in two or three models, exactly or not.
 void CheckIntersection(const std::vector<const TRPC*>& models, const std::vector<TPoints>& images) {
   const std::size_t count = images[0].Count();
@@ -184,17 +226,7 @@ void CheckIntersection(const std::vector<const TRPC*>& models, const std::vector
         fuzz::Require(std::fabs(step) < TGroundSolution::StepTolerance, "the step of what converged");
       }
     }
-    double fixed[2] = {Untouched, Untouched};
-    CalculateLatLon(items, at[2], &fixed[0], &fixed[1]);
-    for (const double deviation : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e-200}) {
-      double none[3] = {Untouched, Untouched, Untouched};
-      const double untouched[3] = {Untouched, Untouched, Untouched};
-      fuzz::Require(!CalculateLatLonH(items, at[2], deviation, &none[0], &none[1], &none[2]) &&
-                        fuzz::SameNumbers(none, untouched, 3),
-                    "a deviation that is none");
-    }
-    double known[3];
-    CalculateLatLonH(items, at[2], 1.0, &known[0], &known[1], &known[2]);
+    CheckOtherIntersections(items, solution, at);
   }
   fuzz::Require(bad == not_converged, "what did not converge is counted");
 }

@@ -57,9 +57,16 @@ inline SatCommonUtils::TRPCRefinementDataAffine Correction(TInput* input) {
   return correction;
 }
 
-/// A plain or a refined model. Null where a scale is zero, or the refinement has no way back.
+/// A class that the library does not know.
+struct TOtherModel : SatCommonUtils::TRPC {
+  using TRPC::TRPC;
+};
+
+/// A plain or a refined model, or one of another class. Null where a scale is zero, or the refinement has no
+/// way back.
 inline std::unique_ptr<SatCommonUtils::TRPC> Model(TInput* input, SatCommonUtils::TRPCData* data) {
-  const bool refined = input->Choice(4) == 3;
+  const std::size_t kind = input->Choice(4);
+  const bool refined = kind == 3;
   *data = Record(input);
   bool zero = false;
   for (const auto& field : SatCommonUtils::RPCDataFields) {
@@ -70,6 +77,8 @@ inline std::unique_ptr<SatCommonUtils::TRPC> Model(TInput* input, SatCommonUtils
     if (refined) {
       const SatCommonUtils::TRPCRefinementDataAffine correction = Correction(input);
       model = std::make_unique<SatCommonUtils::TAdjustedRPC>(*data, nullptr, &correction);
+    } else if (kind == 2) {
+      model = std::make_unique<TOtherModel>(*data, nullptr);
     } else {
       model = std::make_unique<SatCommonUtils::TRPC>(*data, nullptr);
     }

@@ -7,9 +7,10 @@ namespace {
 
 using namespace SatCommonUtils;
 
-std::string Written(const TRPCData& data) {
+std::string Written(const TRPCData& data, const std::string& angleUnit = "",
+                    const std::string& lengthUnit = "") {
   TKaStringStream stream;
-  fuzz::Require(data.SaveToText(&stream, "", ""), "a record is written");
+  fuzz::Require(data.SaveToText(&stream, angleUnit, lengthUnit), "a record is written");
   return stream.Text();
 }
 
@@ -51,5 +52,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const TRPCData rounded = ReadBack(once);
   fuzz::RequireSameText(Written(rounded), once, "a record that was read back is written the same");
   fuzz::Require(fuzz::SameRecord(ReadBack(once), rounded), "the same text, the same record");
+  fuzz::Require(fuzz::SameRecord(ReadBack(Written(record, "deg", "m")), rounded), "units are no numbers");
   return 0;
 }

@@ -1,5 +1,6 @@
 /// XML: documents as trees, configurations, and every persistent class read from them. What reads is written
 /// so that it reads the same again.
+#include <algorithm>
 #include <memory>
 #include <type_traits>
 
@@ -55,6 +56,17 @@ std::string Described(const TKaXmlTagItem& tag) {
   return text;
 }
 
+/// A tree that is not refused reads back.
+void CheckWriting(const TKaXmlTagItem& tree) {
+  const auto written = new_a<TKaStringStream>();
+  if (!WriteXml(written.get(), &tree)) {
+    fuzz::Require(written->Text().empty(), "what has no form is not begun");
+    return;
+  }
+  const var_a<TKaXmlTagItem*> back = KaReadXml(written.get(), true, nullptr);
+  fuzz::RequireSameText(Described(*back), Described(tree), "a tree is read back");
+}
+
 /// False where the text is refused.
 bool TryTree(const std::string& text) {
   var_a<TKaXmlTagItem*> tree;
@@ -64,13 +76,7 @@ bool TryTree(const std::string& text) {
     fuzz::RequireReason(failure.what());
     return false;
   }
-  const auto written = new_a<TKaStringStream>();
-  if (!WriteXml(written.get(), tree.get())) {
-    fuzz::Require(written->Text().empty(), "what has no form is not begun");
-    return true;
-  }
-  const var_a<TKaXmlTagItem*> back = KaReadXml(written.get(), true, nullptr);
-  fuzz::RequireSameText(Described(*back), Described(*tree), "a tree is read back");
+  CheckWriting(*tree);
   return true;
 }
 
@@ -216,10 +222,56 @@ void TryDataset(const std::string& text) {
   fuzz::RequireSameText(again.Text(), written.Text(), "a set that was read back is written the same");
 }
 
+/// A tree of these texts, and a configuration: refused, or read back.
+void TryTexts(std::string_view text) {
+  const auto take = [&text] {
+    const std::size_t end = std::min(text.find('|'), text.size());
+    const std::string piece(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return piece;
+  };
+  const std::string key = take();
+  const std::string value = take();
+  TKaXIniXmlWriter writer;
+  const unsigned long section = writer.BeginSection(key);
+  fuzz::Require((section != 0) == (!key.empty() && key.find('\0') == std::string::npos), "what a key is");
+  const bool written = writer.WriteS<std::string>(key, value);
+  fuzz::Require(!written || section != 0, "what a key is");
+  fuzz::Require(section == 0 || writer.EndSection(section), "a section is ended");
+  const auto stream = new_a<TKaStringStream>();
+  fuzz::Require(writer.Save(stream.get()), "a configuration is written");
+  TKaXIniStreamReader reader(stream, true, nullptr);
+  fuzz::Require((section != 0) == (reader.EnterSectionS(key) != 0), "a section is read back");
+  if (written) {
+    fuzz::RequireSameText(reader.ReadE<std::string>(reader.FindFE(key, 0)), value, "a text is read back");
+  }
+
+  TKaXmlTagItem tree(key);
+  const std::string attribute = take();
+  tree.Attributes.push_back({attribute, value});
+  tree.Items.push_back(new_a<TKaXmlTextItem>(take()));
+  const std::string target = take();
+  tree.Items.push_back(new_a<TKaXmlPiItem>(target, take()));
+  tree.Items.push_back(new_a<TKaXmlCommentItem>(take()));
+  tree.Items.push_back(new_a<TKaXmlTagItem>(take()));
+  tree.Items.push_back(new_a<TKaXmlTextItem>(take()));
+  tree.Items.push_back(new_a<TKaXmlTextItem>(take()));
+  for (std::size_t items = tree.Items.size(); items > 0; --items) {
+    CheckWriting(tree);
+    tree.Items.pop_back();
+  }
+  tree.Attributes.clear();
+  CheckWriting(tree);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
+  if (text.substr(0, 1) == "|") {
+    TryTexts(std::string_view(text).substr(1));
+    return 0;
+  }
   const bool is_document = TryTree(text);
   TryDataset(text);
   std::unique_ptr<TKaXIniStreamReader> reader;
