@@ -86,7 +86,7 @@ void CheckWriting(const TMIFLayer& layer) {
 TMIFLayer LayerOf(std::string_view text) {
   const auto take = [&text] {
     const std::size_t end = std::min(text.find('|'), text.size());
-    const std::string piece(text.substr(0, end));
+    std::string piece(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
     return piece;
   };

@@ -108,7 +108,7 @@ void TryPolynomial(const std::string& text) {
 
 std::string TakeLine(std::string* text) {
   const std::size_t end = std::min(text->find('\n'), text->size());
-  const std::string line = text->substr(0, end);
+  std::string line = text->substr(0, end);
   text->erase(0, end + 1);
   return line;
 }

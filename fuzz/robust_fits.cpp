@@ -8,13 +8,21 @@ namespace {
 
 using namespace SatCommonUtils;
 
+/// How often a fit may ask before it is cancelled.
+int questions_left = 0;
+
+int Cancel() { return --questions_left < 0 ? 1 : 0; }
+
 TRPCFitOptions Options(fuzz::TInput* input) {
   TRPCFitOptions options;
   options.MaxDegree = static_cast<int>(input->Choice(5));
   options.Regularize = input->Bool();
   options.CommonDenominator = input->Bool();
   options.Weights = static_cast<TE_RPCFitWeights>(input->Choice(3));
-  options.Threads = static_cast<int>(input->Choice(3));
+  const int how = input->Byte();
+  options.Threads = how % 3;
+  questions_left = 4 * (how - 128);
+  if (how >= 128) options.Cancel = Cancel;
   return options;
 }
 
@@ -22,6 +30,7 @@ void CheckReport(bool fitted, const TRPCFitReport& report, const TRPCFitOptions&
   fuzz::Require(!report.Text.empty(), "a verdict has words");
   fuzz::Require(fitted == (report.Verdict != TE_RPCFitVerdict::NoModel),
                 "the verdict says whether there is one");
+  fuzz::Require(!fitted || options.Cancel == nullptr || questions_left >= 0, "a cancelled fit is none");
   if (!fitted) return;
   fuzz::Require(options.MaxDegree >= 1 && options.MaxDegree <= 3, "a degree that there is not is refused");
   for (const TRPCFitFunction* function : {&report.Line, &report.Sample}) {
