@@ -14,7 +14,8 @@ function(kelvane_compile_options target)
     target_compile_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all -DKELVANE_SANITIZED)
     target_link_options(${target} PRIVATE -fsanitize=${KELVANE_SANITIZE})
-  else()
+  elseif(NOT KELVANE_BUILD_FUZZERS)
+    # What sanitizers and fuzzers call is defined in the programs.
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
 endfunction()
@@ -25,5 +26,12 @@ function(kelvane_compile_together target)
   if(KELVANE_UNITY)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
+endfunction()
+
+# The code that a fuzzer watches. Only marks are set in it: it stays what tests and program can be linked with.
+function(kelvane_fuzzing_options target)
+  if(KELVANE_BUILD_FUZZERS)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
 endfunction()

@@ -27,6 +27,7 @@ test_packages=(gnuplot-nox libgtest-dev libeigen3-dev libgeographiclib-dev libge
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 clang_packages=(clang libomp-dev)
 lint_packages=(git clang-format clang-tidy cppcheck)
+fuzz_packages=("${clang_packages[@]}" libclang-rt-14-dev llvm)
 docs_packages=(doxygen)
 valgrind_packages=(valgrind)
 package_packages=(dpkg-dev file lintian)

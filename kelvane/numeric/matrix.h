@@ -132,11 +132,13 @@ class KELVANE_API TMatrix {
 
   /// Reads the matrix from section `key`: "MatrixWidth", "MatrixHeight", and in section "MatrixRows" a
   /// `TVector` text per row under the row's number. A row that is missing or unreadable is zero; a row takes
-  /// the length that its text has. False when the section or a size is missing, when the size is that of
-  /// more than some 2^27 numbers, or a section cannot be left; the matrix is then unchanged or partly
+  /// the length that its text has. False when the section or a size is missing, when the sizes ask for more
+  /// than `LargestRead`, or when a section cannot be left; the matrix is then unchanged or partly
   /// overwritten. Lets no exception out.
   bool InitializeFromXML(TKaXIniReader* reader, std::string key);
-  /// Writes that form; false at the first failure. Lets no exception out.
+  /// Bytes that the sizes of a matrix that is read may ask for, some 64 for each row included.
+  static constexpr std::size_t LargestRead = std::size_t{1} << 28;
+  /// Writes that form, of any size; false at the first failure. Lets no exception out.
   bool SaveToXML(TKaXIniWriter* writer, std::string key) const;
 };
 

@@ -33,19 +33,18 @@ char Picture(double element, bool show_zeros, bool show_ones, bool show_signs) {
   return element > 0.0 ? '+' : '-';
 }
 
-/// So many numbers, a row counting as a few more, are a gibibyte. A damaged file claims any size.
-constexpr unsigned long MostElements = 1UL << 27;
-constexpr unsigned long ElementsOfRow = 8;
-
-bool IsTooLarge(unsigned long width, unsigned long height) {
-  return width > MostElements || height > MostElements / (width + ElementsOfRow);
+/// Whether rows of zeros may be made before any is seen: the sizes in a damaged file claim any amount.
+bool AreBelievable(std::size_t width, std::size_t height) {
+  constexpr std::size_t RowItself = 8;  // in numbers, with what the allocator takes
+  constexpr std::size_t Most = TMatrix::LargestRead / sizeof(double);
+  return height == 0 || (width <= Most && height <= Most / (width + RowItself));
 }
 
 /// Reads from the matrix's own section.
 bool ReadContent(TKaXIniReader* reader, TMatrix* m) {
   const auto width = reader->ReadE<unsigned long>(reader->FindFE(WidthKey, 0));
   const auto height = reader->ReadE<unsigned long>(reader->FindFE(HeightKey, 0));
-  if (IsTooLarge(width, height)) return false;
+  if (!AreBelievable(width, height)) return false;
   m->Reset(width, height);
   const unsigned long section = reader->EnterSectionS(RowsSection);
   if (section == 0) return true;

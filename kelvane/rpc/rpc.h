@@ -163,14 +163,14 @@ class KELVANE_API TRPC {
                                             double* lat, double* lon, double* h);
 
   /// Where the ray of an image point meets a height surface: a ground point (degrees, metres) whose height is
-  /// the surface's there within `HeightTolerance`, or lies on the face of a step of the surface. The ray is
-  /// that of the virtual `CalculateLatLon`. The search begins at the height offset (in a hole, half a scale
-  /// below or above it), goes to the surface's height there, and so on; once it has been on both sides of the
-  /// surface it closes in between them, halving where the steps from side to side do not shrink. Of several
-  /// meetings it finds one, not always the highest; one where the surface rises along the ray as steeply as
-  /// the ray itself may be missed. The surface is asked at most `MaxSurfaceLookups` times.
-  /// False, with nothing written, when that ends without a meeting: the surface is not reached, or has holes
-  /// on the way, or the ray has no point there. Throws `TKaMessage`
+  /// the surface's there within `HeightTolerance`, or lies on the face of a step of the surface, or of the
+  /// ray where that jumps. The ray is that of the virtual `CalculateLatLon`. The search begins at the height
+  /// offset (in a hole, half a scale below or above it), goes to the surface's height there, and so on; once
+  /// it has been on both sides of the surface it closes in between them, halving where the steps from side to
+  /// side do not shrink. Of several meetings it finds one, not always the highest; one where the surface
+  /// rises along the ray as steeply as the ray itself may be missed. The surface is asked at most
+  /// `MaxSurfaceLookups` times. False, with nothing written, when that ends without a meeting: the surface is
+  /// not reached, or has holes on the way, or the ray has no point there. Throws `TKaMessage`
   /// "TRPC::CalculateLatLonNormalizedAlt debug check failure", with nothing written, when the image of the
   /// point found misses the given one by more than `SurfaceCheckBound`, as where the inverse does not
   /// converge; what the surface throws passes through.

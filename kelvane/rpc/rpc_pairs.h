@@ -39,7 +39,7 @@ class TPairRatio {
   }
 
  private:
-  static TPair Load(const double (&numbers)[2]) {
+  static TPair Load(const double* numbers) {
     TPair pair;
     std::memcpy(&pair, __builtin_assume_aligned(numbers, sizeof pair), sizeof pair);
     return pair;
