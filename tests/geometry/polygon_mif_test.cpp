@@ -285,6 +285,8 @@ TEST(PolygonMif, WhatWouldNotBeReadBackIsNotWritten) {
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 0; }), "there is no such version");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 1000001; }), "there is no such version");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Delimiter = '"'; }), "the delimiter" + misplaced);
+  EXPECT_EQ(spoil([](TMIFLayer* l) { l->Columns[0].Type = " Integer"; }),
+            "a column's type is empty or has white space around it");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->CoordSys = "a\nData"; }), "the CoordSys clause" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Columns[0].Name = "a b"; }), "a column's name" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Regions[0].Values[1] = "a\rb"; }), "a value" + misplaced);

@@ -16,6 +16,7 @@
 #include "kelvane/module/module.h"
 #include "kelvane/numeric/linear_solvers.h"
 #include "kelvane/numeric/polynomial_approximation.h"
+#include "kelvane/numeric/raw_matrix.h"
 #include "kelvane/numeric/raw_products.h"
 #include "kelvane/numeric/sparse_vector.h"
 #include "kelvane/orientation/angle_unit_set.h"
@@ -48,7 +49,7 @@ enum class Leaves { Unchanged, Usable };
 /// Things that allocate, tried one after the other.
 struct Table {
   /// `act(&subject)` on what `make()` gives; `view(subject)` is what counts of it. Without memory it throws
-  /// or is false, and can be done again.
+  /// or is false, and leaves what can be used again.
   template <class Make, class Act, class View>
   void Try(const std::string& name, Leaves leaves, Make make, Act act, View view, long dense = 300) {
     // What is made once for all is made here.
@@ -60,9 +61,9 @@ struct Table {
       bool done = false;
       const test::Outcome outcome = test::Without(failing, [&] { done = act(&subject); });
       EXPECT_NE(done, outcome.failed) << "it has failed without a word, or for no reason";
-      EXPECT_TRUE(done || leaves != Leaves::Unchanged || view(subject) == before);
-      EXPECT_TRUE(done || act(&subject)) << "not to be used again";
-      EXPECT_EQ(view(subject), expected);
+      EXPECT_TRUE(done || leaves == Leaves::Usable || view(subject) == before);
+      EXPECT_TRUE(done || leaves == Leaves::Unchanged || act(&subject)) << "not to be used again";
+      EXPECT_TRUE((!done && leaves == Leaves::Unchanged) || view(subject) == expected);
       return outcome;
     };
     SCOPED_TRACE(name);
@@ -300,34 +301,35 @@ void TryFits(Table* table) {
   };
   table->Try(
       "EstimateTogether", Leaves::Unchanged, Record,
-      [=](TRPCData* record) { return EstimateRPC(*seen, record); }, AsXml);
+      [=](TRPCData* record) { return EstimateRPC(*seen, record); }, AsXml, 100);
   table->Try(
       "EstimateApart", Leaves::Unchanged, Record,
-      [=](TRPCData* record) { return EstimateRPC(*seen, record, nullptr, nullptr); }, AsXml);
+      [=](TRPCData* record) { return EstimateRPC(*seen, record, nullptr, nullptr); }, AsXml, 100);
   table->Try(
       "Fit", Leaves::Unchanged, Record, [=](TRPCData* record) { return fit(*seen, options, record); }, AsXml,
-      30);
+      20);
   // So many that line and sample are fitted side by side.
   const auto many = std::make_shared<TRPCEstimationDataSet>(Seen(4096));
   table->Try(
       "EstimateBesides", Leaves::Unchanged, Record,
-      [=](TRPCData* record) { return EstimateRPC(*many, record, nullptr, nullptr); }, AsXml, 5);
+      [=](TRPCData* record) { return EstimateRPC(*many, record, nullptr, nullptr); }, AsXml, 2);
   options.Threads = 2;
   options.MaxDegree = 1;
   table->Try(
       "FitBesides", Leaves::Unchanged, Record, [=](TRPCData* record) { return fit(*many, options, record); },
-      AsXml, 5);
+      AsXml, 2);
   const auto model = std::make_shared<TRPC>(test::BentRecord(), nullptr);
   table->Try(
       "EstimateInverted", Leaves::Usable, Record,
-      [=](TRPCData* record) { return EstimateInvertedRPC(*model, record, 4, nullptr); }, AsXml);
+      [=](TRPCData* record) { return EstimateInvertedRPC(*model, record, 4, nullptr); }, AsXml, 50);
   table->Try(
       "CreateInverted", Leaves::Unchanged, [] { return std::make_unique<TRPC>(test::BentRecord(), nullptr); },
       [](std::unique_ptr<TRPC>* of) { return (*of)->CreateInvertedRPC(4); },
       [](const std::unique_ptr<TRPC>& of) {
         const var_a<TRPC*> inverted = of->GetInvertedRPC();
         return inverted ? test::XmlOf(*inverted) : std::string();
-      });
+      },
+      50);
   table->Try(
       "Approximation", Leaves::Unchanged, [] { return std::make_unique<TRPC>(test::BentRecord(), nullptr); },
       [](std::unique_ptr<TRPC>* of) { return (*of)->EnsureApproximation(); },
@@ -356,6 +358,11 @@ void TryModels(Table* table) {
   };
   try_copy("ModelCopied", plain);
   try_copy("RefinedModelCopied", refined);
+  using RefinementCopy = var_a<TRPCRefinementDataAffine*>;
+  table->Try(
+      "RefinementCopied", Leaves::Unchanged, [] { return RefinementCopy(); },
+      [=](RefinementCopy* copy) { return static_cast<bool>(*copy = shift.CreateCopyN()); },
+      [](const RefinementCopy& copy) { return copy ? test::XmlOf(*copy) : std::string(); });
   table->Try(
       "ExportedExactly", Leaves::Unchanged, Record,
       [=](TRPCData* record) { return refined->ExportExactly(record); }, AsXml);
@@ -376,6 +383,8 @@ void TryModels(Table* table) {
         };
         const std::vector<TRPCCoordsDataItem> items = {seen(pair.A), seen(pair.B)};
         double* const g = pair.Ground.data();
+        TRPC::CalculateLatLonHApproximately(pair.A, items[0].Line, items[0].Sample, pair.B, items[1].Line,
+                                            items[1].Sample, &g[0], &g[1], &g[2]);
         return CalculateLatLonHApproximately(items, &g[0], &g[1], &g[2]) &&
                CalculateLatLonH(items, &g[0], &g[1], &g[2]) &&
                CalculateLatLonH(items, at.Height, 1.0, &g[0], &g[1], &g[2]) &&
@@ -442,6 +451,17 @@ void TryNumerics(Table* table) {
       },
       AsValues);
   table->Try(
+      "Buffers", Leaves::Unchanged, square,
+      [](TMatrix* m) {
+        TMatrix copy(*m);
+        const std::unique_ptr<double[]> row(copy.rows[0].Put2Buffer());
+        double** const rows = copy.Put2Buffer();
+        if (rows == nullptr) return false;
+        ReleaseMatrix(rows, copy.height);
+        return row != nullptr && copy.Clip(2, 2) && copy.rows[0].Clip(1) && (m->FillWithZeroes(), true);
+      },
+      AsValues);
+  table->Try(
       "SystemSet", Leaves::Unchanged, [] { return TLinearSystem(TMatrix(1), TVector(1)); },
       [=](TLinearSystem* system) {
         system->Set(square(), TVector(1, 2, 3));
@@ -491,7 +511,8 @@ void TryNumerics(Table* table) {
         double nyu[2];
         double gamma[2];
         double psi[2];
-        return (*set)->Set(matrices.data(), 6) && (*set)->Aproximate(times, 1, 1, 1, nyu, gamma, psi);
+        return SatAttitudeAngles::ApproximateAngles(matrices.data(), times, 6, 1, 1, 1, nyu, gamma, psi) &&
+               (*set)->Set(matrices.data(), 6) && (*set)->Aproximate(times, 1, 1, 1, nyu, gamma, psi);
       },
       [](const std::unique_ptr<TAngleUnitSet>& set) { return set->Count() == 0 ? 0.0 : set->Unit(5).psi; });
   table->Try(
@@ -513,6 +534,31 @@ class Memory : public testing::TestWithParam<std::pair<const char*, void (*)(Tab
 TEST_P(Memory, WhenItRunsOutIsReportedAndNothingIsLost) {
   Table table;
   GetParam().second(&table);
+}
+
+/// A host's stream that fails in a way of its own.
+class OddStream : public TKaStringStream {
+ public:
+  OddStream() : TKaStringStream("text") {}
+  std::size_t Read(void*, std::size_t) override { throw 1; }
+  std::size_t ReadLine(char*, std::size_t) override { throw 1; }
+  std::size_t Write(const void*, std::size_t) override { throw 1; }
+};
+
+TEST(OddHost, WhateverItThrowsStaysInside) {
+  OddStream odd;
+  TRPCData record = test::NumberedRecord();
+  TCipherRPCImpExpDataset set;
+  TMIFLayer layer;
+  layer.Regions = {{{TPolygon({{0, 0}, {1, 0}, {0, 1}})}, {}}};
+  std::string problem;
+  EXPECT_FALSE(WriteMIF(layer, &odd, &odd, &problem));
+  EXPECT_FALSE(ReadMIF(&odd, nullptr, &layer, &problem));
+  EXPECT_FALSE(set.SaveToDocument(&odd, &problem) || set.InitializeFromDocument(&odd, &problem));
+  EXPECT_FALSE(record.SaveToText(&odd, "", "") || record.SaveToRPB(&odd, "", "", 0.0, 0.0));
+  EXPECT_FALSE(ReadVendorXml(&odd, &record, nullptr, &problem) || RPCTextNumbersAreWhole(&odd, &problem));
+  EXPECT_FALSE(record.InitializeFromText(&odd, &problem));
+  EXPECT_FALSE(record.InitializeFromRPB(new_a<OddStream>(), nullptr, &problem));
 }
 
 INSTANTIATE_TEST_SUITE_P(Works, Memory,

@@ -395,6 +395,9 @@ std::vector<Persistent> EveryWay() {
   return ways;
 }
 
+constexpr test::HostFailure EveryFailure[] = {test::HostFailure::Result, test::HostFailure::Exception,
+                                              test::HostFailure::Anything};
+
 class Persistence : public testing::TestWithParam<Persistent> {
  protected:
   /// Whether the object keeps its promise after a read.
@@ -420,7 +423,7 @@ TEST_P(Persistence, ReadAndWrittenAgainIsTheSameText) {
 
 TEST_P(Persistence, AFailingWriteIsTheLastAndIsReported) {
   const std::unique_ptr<Object> object = GetParam().make();
-  for (const auto how : {test::HostFailure::Result, test::HostFailure::Exception}) {
+  for (const auto how : EveryFailure) {
     for (int failing = 0;; ++failing) {
       test::FailingWriter writer(failing, how);
       const bool saved = object->Save(&writer);
@@ -432,7 +435,7 @@ TEST_P(Persistence, AFailingWriteIsTheLastAndIsReported) {
 }
 
 TEST_P(Persistence, AFailingReadLeavesWhatIsPromised) {
-  for (const auto how : {test::HostFailure::Result, test::HostFailure::Exception}) {
+  for (const auto how : EveryFailure) {
     for (int failing = 0;; ++failing) {
       test::FailingReader reader(target, failing, how);
       const std::unique_ptr<Object> object = GetParam().other();

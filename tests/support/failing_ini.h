@@ -16,8 +16,8 @@
 
 namespace test {
 
-/// How a host fails: by the result of its operation, or by an exception.
-enum class HostFailure { Result, Exception };
+/// How a host fails: by the result of its operation, by an exception, or by throwing something else.
+enum class HostFailure { Result, Exception, Anything };
 
 /// Counts operations and fails one of them.
 class Countdown {
@@ -25,6 +25,7 @@ class Countdown {
   Countdown(int failing, HostFailure how) : left_(failing), how_(how) {}
   bool Fails() {
     if (left_-- != 0) return false;
+    if (how_ == HostFailure::Anything) throw 1;
     if (how_ == HostFailure::Exception) throw std::runtime_error("the host has failed");
     return true;
   }

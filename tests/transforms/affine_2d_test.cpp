@@ -82,6 +82,12 @@ TEST(AffineTransform, IsMadeByTheHost) {
   const xy_d to = made->CreateCopy()->GetTraCoord({3.0, 4.0});
   EXPECT_EQ(to.x, 1.5 * 3.0 - 0.25 * 4.0 + 100.0);
   EXPECT_EQ(to.y, 0.5 * 3.0 + 2.0 * 4.0 - 7.0);
+  xy_d at = {3.0, 4.0};
+  const T2DAffineTransform direct(Skewed);
+  direct.DirectTransform(at.x, at.y, &at.x, &at.y);
+  EXPECT_TRUE(at.x == to.x && at.y == to.y) << "in one place";
+  direct.InverseTransform(at.x, at.y, &at.x, &at.y);
+  EXPECT_NEAR(at.x, 3.0, 1e-13);
   for (const xy_d back : {made->GetInverseTraCoord(to), made->CreateInverseTransform()->GetTraCoord(to)}) {
     EXPECT_NEAR(back.x, 3.0, 1e-13);
     EXPECT_NEAR(back.y, 4.0, 1e-13);
