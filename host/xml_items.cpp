@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <iterator>
-#include <new>
 #include <pugixml.hpp>
 #include <string_view>
 
@@ -132,21 +130,6 @@ std::string TKaXmlTagAttributes::get_value(const std::string& name, const std::s
   const auto found =
       std::find_if(begin(), end(), [&](const TKaXmlTagAttribute& one) { return one.Name == name; });
   return found == end() ? fallback : found->Value;
-}
-
-TKaXmlTagItem::~TKaXmlTagItem() {
-  // A tag that nobody else holds hands its children on before it goes; all the others go as they are.
-  while (!Items.empty()) {
-    const var_a<TKaXmlItem*> item = std::move(Items.back());
-    Items.pop_back();
-    if (!item || item->Type() != kaXmlTag || item.use_count() != 1) continue;
-    TKaXmlTagItems& below = static_cast<TKaXmlTagItem*>(item.get())->Items;
-    try {
-      Items.insert(Items.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
-    } catch (const std::bad_alloc&) {
-      // They go inside the release of their parent then.
-    }
-  }
 }
 
 unsigned long TKaXmlTagItems::find_tag_f(const std::string& name, unsigned long start) const {
