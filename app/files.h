@@ -40,6 +40,12 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& name);
 /// The next bytes of a file, as many as there are, up to `most`. Throws `Problem`, naming `name`.
 std::string ReadUpTo(const FileDescriptor& file, std::size_t most, const std::string& name);
 
+/// Whether both descriptors lead to one regular file.
+bool IsOneFile(int a, int b);
+
+/// Whether both paths, "-" being standard input, lead to one regular file, by whatever links.
+bool IsOneFile(const std::string& a, const std::string& b);
+
 /// Puts a file with these bytes in place of whatever stands at `path`, or leaves that untouched and throws
 /// `Problem`: written beside the target, brought to the disk, then renamed.
 void ReplaceFile(const std::string& path, std::string_view bytes);

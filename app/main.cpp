@@ -1,4 +1,7 @@
 /// The program `kelvane`: a small host application over the library.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +31,16 @@ class Module {
 int Fail(const std::string& text) {
   std::fprintf(stderr, "kelvane: %s\n", KaPrintable(text).c_str());
   return app::Unusable;
+}
+
+/// Standard streams that are closed must not be given to the next files that are opened: a message would land
+/// in a model. They stay unusable, so that what is written there is seen to be lost.
+void HoldStandardStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is given out first.
+    if (::fcntl(descriptor, F_GETFD) < 0)
+      ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
 }
 
 /// Runs the command, and makes sure that what it printed arrived.
@@ -83,6 +96,7 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) try {
   // A file that grows past its limit is a failed write with a reason, not a sudden end.
   std::signal(SIGXFSZ, SIG_IGN);
+  HoldStandardStreams();
   return Main(argc, argv);
 } catch (const std::bad_alloc&) {
   return Fail("out of memory");

@@ -1,7 +1,9 @@
 #include "app/model_recognition.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
+#include <system_error>
 
 #include "app/text_start.h"
 #include "kelvane/module/host/text.h"
@@ -43,6 +45,14 @@ bool IsBinary(std::string_view line) {
   return std::any_of(line.begin(), line.end(), [](char c) {
     return static_cast<unsigned char>(c) < ' ' && WhiteSpace.find(c) == std::string_view::npos;
   });
+}
+
+/// Whether it is the number of one of a set's twenty coefficients, as the text form counts them.
+bool IsCoefficientNumber(std::string_view text) {
+  std::size_t number = 0;
+  const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), number);
+  return result.ec == std::errc() && result.ptr == text.data() + text.size() && text[0] != '0' &&
+         number <= SatCommonUtils::TRPCData::CoefficientCount;
 }
 
 /// Where the text goes on behind the first `end` in it; npos where there is none.
@@ -106,8 +116,10 @@ const char* FormatName(ModelFormat format) {
 bool IsTextKey(std::string_view key) {
   return std::any_of(std::begin(RPCDataFields), std::end(RPCDataFields),
                      [key](const auto& field) { return key == field.TextKey; }) ||
-         std::any_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients),
-                     [key](const auto& set) { return StartsWith(key, set.TextPrefix); });
+         std::any_of(std::begin(RPCDataCoefficients), std::end(RPCDataCoefficients), [key](const auto& set) {
+           const std::string_view prefix = set.TextPrefix;
+           return StartsWith(key, prefix) && IsCoefficientNumber(key.substr(prefix.size()));
+         });
 }
 
 bool BeginsAsXml(std::string_view head) {

@@ -121,7 +121,17 @@ PreparedModel PrepareModel(const ModelFile& file, ModelFormat format, const std:
   return prepared;
 }
 
+void KeepDataset(const std::string& in, const std::string& out) {
+  std::error_code ignored;
+  if (std::filesystem::exists(in, ignored)) return;
+  for (std::size_t colon = in.find(':'); colon != std::string::npos; colon = in.find(':', colon + 1)) {
+    if (!IsOneFile(in.substr(0, colon), out)) continue;
+    throw Problem(out + ": the model is one of this dataset, and does not replace them all");
+  }
+}
+
 WrittenModel WriteModelFile(const ModelFile& file, const std::string& path) {
+  KeepDataset(file.path, path);
   PreparedModel prepared = PrepareModel(file, FormatOfSuffix(path), path);
   ReplaceFile(path, prepared.text);
   return std::move(prepared.written);

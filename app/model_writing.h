@@ -33,9 +33,13 @@ struct PreparedModel {
 /// than the form has a place for.
 PreparedModel PrepareModel(const ModelFile& file, ModelFormat format, const std::string& path);
 
+/// Throws `Problem` when a model that was read from `in`, which may be FILE:NAME, would take the place of the
+/// whole dataset FILE.
+void KeepDataset(const std::string& in, const std::string& out);
+
 /// Writes a model in the form that the path's suffix names.
-/// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model
-/// cannot be prepared, or when the file cannot be written.
+/// Throws `Problem`, with any file at `path` left as it was, when the suffix is another, when the model is
+/// one of a dataset there or cannot be prepared, or when the file cannot be written.
 WrittenModel WriteModelFile(const ModelFile& file, const std::string& path);
 
 }  // namespace app

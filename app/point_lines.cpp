@@ -44,12 +44,18 @@ struct PointLine {
 /// Answers a piece block by block, always in the same memory.
 class BlockAnswerer {
  public:
-  BlockAnswerer(const PointJob& job, const PointOptions& options, PieceAnswer* piece)
-      : job_(job), options_(options), piece_(*piece), numbers_(job.columns) {
-    block_.numbers.assign(job.columns, std::vector<double>(PointBlock::MostPoints));
-    block_.answers.assign(job.answers, std::vector<double>(PointBlock::MostPoints));
-    block_.why.resize(PointBlock::MostPoints);
-    lines_.reserve(PointBlock::MostPoints);
+  /// For a piece of so many lines: one that somebody typed, or a few of hundreds of numbers each, must not
+  /// cost the memory of a whole block.
+  BlockAnswerer(const PointJob& job, const PointOptions& options, std::size_t lines, PieceAnswer* piece)
+      : job_(job),
+        options_(options),
+        piece_(*piece),
+        room_(std::min(lines, PointBlock::MostPoints)),
+        numbers_(job.columns) {
+    block_.numbers.assign(job.columns, std::vector<double>(room_));
+    block_.answers.assign(job.answers, std::vector<double>(room_));
+    block_.why.resize(room_);
+    lines_.reserve(room_);
   }
 
   /// Takes lines off the text, as many as make a block.
@@ -63,7 +69,7 @@ class BlockAnswerer {
   void Read(std::string_view* text) {
     lines_.clear();
     block_.count = 0;
-    while (!text->empty() && lines_.size() < PointBlock::MostPoints) {
+    while (!text->empty() && lines_.size() < room_) {
       std::string_view line = TakeLine(text);
       const std::size_t number = piece_.lines++;
       if (!IsPoint(line)) continue;
@@ -114,6 +120,7 @@ class BlockAnswerer {
   const PointJob& job_;
   const PointOptions& options_;
   PieceAnswer& piece_;
+  std::size_t room_;
   std::vector<double> numbers_;
   PointBlock block_;
   std::vector<PointLine> lines_;
@@ -167,7 +174,9 @@ bool ReadNumbers(std::string_view* line, const PointJob& job, const PointOptions
 PieceAnswer AnswerPiece(std::string_view text, const PointJob& job, const PointOptions& options) {
   PieceAnswer piece;
   piece.text.reserve(text.size() + text.size() / 4);
-  BlockAnswerer answerer(job, options, &piece);
+  // The last one may have no end.
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  BlockAnswerer answerer(job, options, lines, &piece);
   while (!text.empty()) answerer.Answer(&text);
   return piece;
 }

@@ -21,6 +21,11 @@ PointSource::PointSource(const std::string& path)
 
 std::string PointSource::NameOf(const std::string& path) { return path == "-" ? "stdin" : KaPrintable(path); }
 
+void PointSource::KeepFrom(const std::string& path, const std::string& output) {
+  if (output.empty() || !IsOneFile(path, output)) return;
+  throw Problem(output + ": the points are read from this file; it is not replaced");
+}
+
 std::size_t PointSource::Size() const {
   struct stat status {};
   const bool known = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);

@@ -2,6 +2,8 @@
 /// Where points come from: complete lines of a file or of standard input.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -23,8 +25,12 @@ class PointSource {
 
   /// What messages call the points of a path.
   static std::string NameOf(const std::string& path);
+  /// Throws `Problem` when writing to `output`, unless that is empty, would replace the points.
+  static void KeepFrom(const std::string& path, const std::string& output);
   /// What they call these.
   const std::string& Name() const { return name_; }
+  /// Whether what is written to standard output is added to the points.
+  bool IsStandardOutput() const { return IsOneFile(descriptor_, STDOUT_FILENO); }
   /// How many bytes a regular file holds, else 0.
   std::size_t Size() const;
 

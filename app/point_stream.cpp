@@ -13,6 +13,7 @@
 #include "app/files.h"
 #include "app/point_lines.h"
 #include "app/point_source.h"
+#include "app/problem.h"
 #include "app/progress.h"
 
 namespace app {
@@ -35,7 +36,11 @@ class PointAnswerer {
       : job_(job),
         options_(options),
         source_(options.path),
-        progress_(source_.Size(), !options.quiet && !Progress::IsOutputShown()) {}
+        progress_(source_.Size(), !options.quiet && !Progress::IsOutputShown()) {
+    if (source_.IsStandardOutput()) {
+      throw Problem(source_.Name() + ": standard output is the same file: answers would be read as points");
+    }
+  }
 
   std::size_t Run() {
     while (const auto lines = NextLines()) Take(*lines);

@@ -131,7 +131,7 @@ TKaXIniStreamReader::TKaXIniStreamReader(const var_a<TKaStream*>& stream, bool f
     : document_(std::make_unique<TDocument>()) {
   KaReportProgress(progress, 0.0);
   const std::string text = KaReadXmlText(stream.get(), from_start);
-  KaParseXml(text, &document_->Xml);
+  KaParseXml(text, KaMostXmlMarks, &document_->Xml);
   const pugi::xml_node root = document_->Xml.document_element();
   if (root.name() != std::string_view(IniRoot)) {
     throw TKaMessage(KaXmlReason(text, root.offset_debug(),

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <iterator>
+#include <new>
 #include <pugixml.hpp>
 #include <string_view>
 
@@ -132,6 +134,21 @@ std::string TKaXmlTagAttributes::get_value(const std::string& name, const std::s
   return found == end() ? fallback : found->Value;
 }
 
+TKaXmlTagItem::~TKaXmlTagItem() {
+  // A tag that nobody else holds hands its children on before it goes; all the others go as they are.
+  while (!Items.empty()) {
+    const var_a<TKaXmlItem*> item = std::move(Items.back());
+    Items.pop_back();
+    if (!item || item->Type() != kaXmlTag || item.use_count() != 1) continue;
+    TKaXmlTagItems& below = static_cast<TKaXmlTagItem*>(item.get())->Items;
+    try {
+      Items.insert(Items.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
+    } catch (const std::bad_alloc&) {
+      // They go inside the release of their parent then.
+    }
+  }
+}
+
 unsigned long TKaXmlTagItems::find_tag_f(const std::string& name, unsigned long start) const {
   for (unsigned long index = start; index < size(); ++index) {
     const TKaXmlItem* const item = (*this)[index].get();
@@ -153,7 +170,7 @@ std::string TKaXmlTagItems::get_text() const {
 var_a<TKaXmlTagItem*> KaReadXml(TKaStream* stream, bool from_start, TKaProgressHandler* progress) {
   KaReportProgress(progress, 0.0);
   pugi::xml_document document;
-  KaParseXml(KaReadXmlText(stream, from_start), &document);
+  KaParseXml(KaReadXmlText(stream, from_start), KaMostXmlMarksOfTree, &document);
   var_a<TKaXmlTagItem*> tag = MakeTag(document.document_element());
   if (progress != nullptr) progress->OnProgress(1.0);
   return tag;

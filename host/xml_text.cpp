@@ -65,6 +65,13 @@ void CheckOutermostLevel(const std::string& text, const pugi::xml_document& docu
   if (!has_root) Fail(text, static_cast<std::ptrdiff_t>(text.size()), "no XML element in the text");
 }
 
+/// Every element, text, comment and attribute takes at least one of the two characters.
+void CheckMarks(const std::string& text, std::size_t most) {
+  const auto marks = static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c == '<') | (c == '='); }));
+  if (marks > most) throw TKaMessage("more than " + std::to_string(most) + " tags and attributes");
+}
+
 /// The parser takes what it does not know for UTF-8.
 void CheckEncoding(const std::string& text) {
   const std::string_view declaration = std::string_view(text).substr(0, text.find("?>"));
@@ -158,7 +165,8 @@ std::string KaReadXmlText(TKaStream* stream, bool from_start) {
   return KaReadText(*stream);
 }
 
-void KaParseXml(const std::string& text, pugi::xml_document* document) {
+void KaParseXml(const std::string& text, std::size_t most_marks, pugi::xml_document* document) {
+  CheckMarks(text, most_marks);
   const std::size_t control = KaFindControlByte(text, "\t\r\n");
   if (control != std::string::npos) {
     Fail(text, static_cast<std::ptrdiff_t>(control), "a control byte: this is no XML text in UTF-8");

@@ -174,6 +174,7 @@ void TellSet(const ConvertOptions& options, const Gathered& gathered, const std:
 }
 
 int ConvertSet(const ConvertOptions& options) {
+  if (options.dataset) KeepDataset(options.in, options.out);
   const Gathered gathered = Gather(options.in, options.quiet);
   std::vector<WrittenFile> files;
   if (options.dataset) {

@@ -91,6 +91,8 @@ void Plot(const SatCommonUtils::TRPC& model, const Correspondences& points, cons
 
 int RunFit(const FitOptions& options) {
   CheckPlotPath(options.plot);
+  for (const std::string& output : {options.out, options.plot})
+    PointSource::KeepFrom(options.points.path, output);
   Correspondences read = ReadCorrespondences(options.points);
   const FittedModel fitted = Fit(InOneTurn(read.items), options);
   const WrittenModel written = WriteModelFile(fitted.file, options.out);

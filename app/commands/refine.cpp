@@ -150,6 +150,8 @@ void Plot(const Correspondences& read, const TRefinementEstimate& estimate, cons
 
 int Refine(const RefineOptions& options) {
   CheckPlotPath(options.plot);
+  for (const std::string& output : {options.out, options.plot})
+    PointSource::KeepFrom(options.points.path, output);
   if (FormatOfSuffix(options.out) != ModelFormat::Xml) {
     throw Problem(options.out +
                   ": a refined model is written as .xml; \"kelvane export\" makes a plain one of it");

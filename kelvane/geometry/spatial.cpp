@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "kelvane/geometry/principal_axes.h"
+#include "kelvane/numeric/rounded.h"
 
 namespace SatCommonUtils {
 
@@ -86,7 +87,7 @@ bool FitPlane(const std::vector<T3DPoint>& points, TPlane* plane, double* residu
 double ConvergenceAngle(const T3DPoint& a, const T3DPoint& b) {
   const T3DPoint u = Unit(a);
   const T3DPoint v = Unit(b);
-  return 2.0 * std::atan2(Length(u - v), Length(u + v)) * DegreesPerRadian;
+  return 2.0 * rounded::atan2(Length(u - v), Length(u + v)) * DegreesPerRadian;
 }
 
 double ConvergenceAngle(const TRay& a, const TRay& b) { return ConvergenceAngle(a.Direction, b.Direction); }

@@ -26,8 +26,10 @@ namespace fs = std::filesystem;
 /// Where the bytes go: a symbolic link stays one.
 std::string Target(const std::string& path, TE_FilePlace place) {
   std::error_code failure;
-  const bool anything = fs::exists(fs::symlink_status(path, failure));
-  if (!anything) return path;
+  const fs::file_status here = fs::symlink_status(path, failure);
+  // Such as a name that is too long: found out now, not when other files have taken their places.
+  if (here.type() == fs::file_type::none) Refuse(path, failure.value());
+  if (!fs::exists(here)) return path;
   if (place == TE_FilePlace::Free) Refuse(path, EEXIST);
   const fs::file_status status = fs::status(path, failure);
   if (status.type() == fs::file_type::not_found) throw TKaMessage(path + ": is a symbolic link to no file");
@@ -67,7 +69,7 @@ class TDescriptor {
 int OpenBeside(const std::string& target, mode_t rights, std::string* beside) {
   int number = -1;
   do {
-    *beside = (fs::path(target).parent_path() / UnforeseenName()).string();
+    *beside = target.substr(0, target.rfind('/') + 1) + UnforeseenName();
     number = ::open(beside->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights);
   } while (number < 0 && (errno == EEXIST || errno == EINTR));
   return number;

@@ -9,14 +9,25 @@
 
 namespace SatCommonUtils {
 
-/// Calls `read()` within the sub-section `name` and leaves it in any case. False when there is none, when
-/// `read` is, or when it cannot be left.
+/// Calls `read()` within the section of that handle, and leaves it in any case. False when `read` is, or when
+/// it cannot be left.
+template <class Read>
+bool ReadEnteredSection(TKaXIniReader* reader, unsigned long section, const Read& read) {
+  bool done = false;
+  try {
+    done = read();
+  } catch (...) {
+    reader->LeaveSection(section);
+    throw;
+  }
+  return reader->LeaveSection(section) && done;
+}
+
+/// The same within the sub-section `name`; false, too, when there is none.
 template <class Read>
 bool ReadSection(TKaXIniReader* reader, const std::string& name, const Read& read) {
   const unsigned long section = reader->EnterSectionS(name);
-  if (section == 0) return false;
-  const bool done = read();
-  return reader->LeaveSection(section) && done;
+  return section != 0 && ReadEnteredSection(reader, section, read);
 }
 
 /// Calls `write()` within a new sub-section `name`. False at the first failure: a section whose content could

@@ -121,10 +121,7 @@ void SolveKramer3(const double* A, const double* b, double* x) {
   std::copy_n(solution, 3, x);
 }
 
-void TLinearSystem::Set(const TMatrix& coef, const TVector& free) {
-  coef_ = coef;
-  free_ = free;
-}
+void TLinearSystem::Set(const TMatrix& coef, const TVector& free) { *this = TLinearSystem(coef, free); }
 
 double TLinearSystem::SolutionGauss(TVector& x) const {
   if (x.size != free_.size) x.Reset(free_.size);

@@ -8,6 +8,7 @@
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/module/host/stream.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/numeric/matrix.h"
 
 namespace SatCommonUtils {
@@ -32,10 +33,6 @@ char Picture(double element, bool show_zeros, bool show_ones, bool show_signs) {
   return element > 0.0 ? '+' : '-';
 }
 
-void ReadRows(TKaXIniReader* reader, TMatrix* m) {
-  for (std::size_t r = 0; r < m->height; ++r) m->rows[r].InitializeFromXML(reader, std::to_string(r));
-}
-
 /// Whether rows of zeros may be made before any is seen: the sizes in a damaged file claim any amount.
 bool AreBelievable(std::size_t width, std::size_t height) {
   constexpr std::size_t RowItself = 8;  // in numbers, with what the allocator takes
@@ -44,17 +41,17 @@ bool AreBelievable(std::size_t width, std::size_t height) {
 }
 
 /// Reads from the matrix's own section.
-bool ReadContent(TKaXIniReader* reader, TMatrix* m) try {
+bool ReadContent(TKaXIniReader* reader, TMatrix* m) {
   const auto width = reader->ReadE<unsigned long>(reader->FindFE(WidthKey, 0));
   const auto height = reader->ReadE<unsigned long>(reader->FindFE(HeightKey, 0));
   if (!AreBelievable(width, height)) return false;
   m->Reset(width, height);
   const unsigned long section = reader->EnterSectionS(RowsSection);
   if (section == 0) return true;
-  ReadRows(reader, m);
-  return reader->LeaveSection(section);
-} catch (...) {
-  return false;
+  return ReadEnteredSection(reader, section, [&] {
+    for (std::size_t r = 0; r < m->height; ++r) m->rows[r].InitializeFromXML(reader, std::to_string(r));
+    return true;
+  });
 }
 
 bool WriteRows(const TMatrix& m, TKaXIniWriter* writer) {
@@ -137,10 +134,7 @@ bool TMatrix::PutToStream(TKaStream* s) const {
 }
 
 bool TMatrix::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = ReadContent(reader, this);
-  return reader->LeaveSection(section) && read;
+  return ReadSection(reader, key, [&] { return ReadContent(reader, this); });
 } catch (...) {
   return false;
 }

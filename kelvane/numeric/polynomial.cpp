@@ -8,6 +8,8 @@
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/string_tree.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/module/ini_sections.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/split.h"
 
 namespace SatCommonUtils {
@@ -23,26 +25,25 @@ double CoefOrZero(const std::vector<double>& coefs, std::size_t i) {
   return i < coefs.size() ? coefs[i] : 0.0;
 }
 
-/// Reads the two items of the current section; false when anything is missing or no number.
-bool ReadItems(TKaXIniReader* reader, std::vector<double>* coefs) try {
+/// Reads the two items of the current section; false, or an exception, when anything is missing or no number.
+bool ReadItems(TKaXIniReader* reader, std::vector<double>* coefs) {
   const int order = reader->ReadE<int>(reader->FindFE(OrderKey, 0));
-  const unsigned long section = reader->EnterSectionSE(CoefsSection);
-  // Grows with what is there: the order in a damaged file claims any amount of memory.
-  for (int i = 0; i <= order; ++i) {
-    coefs->push_back(reader->ReadE<double>(reader->FindFE(std::to_string(i), 0)));
-  }
-  return reader->LeaveSection(section) && !coefs->empty();
-} catch (...) {
-  return false;
+  return ReadSection(reader, CoefsSection, [&] {
+    // Grows with what is there: the order in a damaged file claims any amount of memory.
+    for (int i = 0; i <= order; ++i) {
+      coefs->push_back(reader->ReadE<double>(reader->FindFE(std::to_string(i), 0)));
+    }
+    return !coefs->empty();
+  });
 }
 
 bool WriteCoefs(TKaXIniWriter* writer, const std::vector<double>& coefs) {
-  const unsigned long section = writer->BeginSection(CoefsSection);
-  if (section == 0) return false;
-  for (std::size_t i = 0; i < coefs.size(); ++i) {
-    if (!writer->WriteS<double>(std::to_string(i), coefs[i])) return false;
-  }
-  return writer->EndSection(section);
+  return WriteSection(writer, CoefsSection, [&] {
+    for (std::size_t i = 0; i < coefs.size(); ++i) {
+      if (!writer->WriteS<double>(std::to_string(i), coefs[i])) return false;
+    }
+    return true;
+  });
 }
 
 }  // namespace
@@ -199,11 +200,8 @@ bool TPolynome::WriteToTree(TStringTree* tree, int tag, std::string name) const 
 }
 
 bool TPolynome::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
   std::vector<double> coefs;
-  const bool read = ReadItems(reader, &coefs);
-  if (!reader->LeaveSection(section) || !read) return false;
+  if (!ReadSection(reader, key, [&] { return ReadItems(reader, &coefs); })) return false;
   coefs_ = std::move(coefs);
   return true;
 } catch (...) {
@@ -211,9 +209,8 @@ bool TPolynome::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
 }
 
 bool TPolynome::SaveToXML(TKaXIniWriter* writer, std::string key) const try {
-  const unsigned long section = writer->BeginSection(key);
-  if (section == 0) return false;
-  return writer->WriteS<int>(OrderKey, Order()) && WriteCoefs(writer, coefs_) && writer->EndSection(section);
+  return WriteSection(writer, key,
+                      [&] { return writer->WriteS<int>(OrderKey, Order()) && WriteCoefs(writer, coefs_); });
 } catch (...) {
   return false;
 }
@@ -225,10 +222,10 @@ void LinearSubstitution(TPolynome* p, double a, double b, TPolynome* result) {
     double binomial = 1.0;
     double sum = 0.0;
     for (std::size_t i = k; i < coefs.size(); ++i) {
-      sum += binomial * std::pow(b, static_cast<double>(i - k)) * coefs[i];
+      sum += binomial * rounded::pow(b, static_cast<double>(i - k)) * coefs[i];
       binomial = binomial * static_cast<double>(i + 1) / static_cast<double>(i + 1 - k);
     }
-    composed.push_back(std::pow(a, static_cast<double>(k)) * sum);
+    composed.push_back(rounded::pow(a, static_cast<double>(k)) * sum);
   }
   result->coefs_ = std::move(composed);
 }

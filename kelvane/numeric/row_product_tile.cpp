@@ -7,6 +7,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <cstring>
+
 #ifndef KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
 #define KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
 
@@ -14,13 +16,15 @@ namespace SatCommonUtils {
 
 namespace {
 
-using TPair = double __attribute__((vector_size(16), aligned(8), may_alias));
+using TPair = double __attribute__((vector_size(16)));
 
 inline TPair Swapped(TPair pair) { return __builtin_shufflevector(pair, pair, 1, 0); }
 
-template <class TPack>
-const TPack& PackAt(const double* source) {
-  return *reinterpret_cast<const TPack*>(source);
+/// From any address of a double.
+inline TPair PairAt(const double* source) {
+  TPair pair;
+  std::memcpy(&pair, source, sizeof pair);
+  return pair;
 }
 
 /// Adds the terms to four columns of a tile of sums. Two rows by two columns are held as the sums on the
@@ -41,10 +45,10 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* t
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair b = PackAt<TPair>(terms.Right[k] + column + 2 * j);
+      const TPair b = PairAt(terms.Right[k] + column + 2 * j);
       const TPair swapped = Swapped(b);
       for (std::size_t i = 0; i < Pairs; ++i) {
-        const TPair a = PackAt<TPair>(terms.Left[k] + 2 * i);
+        const TPair a = PairAt(terms.Left[k] + 2 * i);
         same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
         crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
       }

@@ -32,8 +32,9 @@ TElements Copied(const double* src, std::size_t n) {
 bool Parse(const std::string& text, TVector* v) {
   const std::size_t count = Split(text.c_str(), VectorDelimiters, nullptr, 0, false);
   if (count == 0) return false;
-  v->Reset(count);
-  Split(text.c_str(), VectorDelimiters, v->data, count, false);
+  TVector read(count);
+  Split(text.c_str(), VectorDelimiters, read.data, count, false);
+  *v = std::move(read);
   return true;
 }
 

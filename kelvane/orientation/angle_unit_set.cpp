@@ -8,6 +8,7 @@
 #include "kelvane/numeric/different_numbers.h"
 #include "kelvane/numeric/linear_solvers.h"
 #include "kelvane/numeric/polynomial_approximation.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/orientation/attitude_angles.h"
 
 namespace SatCommonUtils {
@@ -165,7 +166,7 @@ class TJointSystem {
   }
 
  private:
-  static double Power(double t, std::size_t k) { return std::pow(t, static_cast<double>(k)); }
+  static double Power(double t, std::size_t k) { return rounded::pow(t, static_cast<double>(k)); }
 
   std::size_t gamma_count_;
   std::size_t psi_count_;

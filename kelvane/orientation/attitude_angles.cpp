@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "kelvane/module/host/message.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/orientation/matrix_3x3.h"
 
 namespace SatCommonUtils {
@@ -33,12 +34,12 @@ void dAgamma_dgamma(TMatrix* M, double gamma) { Write(TTurn(gamma, 1).AboutY(), 
 void dApsi_dpsi(TMatrix* M, double psi) { Write(TTurn(psi, 1).AboutZ(), M); }
 
 void DirectionalCosMatrix(TMatrix* M, double nyu, double gamma, double psi) {
-  const double cn = std::cos(nyu);
-  const double sn = std::sin(nyu);
-  const double cg = std::cos(gamma);
-  const double sg = std::sin(gamma);
-  const double cp = std::cos(psi);
-  const double sp = std::sin(psi);
+  const double cn = rounded::cos(nyu);
+  const double sn = rounded::sin(nyu);
+  const double cg = rounded::cos(gamma);
+  const double sg = rounded::sin(gamma);
+  const double cp = rounded::cos(psi);
+  const double sp = rounded::sin(psi);
   Write({{{cp * cg - sp * sg * sn, cp * sg * sn + sp * cg, -sg * cn},
           {-sp * cn, cp * cn, sn},
           {sp * cg * sn + cp * sg, sp * sg - cp * cg * sn, cg * cn}}},
@@ -65,11 +66,11 @@ void DirectionalCosMatrixSecondDerivative(TMatrix* M, int i, int j, double psi, 
 
 double GetRadians(double s, double c) {
   if (std::fabs(s) >= std::fabs(c)) {
-    const double a = std::acos(c);
+    const double a = rounded::acos(c);
     return s >= 0.0 ? a : -a;
   }
-  if (c >= 0.0) return std::asin(s);
-  return (s >= 0.0 ? M_PI : -M_PI) - std::asin(s);
+  if (c >= 0.0) return rounded::asin(s);
+  return (s >= 0.0 ? M_PI : -M_PI) - rounded::asin(s);
 }
 
 double GetArranged_PI_PI(double a) {
@@ -99,7 +100,7 @@ double GetAnglesExt(TMatrix& R, double& nyu, double& gamma, double& psi) {
   const double sine = r(2, 1);
   if (sine >= 1.0 || sine <= -1.0) {
     gamma = psi = GetRadians(r(0, 2), r(0, 0));
-    nyu = sine > 1.0 ? M_PI_2 : sine < -1.0 ? -M_PI_2 : std::asin(sine);
+    nyu = sine > 1.0 ? M_PI_2 : sine < -1.0 ? -M_PI_2 : rounded::asin(sine);
     return sine > 0.0 ? 1.0 : -1.0;
   }
   const double sum = GetRadians((r(1, 0) + r(0, 2)) / (sine + 1.0), (r(0, 0) - r(1, 2)) / (sine + 1.0));
@@ -107,8 +108,8 @@ double GetAnglesExt(TMatrix& R, double& nyu, double& gamma, double& psi) {
       GetRadians((r(1, 0) - r(0, 2)) / (1.0 - sine), (r(0, 0) + r(1, 2)) / (1.0 - sine));
   psi = (sum + difference) / 2.0;
   gamma = (sum - difference) / 2.0;
-  const double sg = std::sin(gamma);
-  const double cg = std::cos(gamma);
+  const double sg = rounded::sin(gamma);
+  const double cg = rounded::cos(gamma);
   const double cosine = std::fabs(sg) > std::fabs(cg) ? -r(2, 0) / sg : r(2, 2) / cg;
   nyu = GetRadians(sine, cosine);
   return sine;
@@ -116,18 +117,18 @@ double GetAnglesExt(TMatrix& R, double& nyu, double& gamma, double& psi) {
 
 void GetAlphaOmegaKappa(const TMatrix& M, double* alpha, double* omega, double* kappa) {
   Require3x3(M);
-  *alpha = std::atan(-At(M, 2, 0) / At(M, 2, 2));
-  *omega = std::asin(-At(M, 2, 1));
-  *kappa = std::atan(At(M, 0, 1) / At(M, 1, 1));
+  *alpha = rounded::atan(-At(M, 2, 0) / At(M, 2, 2));
+  *omega = rounded::asin(-At(M, 2, 1));
+  *kappa = rounded::atan(At(M, 0, 1) / At(M, 1, 1));
 }
 
 void AlphaOmegaKappa2Matrix(const double& alpha, const double& omega, const double& kappa, TMatrix* M) {
-  const double sa = std::sin(alpha);
-  const double ca = std::cos(alpha);
-  const double so = std::sin(omega);
-  const double co = std::cos(omega);
-  const double sk = std::sin(kappa);
-  const double ck = std::cos(kappa);
+  const double sa = rounded::sin(alpha);
+  const double ca = rounded::cos(alpha);
+  const double so = rounded::sin(omega);
+  const double co = rounded::cos(omega);
+  const double sk = rounded::sin(kappa);
+  const double ck = rounded::cos(kappa);
   Write({{{ca * ck - sa * so * sk, co * sk, so * ca * sk + sa * ck},
           {-ca * sk - sa * so * ck, co * ck, so * ca * ck - sk * sa},
           {-sa * co, -so, ca * co}}},

@@ -9,6 +9,7 @@
 #include <cstddef>
 
 #include "kelvane/numeric/matrix.h"
+#include "kelvane/numeric/rounded.h"
 
 namespace SatCommonUtils {
 
@@ -65,8 +66,8 @@ inline T3x3 Product(const T3x3& a, const T3x3& b) {
 class TTurn {
  public:
   explicit TTurn(double angle, int order = 0) : axis_(order == 0 ? 1.0 : 0.0) {
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
+    const double c = rounded::cos(angle);
+    const double s = rounded::sin(angle);
     cos_ = order == 0 ? c : order == 1 ? -s : -c;
     sin_ = order == 0 ? s : order == 1 ? c : -s;
   }

@@ -5,6 +5,7 @@
 
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/orientation/matrix_3x3.h"
 
 namespace SatCommonUtils {
@@ -132,10 +133,10 @@ bool operator==(const double& d, const TQuaternion& q) { return q == d; }
 
 TQuaternion SLERP(const TQuaternion& a, const TQuaternion& b, const double& t) {
   // The cosine of the step is a truth value: 1 unless the product is zero.
-  const double theta = std::acos(a * b ? 1.0 : 0.0);
-  const double s = std::sin(theta);
+  const double theta = rounded::acos(a * b ? 1.0 : 0.0);
+  const double s = rounded::sin(theta);
   if (s == 0.0) return Blend(a, 1.0, b, 0.0);
-  return Blend(a, std::sin((1.0 - t) * theta) / s, b, std::sin(t * theta) / s);
+  return Blend(a, rounded::sin((1.0 - t) * theta) / s, b, rounded::sin(t * theta) / s);
 }
 
 TQuaternion InterpolateRotation(const TQuaternion& a, const TQuaternion& b, const double& t) {
@@ -145,9 +146,9 @@ TQuaternion InterpolateRotation(const TQuaternion& a, const TQuaternion& b, cons
   const TQuaternion chord = to - from;
   if (chord == 0.0) return from;
   // From the chords, for the arc cosine of the product would lose small angles.
-  const double theta = 2.0 * std::atan2(Polar(chord).Length, Polar(to + from).Length);
+  const double theta = 2.0 * rounded::atan2(Polar(chord).Length, Polar(to + from).Length);
   const TQuaternion across = Polar(chord - from * Dot(from, chord)).Direction;
-  return Blend(from, std::cos(t * theta), across, std::sin(t * theta));
+  return Blend(from, rounded::cos(t * theta), across, rounded::sin(t * theta));
 }
 
 }  // namespace SatCommonUtils

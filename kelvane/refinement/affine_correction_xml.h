@@ -22,9 +22,15 @@ bool ReadDirections(TKaXIniReader* reader, TAffineCorrections* corrections) {
   const auto read = [&] { return record.InitializeFromXML(reader); };
   if (!ReadSection(reader, RawToRefinedSection, read)) return false;
   corrections->RawToRefined = record;
-  if (!ReadSection(reader, RefinedToRawSection, read)) return corrections->CalculateRefinedToRaw();
-  corrections->RefinedToRaw = record;
-  return true;
+  try {
+    if (ReadSection(reader, RefinedToRawSection, read)) {
+      corrections->RefinedToRaw = record;
+      return true;
+    }
+  } catch (...) {
+    // As what cannot be read.
+  }
+  return corrections->CalculateRefinedToRaw();
 }
 
 /// Writes both; false at the first failure.

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "kelvane/geometry/longitude.h"
+#include "kelvane/numeric/rounded.h"
 
 namespace SatCommonUtils {
 
@@ -46,10 +47,10 @@ bool CalculateGroundSampleDistance(const TRPC& model, TGroundSampleDistance* dis
   double line_by[3];
   double sample_by[3];
   model.CalculateLineSample(lat, lon, data.HeightOffset, &line, &sample, line_by, sample_by);
-  const double sine = std::sin(lat * RadiansPerDegree);
+  const double sine = rounded::sin(lat * RadiansPerDegree);
   const double w = std::sqrt(1.0 - Wgs84EccentricitySquared * sine * sine);
   const double meridian_radius = Wgs84SemiMajorAxis * (1.0 - Wgs84EccentricitySquared) / (w * w * w);
-  const double parallel_radius = Wgs84SemiMajorAxis / w * std::cos(lat * RadiansPerDegree);
+  const double parallel_radius = Wgs84SemiMajorAxis / w * rounded::cos(lat * RadiansPerDegree);
   // Metres per degree.
   const double north = meridian_radius * RadiansPerDegree;
   const double east = parallel_radius * RadiansPerDegree;

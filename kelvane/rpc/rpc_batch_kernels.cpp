@@ -13,7 +13,7 @@
 // Steps are compiled in one piece, so that sums stay in registers; under sanitizers, whose checks grow with
 // it, that would take minutes.
 #undef KELVANE_FLATTEN
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef KELVANE_SANITIZED
 #define KELVANE_FLATTEN
 #else
 #define KELVANE_FLATTEN [[gnu::flatten]]

@@ -8,6 +8,7 @@
 
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/module/ini_sections.h"
 #include "kelvane/module/problem.h"
 #include "kelvane/rpc/rpc_data_keys.h"
 
@@ -24,10 +25,13 @@ bool ReadCoefficients(TKaXIniReader* reader, const TRPCDataCoefficients& set, TR
   if (section == 0 && set.OtherName != nullptr) section = reader->EnterSectionS(set.OtherName);
   if (section == 0) return Fail(problem, std::string("no section \"") + set.Name + "\"");
   double* const values = data->*set.Values;
-  for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
-    values[k] = reader->ReadE<double>(reader->FindFE(CoefficientKey(k), 0));
-  }
-  return reader->LeaveSection(section) ||
+  const auto read = [&] {
+    for (std::size_t k = 0; k < TRPCData::CoefficientCount; ++k) {
+      values[k] = reader->ReadE<double>(reader->FindFE(CoefficientKey(k), 0));
+    }
+    return true;
+  };
+  return ReadEnteredSection(reader, section, read) ||
          Fail(problem, std::string("the section \"") + set.Name + "\" cannot be left");
 }
 

@@ -8,6 +8,7 @@
 
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/linear_solvers.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/row_solvers.h"
 #include "kelvane/rpc/beside.h"
 #include "kelvane/rpc/estimation_normalization.h"
@@ -208,7 +209,7 @@ double LeastEigenvalue(const double (&a)[3][3]) {
                              a[0][1] * (a[0][1] * d[2] - a[1][2] * a[0][2]) +
                              a[0][2] * (a[0][1] * a[1][2] - d[1] * a[0][2]);
   const double cosine = std::clamp(determinant / (2.0 * p * p * p), -1.0, 1.0);
-  return mean + 2.0 * p * std::cos(std::acos(cosine) / 3.0 + ThirdOfTurn);
+  return mean + 2.0 * p * rounded::cos(rounded::acos(cosine) / 3.0 + ThirdOfTurn);
 }
 
 /// Moves both functions together until neither moves any more.

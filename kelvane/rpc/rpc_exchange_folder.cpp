@@ -1,7 +1,12 @@
 /// The set of models as files: what it takes from a folder, and what it leaves there.
+#include <dirent.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -25,20 +30,35 @@ constexpr char RPBSuffix[] = ".RPB";
 constexpr char TextSuffix[] = ".TXT";
 constexpr char ModelMark[] = "_RPC";
 
-std::string SuffixOf(const fs::path& path) { return toupper(path.extension().string()); }
+std::string SuffixOf(const std::string& file) { return toupper(fs::path(file).extension().string()); }
 
-/// The model files of a folder, sorted. Throws `std::filesystem::filesystem_error`.
-std::vector<fs::path> ModelFiles(const std::string& folder) {
-  std::vector<fs::path> files;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    const std::string suffix = SuffixOf(entry.path());
+std::string PathIn(const std::string& folder, const std::string& file) {
+  return folder.empty() || folder.back() == '/' ? folder + file : folder + '/' + file;
+}
+
+[[noreturn]] void RefuseFolder(int error) {
+  throw std::runtime_error("the folder cannot be listed: " + std::generic_category().message(error));
+}
+
+/// The names of the model files of a folder, sorted. (Where there is no memory, a directory_iterator ends the
+/// process, and putting a path together leaves a broken one.)
+std::vector<std::string> ModelFiles(const std::string& folder) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
+  if (entries == nullptr) RefuseFolder(errno);
+  std::vector<std::string> files;
+  while (true) {
+    errno = 0;
+    const dirent* const entry = ::readdir(entries.get());  // NOLINT(concurrency-mt-unsafe): our own stream
+    if (entry == nullptr) break;
+    const std::string file = entry->d_name;
+    const std::string suffix = SuffixOf(file);
     std::error_code ignored;
-    if ((suffix == RPBSuffix || suffix == TextSuffix) && entry.is_regular_file(ignored)) {
-      files.push_back(entry.path());
+    if ((suffix == RPBSuffix || suffix == TextSuffix) && fs::is_regular_file(PathIn(folder, file), ignored)) {
+      files.push_back(file);
     }
   }
-  std::sort(files.begin(), files.end(),
-            [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
+  if (errno != 0) RefuseFolder(errno);
+  std::sort(files.begin(), files.end());
   return files;
 }
 
@@ -51,11 +71,11 @@ bool Read(TE_RPCFileForm form, const var_a<TKaStream*>& stream, TRPCExchangeMode
 
 /// Reads a file through `read(stream, model, problem)` and adds what it holds.
 template <class Reader>
-bool AddFile(TCipherRPCImpExpDataset* set, const fs::path& path, Reader read, std::string* problem) try {
+bool AddFile(TCipherRPCImpExpDataset* set, const std::string& path, Reader read, std::string* problem) try {
   TRPCExchangeModel model;
-  model.Name = RPCModelName(path.string());
-  model.File = path.filename().string();
-  const var_a<TKaStream*> file = new_a<TKaFileStream>(TKaPath(path.string()), kaOpenRead, kaShareAll);
+  model.Name = RPCModelName(path);
+  model.File = fs::path(path).filename().string();
+  const var_a<TKaStream*> file = new_a<TKaFileStream>(TKaPath(path), kaOpenRead, kaShareAll);
   return read(file, &model, problem) && set->Add(std::move(model), problem);
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
@@ -93,7 +113,10 @@ std::string FileText(const TRPCExchangeModel& model, TE_RPCFileForm form) {
 /// The name of each model's file. Throws when two of them are one, or when the folder is none.
 std::vector<std::string> FileNames(const std::vector<TRPCExchangeModel>& models, const std::string& folder,
                                    TE_RPCFileForm form) {
-  const fs::file_status status = fs::status(folder);
+  std::error_code failure;
+  const fs::file_status status = fs::status(folder, failure);
+  if (status.type() == fs::file_type::none)
+    throw std::runtime_error("the files cannot be written: " + failure.message());
   if (!fs::is_directory(status))
     throw std::runtime_error(fs::exists(status) ? "is no folder" : "no such folder");
   std::vector<std::string> names;
@@ -113,8 +136,7 @@ void TakePlaces(std::vector<TFileReplacement>* files, TE_FilePlace place) {
   try {
     for (; taken < files->size(); ++taken) (*files)[taken].TakePlace();
   } catch (...) {
-    std::error_code ignored;
-    while (place == TE_FilePlace::Free && taken > 0) fs::remove((*files)[--taken].Path(), ignored);
+    while (place == TE_FilePlace::Free && taken > 0) std::remove((*files)[--taken].Path().c_str());
     throw;
   }
 }
@@ -150,19 +172,17 @@ bool TCipherRPCImpExpDataset::ImportVendorXmlFile(const std::string& path, std::
 
 bool TCipherRPCImpExpDataset::ImportFolder(const std::string& folder, std::vector<TRPCFileProblem>* problems,
                                            std::string* problem) try {
-  for (const fs::path& path : ModelFiles(folder)) {
-    const TE_RPCFileForm form = SuffixOf(path) == RPBSuffix ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
+  for (const std::string& name : ModelFiles(folder)) {
+    const TE_RPCFileForm form = SuffixOf(name) == RPBSuffix ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
     const auto read = [form](const var_a<TKaStream*>& file, TRPCExchangeModel* model, std::string* why) {
       return Read(form, file, model, why);
     };
     std::string why;
-    if (!AddFile(this, path, read, &why) && problems != nullptr) {
-      problems->push_back({path.filename().string(), why});
+    if (!AddFile(this, PathIn(folder, name), read, &why) && problems != nullptr) {
+      problems->push_back({name, why});
     }
   }
   return true;
-} catch (const fs::filesystem_error& failure) {
-  return Fail(problem, "the folder cannot be listed: " + failure.code().message());
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
 }
@@ -173,15 +193,13 @@ bool TCipherRPCImpExpDataset::ExportToFolder(const std::string& folder, TE_RPCFi
   std::vector<TFileReplacement> files;
   for (std::size_t i = 0; i < models_.size(); ++i) {
     try {
-      files.emplace_back((fs::path(folder) / names[i]).string(), FileText(models_[i], form), place);
+      files.emplace_back(PathIn(folder, names[i]), FileText(models_[i], form), place);
     } catch (const std::runtime_error& failure) {
       throw std::runtime_error("model \"" + models_[i].Name + "\": " + failure.what());
     }
   }
   TakePlaces(&files, place);
   return true;
-} catch (const fs::filesystem_error& failure) {
-  return Fail(problem, "the files cannot be written: " + failure.code().message());
 } catch (const std::exception& failure) {
   return Fail(problem, failure.what());
 }

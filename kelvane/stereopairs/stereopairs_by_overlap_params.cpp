@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "kelvane/module/host/ini.h"
+#include "kelvane/module/ini_sections.h"
 
 namespace StereopairsByOverlap {
 
@@ -200,10 +201,7 @@ bool TStereopairsByOverlapParams::InitializeFromXML(TKaXIniReader* reader) {
 }
 
 bool TStereopairsByOverlapParams::InitializeFromXML(TKaXIniReader* reader, const std::string& key) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = InitializeFromXML(reader);
-  return reader->LeaveSection(section) && read;
+  return SatCommonUtils::ReadSection(reader, key, [&] { return InitializeFromXML(reader); });
 } catch (...) {
   return false;
 }

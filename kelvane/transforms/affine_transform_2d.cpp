@@ -62,8 +62,8 @@ bool T2DAffineTransform::InitializeFromXML(TKaXIniReader* reader) try {
   if (!SatCommonUtils::InitializeFromXML(reader, DirectSection, &direct_)) return false;
   const unsigned long section = reader->EnterSectionS(InverseSection);
   if (section == 0) return Invert2DAffineParams(direct_, &inverse_);
-  const bool read = SatCommonUtils::InitializeFromXML(reader, &inverse_);
-  return reader->LeaveSection(section) && read;
+  return ReadEnteredSection(reader, section,
+                            [&] { return SatCommonUtils::InitializeFromXML(reader, &inverse_); });
 } catch (...) {
   return false;
 }
@@ -74,9 +74,11 @@ bool T2DAffineTransform::InitializeFromXML(TKaXIniReader* reader, std::string ke
   return false;
 }
 
-bool T2DAffineTransform::SaveToXML(TKaXIniWriter* writer) const {
+bool T2DAffineTransform::SaveToXML(TKaXIniWriter* writer) const try {
   return SatCommonUtils::SaveToXML(direct_, writer, DirectSection) &&
          SatCommonUtils::SaveToXML(inverse_, writer, InverseSection);
+} catch (...) {
+  return false;
 }
 
 bool T2DAffineTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const try {

@@ -7,6 +7,8 @@
 #include "kelvane/geometry/principal_axes.h"
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/message.h"
+#include "kelvane/module/ini_sections.h"
+#include "kelvane/numeric/rounded.h"
 #include "kelvane/numeric/symmetric_eigen.h"
 #include "kelvane/orientation/quaternion.h"
 #include "kelvane/orientation/rzyx_rotation.h"
@@ -59,11 +61,11 @@ TRotation operator*(const TRotation& a, const TRotation& b) {
 /// Arc sines tell an angle near ±pi/2 to 2e-8 only, and near the pole of Beta no choice of Alpha is exact:
 /// each angle is found by its arc tangent in what the ones before it leave, so that they make up for it.
 void SetAngles(const TRotation& R, T7Params* params) {
-  params->Alpha = std::atan2(-R[1].Z, R[2].Z);
-  const double c = std::cos(params->Alpha);
-  const double s = std::sin(params->Alpha);
-  params->Beta = std::atan2(R[0].Z, c * R[2].Z - s * R[1].Z);
-  params->Gamma = std::atan2(c * R[1].X + s * R[2].X, c * R[1].Y + s * R[2].Y);
+  params->Alpha = rounded::atan2(-R[1].Z, R[2].Z);
+  const double c = rounded::cos(params->Alpha);
+  const double s = rounded::sin(params->Alpha);
+  params->Beta = rounded::atan2(R[0].Z, c * R[2].Z - s * R[1].Z);
+  params->Gamma = rounded::atan2(c * R[1].X + s * R[2].X, c * R[1].Y + s * R[2].Y);
 }
 
 T3DPoint ShiftOf(const T7Params& params) { return {params.ShiftX, params.ShiftY, params.ShiftZ}; }
@@ -128,9 +130,7 @@ std::size_t Farthest(const TPairs& points, double (*distance)(const T3DPoint&, c
 
 bool InitializeFromXML(TKaXIniReader* reader, T7Params* params) try {
   T7Params read;
-  for (const TField& field : Fields) {
-    read.*field.Value = reader->ReadE<double>(reader->FindFE(field.Key, 0));
-  }
+  ReadNumbersE(reader, Fields, &read);
   *params = read;
   return true;
 } catch (...) {
@@ -138,18 +138,13 @@ bool InitializeFromXML(TKaXIniReader* reader, T7Params* params) try {
 }
 
 bool InitializeFromXML(TKaXIniReader* reader, std::string key, T7Params* params) try {
-  const unsigned long section = reader->EnterSectionS(key);
-  if (section == 0) return false;
-  const bool read = InitializeFromXML(reader, params);
-  return reader->LeaveSection(section) && read;
+  return ReadSection(reader, key, [&] { return InitializeFromXML(reader, params); });
 } catch (...) {
   return false;
 }
 
 bool SaveToXML(const T7Params& params, TKaXIniWriter* writer) try {
-  return std::all_of(std::begin(Fields), std::end(Fields), [&](const TField& field) {
-    return writer->WriteS<double>(field.Key, params.*field.Value);
-  });
+  return WriteNumbers(writer, Fields, params);
 } catch (...) {
   return false;
 }
@@ -243,10 +238,11 @@ T7ParamsTransform::T7ParamsTransform(TKaXIniReader* src, std::string key) {
 }
 
 bool T7ParamsTransform::Initialize(const T7Params& src) {
-  const T7Params direct = src;
-  if (!Invert7Params(direct, &inverse_)) return false;
-  params_ = direct;
-  rotation_ = RotationOf(params_);
+  T7Params inverse;
+  if (!Invert7Params(src, &inverse)) return false;
+  rotation_ = RotationOf(src);
+  params_ = src;
+  inverse_ = inverse;
   return true;
 }
 
@@ -275,22 +271,28 @@ double T7ParamsTransform::GetResiduals(const std::vector<T7ParamsSourceDataItem>
   return std::sqrt(squares / (3.0 * static_cast<double>(points.size())));
 }
 
-bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader) {
+bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader) try {
   T7Params read;
   return SatCommonUtils::InitializeFromXML(reader, &read) && Initialize(read);
+} catch (...) {
+  return false;
 }
 
-bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader, std::string key) {
+bool T7ParamsTransform::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
   T7Params read;
   return SatCommonUtils::InitializeFromXML(reader, key, &read) && Initialize(read);
+} catch (...) {
+  return false;
 }
 
 bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer) const {
   return SatCommonUtils::SaveToXML(params_, writer);
 }
 
-bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const {
+bool T7ParamsTransform::SaveToXML(TKaXIniWriter* writer, std::string key) const try {
   return SatCommonUtils::SaveToXML(params_, writer, key);
+} catch (...) {
+  return false;
 }
 
 }  // namespace SatCommonUtils

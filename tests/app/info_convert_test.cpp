@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/support/program.h"
+#include "tests/support/vendor_xml.h"
 
 namespace {
 
@@ -66,12 +67,20 @@ TEST(Info, RecognisesModelsByWhatTheyHold) {
   EXPECT_EQ(Info(folder.Path("gone.tif"))["format"], "xml");
 }
 
+/// A quarter of a million times the same.
+std::string Repeated(const std::string& text) {
+  std::string repeated;
+  for (int i = 0; i < 250000; ++i) repeated += text;
+  return repeated;
+}
+
 TEST(Info, SaysWhatIsMissing) {
   const test::ScratchFolder folder;
   const std::string rpb = test::FileText(SamplePath("worldview3.RPB"));
   const std::string xml = test::FileText(SamplePath("pleiades_1.xml"));
   ASSERT_EQ(RunKelvane({"convert", SamplePath("worldview3.RPB"), folder.Path("good.txt")}).status, 0);
   const std::string text = test::FileText(folder.Path("good.txt"));
+  const std::string isd = test::IsdText(test::SampleRecord("worldview3.RPB"));
   const std::pair<std::string, const char*> cases[] = {
       {"", "the file is empty"},
       {"hello\n", "not XML"},
@@ -79,7 +88,13 @@ TEST(Info, SaysWhatIsMissing) {
       {std::string("\0\1\n", 3) + text, "not RPC text"},
       {Replaced(text, "E-03", "D-03"), "LINE_NUM_COEFF_1: \"-6.181087000000000D-03\" is no number"},
       {Replaced(text, "+000812.00", "1,812.00"), "LINE_OFF: \"1,812.00\" is no number"},
-      {text + std::string(std::size_t{4} << 20, '\n'), "larger than 4 MiB"},
+      {text + std::string((std::size_t{4} << 20) - text.size() + 1, '\n'), "larger than 4 MiB"},
+      {isd + std::string((std::size_t{64} << 20) - isd.size() + 1, '\n'), "larger than 64 MiB"},
+      {"<isd>" + Repeated("<a>") + Repeated("</a>") + "</isd>", "elements are nested too deeply"},
+      {"<isd>" + Repeated("<a>") + Repeated("<a>"), "Start-end tags mismatch"},
+      {Repeated("BEGIN_GROUP=a\n"), "groups are nested too deeply"},
+      {"lineOffset=" + Repeated("("), "lists are nested too deeply"},
+      {"LINE_OFF: " + Repeated("1"), "no number for HEIGHT_OFF"},
       {xml.substr(0, xml.size() / 2), "read as xml"},
       {Replaced(xml, "\"LatitudeScale\"", "\"x\""), "LatitudeScale"},
       {rpb.substr(0, rpb.size() / 2), "read as rpb"},
@@ -92,9 +107,13 @@ TEST(Info, SaysWhatIsMissing) {
     EXPECT_TRUE(Contains(outcome.err, why));
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
   }
+  const std::string largest = text + std::string((std::size_t{4} << 20) - text.size(), '\n');
+  EXPECT_EQ(Info(folder.Write("model", largest))["format"], "text");
   // What can be used all the same is remarked.
   const std::string remarked[][2] = {
       {text + "LINE_OFF: 5\r\n", "LINE_OFF stands more than once"},
+      {text + "LINE_NUM_COEFF_21: 5\r\nLINE_NUM_COEFF_21: 5\r\nLINE_NUM_COEFF_20: 5\r\n",
+       "LINE_NUM_COEFF_20 stands more than once"},
       {Replaced(rpb, "\tlatScale", "\tlatOffset = 1;\n\tlatScale"), "\"latOffset\" stands more than once"},
       {text.substr(0, text.size() - 3), "the last line has no end"},
       {Replaced(rpb, "errBias =    1.49", "errBias = high"), "errBias is no number"}};
@@ -103,6 +122,7 @@ TEST(Info, SaysWhatIsMissing) {
     const Outcome told = RunKelvane({"info", model});
     EXPECT_EQ(told.status, 0) << what;
     EXPECT_TRUE(Contains(told.err, what));
+    EXPECT_EQ(told.err.find('\n'), told.err.size() - 1) << told.err;
     EXPECT_EQ(RunKelvane({"info", model, "--quiet"}).err, "");
   }
   EXPECT_FALSE(Contains(RunKelvane({"info", folder.Path("model")}).out, "errBias")) << "of the last one";

@@ -112,7 +112,10 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
       {{"project", Model, "--height", "high"}, "\"high\" is no height"},
       {{"project", Model, "--height", "nan"}, "\"nan\" is no height"},
       {{"project", Model, "--origin", "middle"}, "middle"},
-      {{"project", Model, "--threads", "0"}, "--threads"},
+      {{"project", Model, "--threads", "0"}, "--threads: Value 0 not in range 1 to 1024"},
+      {{"project", Model, "--threads", "-1"}, "not in range"},
+      {{"project", Model, "--threads", "1025"}, "not in range"},
+      {{"project", Model, "--threads", "99999999999999999999"}, "not in range"},
       {{"project"}, "MODEL"},
       {{}, "subcommand"},
       {{"rotate", Model},
@@ -131,9 +134,11 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   expect_unusable(RunKelvane({"project", Model}, full), "No space left on device");
   expect_unusable(RunKelvane({"info", Model}, full), "No space left on device");
   expect_unusable(RunKelvane({"--help"}, full), "No space left on device");
-  const std::string endless(std::size_t{17} << 20, ' ');
+  std::string line = "41.8791 12.5798 95";
+  line.resize((std::size_t{16} << 20) - 1, ' ');
+  EXPECT_EQ(Project(line).out, Centre + "\n");
   for (const char* threads : {"1", "100"})
-    expect_unusable(Project(endless, {"--threads", threads}), "a line of 16 MiB or more");
+    expect_unusable(Project(line + " ", {"--threads", threads}), "a line of 16 MiB or more");
 }
 
 /// So many points at the scene's centre.
@@ -165,17 +170,20 @@ TEST(Project, AnswersAreDueBeforeTheNextLineIsThere) {
   }
 }
 
-TEST(Project, InstructionsCanBeForced) {
-  const auto project_with = [](const char* instructions) {
-    ::setenv("KELVANE_SIMD", instructions, 1);
+TEST(Project, TheEnvironmentForcesInstructionsAndAsksForThreads) {
+  const auto project_with = [](const char* variable, const char* value) {
+    ::setenv(variable, value, 1);
     const Outcome outcome = Project("41.8791 12.5798 95");
-    ::unsetenv("KELVANE_SIMD");
+    ::unsetenv(variable);
     return outcome;
   };
   for (const std::string& target : SatCommonUtils::SimdTargets()) {
-    EXPECT_EQ(project_with(target.c_str()).out, Centre + "\n") << target;
+    EXPECT_EQ(project_with("KELVANE_SIMD", target.c_str()).out, Centre + "\n") << target;
   }
-  const Outcome unknown = project_with("abacus");
+  for (const char* threads : {"0", "-1", "many", "1000000", "99999999999999999999"}) {
+    EXPECT_EQ(project_with("KELVANE_THREADS", threads).out, Centre + "\n") << threads;
+  }
+  const Outcome unknown = project_with("KELVANE_SIMD", "abacus");
   EXPECT_EQ(unknown.status, 2);
   EXPECT_TRUE(Contains(unknown.err, "KELVANE_SIMD=abacus")) << unknown.err;
 }

@@ -27,6 +27,23 @@ std::string Text(std::string text) {
   return text;
 }
 
+/// A text with blanks behind it.
+class TPaddedText : public TKaStringStream {
+ public:
+  TPaddedText(const std::string& text, std::size_t size)
+      : TKaStringStream(text), blanks_(size - text.size()) {}
+  std::size_t Read(void* destination, std::size_t size) override {
+    const std::size_t taken = TKaStringStream::Read(destination, size);
+    const std::size_t padding = std::min(size - taken, blanks_);
+    std::memset(static_cast<char*>(destination) + taken, ' ', padding);
+    blanks_ -= padding;
+    return taken + padding;
+  }
+
+ private:
+  std::size_t blanks_;
+};
+
 /// What a command prints.
 std::string Output(const std::string& command) {
   FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
@@ -231,8 +248,17 @@ TEST(PolygonMif, WhatIsWrongIsSaidWithItsLine) {
     EXPECT_EQ(problem, Text(c.problem));
     EXPECT_EQ(layer.Version, 7);
   }
-  TPolygon polygon({{1, 2}});
+  // As long as may be, and a byte more.
+  TMIFLayer layer;
   std::string problem;
+  constexpr std::size_t Most = std::size_t{1} << 28;
+  TPaddedText longest("Data\nSquare 1\n", Most);
+  EXPECT_FALSE(ReadMIF(&longest, nullptr, &layer, &problem));
+  EXPECT_EQ(problem, "MIF: line 2: \"SQUARE\" does not belong here");
+  TPaddedText longer("", Most + 1);
+  EXPECT_FALSE(ReadMIF(&longer, nullptr, &layer, &problem));
+  EXPECT_EQ(problem, "MIF: it holds more than 256 MiB");
+  TPolygon polygon({{1, 2}});
   for (const char* path : {"/dev/zero", "/dev/null", "/nowhere/x.mif", "/tmp"}) {
     EXPECT_FALSE(polygon.InitializeFromMIF(path, nullptr, &problem)) << path;
     EXPECT_FALSE(std::exchange(problem, "").empty());
@@ -259,6 +285,8 @@ TEST(PolygonMif, WhatWouldNotBeReadBackIsNotWritten) {
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 0; }), "there is no such version");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Version = 1000001; }), "there is no such version");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Delimiter = '"'; }), "the delimiter" + misplaced);
+  EXPECT_EQ(spoil([](TMIFLayer* l) { l->Columns[0].Type = " Integer"; }),
+            "a column's type is empty or has white space around it");
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->CoordSys = "a\nData"; }), "the CoordSys clause" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Columns[0].Name = "a b"; }), "a column's name" + misplaced);
   EXPECT_EQ(spoil([](TMIFLayer* l) { l->Regions[0].Values[1] = "a\rb"; }), "a value" + misplaced);

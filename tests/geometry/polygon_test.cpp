@@ -18,16 +18,6 @@ TEST(Polygon, EnclosesSomethingFromThreeVerticesOn) {
   EXPECT_FALSE(TPolygon({{0.0, 0.0}, {1.0, 1.0}}));
 }
 
-TEST(Polygon, AVertexThatIsNoPointFailsTheRead) {
-  const std::string xml = test::SavedXml([](TKaXIniWriter* writer) {
-    return writer->WritePoint("Vertex", {1.0, 2.0}) && writer->WriteS<double>("Vertex", 3.0);
-  });
-  TKaXIniStreamReader reader = test::XmlReader(xml);
-  TPolygon polygon({{9.0, 9.0}});
-  EXPECT_FALSE(polygon.InitializeFromXML(&reader));
-  EXPECT_EQ(polygon.VertexCount(), 1U);
-}
-
 TEST(Polygon, AreaAndItsSignAreExactWhereItCounts) {
   const double far = 5e6;
   const struct {

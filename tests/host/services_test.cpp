@@ -57,6 +57,8 @@ TEST(Transforms, BaseMapsArraysInPlaceWhateverTheSteps) {
     shift.GetInverseTraCoordM(points.data(), 4, to_step, points.data(), from_step);
     for (unsigned i = 0; i < 4; ++i) EXPECT_EQ(points[i * from_step].x, 10 * i);
   }
+  EXPECT_EQ(shift.GetTransformFlags(), TKa2DTransform::HasDirect | TKa2DTransform::HasInverse);
+  EXPECT_FALSE(shift.GetMatrix(nullptr) || shift.GetInverseMatrix(nullptr));
   xy_d to;
   EXPECT_TRUE(shift.GetTraCoordB({1, 2}, to));
   EXPECT_EQ(to.x, 2.0);

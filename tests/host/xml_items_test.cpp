@@ -94,7 +94,32 @@ TEST(XmlItems, NestingIsLimitedBothWays) {
   ASSERT_TRUE(WriteXml(&stream, root.get()));
   EXPECT_EQ(Shape(*Parsed(stream.Text())), Shape(*root));
   EXPECT_FALSE(Writes(root)) << "inside one more";
+  // What is held elsewhere, too, keeps its children.
+  const var_a<TKaXmlTagItem*> shared = root;
+  for (int depth = 0; depth < 1000000; ++depth) {
+    const auto outer = new_a<TKaXmlTagItem>("a");
+    outer->Items.push_back(root);
+    root = outer;
+  }
+  EXPECT_FALSE(WriteXml(&stream, root.get()));
+  root.reset();
+  EXPECT_EQ(Shape(*Parsed(stream.Text())), Shape(*shared));
   EXPECT_TRUE(Contains(ParsingError(Repeated("<a>\n", 259) + Repeated("</a>", 259)), "line 259: "));
+}
+
+TEST(XmlItems, TagsAndAttributesAreCounted) {
+  const auto text = [](std::size_t marks) { return "<a>" + std::string(marks - 2, '=') + "</a>"; };
+  constexpr std::size_t Most = std::size_t{1} << 22;
+  EXPECT_EQ(Parsed(text(Most))->Items.get_text().size(), Most - 2);
+  EXPECT_EQ(ParsingError(text(Most + 1)), "more than 4194304 tags and attributes");
+  const auto open = [](const std::string& xml) {
+    const TKaXIniStreamReader reader(StreamOf(xml), true, nullptr);
+  };
+  const auto configuration = [](std::size_t marks) {
+    return "<configuration>" + std::string(marks - 2, '=') + "</configuration>";
+  };
+  EXPECT_EQ(MessageOf([&] { open(configuration(4 * Most)); }), "");
+  EXPECT_EQ(MessageOf([&] { open(configuration(4 * Most + 1)); }), "more than 16777216 tags and attributes");
 }
 
 TEST(XmlItems, ErrorsAndCancelling) {

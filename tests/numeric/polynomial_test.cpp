@@ -120,18 +120,9 @@ TEST(Polynome, LivesInATree) {
   EXPECT_TRUE(None().WriteToTree(&full, 9, ""));
 }
 
-TEST(Polynome, XmlAndEveryFailureToReadIt) {
-  const TPolynome p = Of({0.1, -2, 1e300});
-  const std::string xml = test::XmlOf(p, "P");
+TEST(Polynome, AnOrderThatTheCoefficientsBelieIsRefused) {
+  const std::string xml = test::XmlOf(Of({0.1, -2, 1e300}), "P");
   TPolynome read(0, nullptr);
-  EXPECT_FALSE(test::ReadXml(xml, &read, "Q"));
-  const int operations = test::FailEachRead(xml, [&](test::FailingReader* reader, int failing) {
-    TPolynome kept = Of({5});
-    const bool done = kept.InitializeFromXML(reader, "P");
-    EXPECT_EQ(done, reader->NeverFailed()) << failing;
-    EXPECT_EQ(kept, done ? p : Of({5})) << failing;
-  });
-  EXPECT_GT(operations, 7);
   for (const char* order : {"-1", "2000000000"}) {
     const std::string other =
         test::Replaced(xml, "\"PolynomeOrder\">2", std::string("\"PolynomeOrder\">") + order);

@@ -25,6 +25,7 @@ TEST(Quaternion, IsMadeComparedAndPrinted) {
   EXPECT_TRUE((!q) == TQuaternion(1.0, -2.0, -3.0, -4.0) && -q == TQuaternion(-1.0, -2.0, -3.0, -4.0));
   q = TVector(1.0, 2.0, 3.0);
   EXPECT_TRUE(q == TVector(1.0, 2.0, 3.0) && TVector(1.0, 2.0, 3.0) == q);
+  EXPECT_TRUE(1.0 == TQuaternion(1.0, 0.0, 0.0, 0.0) && !(1.0 == q));
   for (int i = 0; i < 4; ++i) {
     TQuaternion other = q;
     EXPECT_EQ(other[i]++, i);

@@ -149,6 +149,12 @@ TEST(Refinement, IsUsableOnceItWasRead) {
   ASSERT_TRUE(ReadXml(xml, &read) && read);
   EXPECT_FALSE(read.GetRefinementData(nullptr));
   EXPECT_EQ(XmlOf(*read.GetRefinementData()), XmlOf(Skewed));
+  ASSERT_TRUE(read.GetRefinementData(&data));
+  EXPECT_EQ(XmlOf(data), XmlOf(Skewed));
+  read.GetRefinedToRawCoefs(&data);
+  EXPECT_FALSE(data.IsUnity() || read.IsUnity());
+  data.InitializeUnity();
+  EXPECT_TRUE(data.IsUnity() && Skewed.CreateCopyE()->GetType().Value == TRPCRefinementType::Affine);
   // A copy has the coefficients of what was read, and nothing of what was built.
   const TRPCRefinementAffine copy(read);
   EXPECT_FALSE(copy);
@@ -170,10 +176,7 @@ TEST(Refinement, ReadsByItsKindAndDerivesAMissingInverse) {
       {xml, xml, true},
       {WithoutKind(xml), xml, false},
       {OfKind(xml, "0"), unset, false},
-      {test::Replaced(xml, "RefinedToRaw", "Other"), derived, true},
       {test::Replaced(xml, "\"LineBias\">1<", "\"LineBias\">one<"), derived, true},
-      {test::Replaced(xml, "RawToRefined", "Other"), unset, false},
-      {test::Replaced(xml, "LineTilt", "Other"), unset, false},
       {XmlOf(flat), XmlOf(flat), true},
       {test::Replaced(XmlOf(flat), "RefinedToRaw", "Other"), unset, false},
   };
@@ -216,6 +219,12 @@ TEST(Refinement, FactoriesThrowOrReturnNothing) {
   EXPECT_FALSE(*CreateRefinementE(Type(2)));
   EXPECT_TRUE(CreateRefinementN(Skewed));
   EXPECT_FALSE(*CreateRefinementCopyE(TRPCRefinementAffine()));
+  EXPECT_TRUE(CreateRefinementCopyN(TRPCRefinementAffine()));
+  const std::string xml = XmlOf(TRPCRefinementAffine(Skewed));
+  TKaXIniStreamReader reader = test::XmlReader(xml);
+  EXPECT_EQ(XmlOf(*CreateRefinementFromXMLE(&reader)), xml);
+  TKaXIniStreamReader data_reader = test::XmlReader(XmlOf(Skewed));
+  EXPECT_EQ(XmlOf(*CreateRefinementDataFromXMLE(&data_reader)), XmlOf(Skewed));
 }
 
 }  // namespace

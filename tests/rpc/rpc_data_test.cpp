@@ -80,26 +80,4 @@ TEST(RpcDataXml, FormerNumeratorNamesAreRead) {
   EXPECT_NE(problem.find("LineDenom"), std::string::npos) << problem;
 }
 
-TEST(RpcDataXml, FailedReadKeepsWhatItRead) {
-  const std::string xml = Replaced(test::XmlOf(NumberedRecord()), "\"HeightScale\"", "\"Other\"");
-  TRPCData read;
-  std::string problem;
-  EXPECT_FALSE(test::ReadXml(xml, &read, &problem));
-  EXPECT_NE(problem.find("HeightScale"), std::string::npos) << problem;
-  EXPECT_EQ(read.HeightOffset, NumberedRecord().HeightOffset);
-  EXPECT_EQ(read.HeightScale, TRPCData::Unset);
-  EXPECT_EQ(read.LineNum[0], TRPCData::Unset);
-
-  EXPECT_FALSE(test::ReadXml(Replaced(xml, "\"Other\">", "\"HeightScale\">about "), &read));
-}
-
-TEST(RpcDataXml, EveryFailureOfTheReaderIsReported) {
-  // Failing to enter LineNum or SampleNum sends the reader to the former name, which is not there.
-  const auto read = [](test::FailingReader* reader, int failing) {
-    const bool done = TRPCData().InitializeFromXML(reader);
-    EXPECT_EQ(done, reader->NeverFailed()) << failing;
-  };
-  EXPECT_GE(test::FailEachRead(test::XmlOf(NumberedRecord()), read), 2 * 90 + 2 * 4);
-}
-
 }  // namespace

@@ -82,8 +82,8 @@ TEST(RPCDataset, RefusesWhatItCouldNotGiveBack) {
   }
   TRPCExchangeModel bell = Model("bell");
   bell.File = "a\ab";
-  for (const TRPCExchangeModel& model :
-       {bell, Model("\xE9t\xE9"), Model("\xC0\xAF"), Model("\xED\xA0\x80"), Model("\xF4\x90\x80\x80")}) {
+  for (const TRPCExchangeModel& model : {bell, Model("\xE9t\xE9"), Model("\xC0\xAF"), Model("\xED\xA0\x80"),
+                                         Model("\xF4\x90\x80\x80"), Model("\xE2\x82q")}) {
     TKaStringStream stream;
     EXPECT_FALSE(SetOf({Model("good"), model}).SaveToDocument(&stream, &problem));
     EXPECT_TRUE(test::Contains(problem, "is no UTF-8 text without control characters") &&
@@ -136,6 +136,12 @@ TEST(RPCDataset, TakesTheModelsOfAFolder) {
   const std::string isd = folder.Write("RPC_x.XML", test::IsdText(test::IdentityRecord()));
   EXPECT_TRUE(set.ImportVendorXmlFile(isd, nullptr) && set.Find("RPC_x") != nullptr);
   EXPECT_FALSE(set.ImportVendorXmlFile(folder.Path("none.xml"), nullptr));
+  std::string problem;
+  const std::string far = folder.Path(std::string(5000, 'n'));
+  EXPECT_FALSE(set.ExportToFolder(far, TE_RPCFileForm::RPB, TE_FilePlace::Any, &problem));
+  EXPECT_NE(problem.find(std::strerror(ENAMETOOLONG)), std::string::npos) << problem;
+  set.Clear();
+  EXPECT_FALSE(set || set.Find("b") != nullptr);
 }
 
 Files Listing(const std::string& folder) {

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -38,8 +39,8 @@ class Conversation {
     from_ = from[0];
   }
   ~Conversation() {
-    ::kill(child_, SIGKILL);
-    ::waitpid(child_, nullptr, 0);
+    Signal(SIGKILL);
+    WaitForEnd();
     ::close(to_);
     ::close(from_);
   }
@@ -49,13 +50,7 @@ class Conversation {
   /// Sends the text, and takes what comes until there are `wanted` bytes, or none for a long time.
   std::string Ask(const std::string& text, std::size_t wanted) {
     constexpr int LongTime = 10000;  // milliseconds
-    std::thread sender([&] {
-      for (std::size_t sent = 0; sent < text.size();) {
-        const ssize_t count = ::write(to_, text.data() + sent, text.size() - sent);
-        if (count <= 0) return;
-        sent += static_cast<std::size_t>(count);
-      }
-    });
+    std::thread sender([&] { Tell(text); });
     std::string answers;
     pollfd state = {from_, POLLIN, 0};
     while (answers.size() < wanted && ::poll(&state, 1, LongTime) == 1) {
@@ -67,6 +62,26 @@ class Conversation {
     sender.join();
     return answers;
   }
+
+  /// Sends the text, and waits for nothing.
+  void Tell(const std::string& text) const {
+    for (std::size_t sent = 0; sent < text.size();) {
+      const ssize_t count = ::write(to_, text.data() + sent, text.size() - sent);
+      if (count <= 0) return;
+      sent += static_cast<std::size_t>(count);
+    }
+  }
+  void Signal(int signal) const {
+    if (child_ > 0) ::kill(child_, signal);
+  }
+  /// What `waitpid` tells once the program has ended.
+  int WaitForEnd() {
+    int state = 0;
+    if (child_ > 0) ::waitpid(std::exchange(child_, -1), &state, 0);
+    return state;
+  }
+  /// Nobody reads the answers any more.
+  void StopListening() { ::close(std::exchange(from_, -1)); }
 
  private:
   pid_t child_ = -1;

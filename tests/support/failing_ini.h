@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/ini_xml.h"
 #include "kelvane/module/host/ini.h"
@@ -13,11 +16,19 @@
 
 namespace test {
 
+/// How a host fails: by the result of its operation, by an exception, or by throwing something else.
+enum class HostFailure { Result, Exception, Anything };
+
 /// Counts operations and fails one of them.
 class Countdown {
  public:
-  explicit Countdown(int failing) : left_(failing) {}
-  bool Fails() { return left_-- == 0; }
+  Countdown(int failing, HostFailure how) : left_(failing), how_(how) {}
+  bool Fails() {
+    if (left_-- != 0) return false;
+    if (how_ == HostFailure::Anything) throw 1;
+    if (how_ == HostFailure::Exception) throw std::runtime_error("the host has failed");
+    return true;
+  }
   /// True when fewer operations were done than would have reached the failing one.
   bool NeverFailed() const { return left_ >= 0; }
   /// True when the failing operation was the last one.
@@ -25,15 +36,21 @@ class Countdown {
 
  private:
   int left_;
+  HostFailure how_;
 };
 
 class FailingReader : public TKaXIniStreamReader {
  public:
-  FailingReader(const std::string& xml, int failing)
-      : TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr), countdown_(failing) {}
+  FailingReader(const std::string& xml, int failing, HostFailure how = HostFailure::Result)
+      : TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr), countdown_(failing, how) {}
   bool NeverFailed() const { return countdown_.NeverFailed(); }
+  /// The sections that were entered and that nobody has asked to leave.
+  const std::vector<std::pair<unsigned long, std::string>>& Open() const { return open_; }
 
   bool LeaveSection(unsigned long handle) override {
+    const auto section =
+        std::find_if(open_.begin(), open_.end(), [=](const auto& open) { return open.first == handle; });
+    open_.erase(section, open_.end());
     return !countdown_.Fails() && TKaXIniStreamReader::LeaveSection(handle);
   }
   int ReadPoint(unsigned long index, xy_d* point) const override {
@@ -45,7 +62,9 @@ class FailingReader : public TKaXIniStreamReader {
     return countdown_.Fails() ? NoItem : TKaXIniStreamReader::FindItem(key, start);
   }
   unsigned long EnterSection(const std::string& name) override {
-    return countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
+    const unsigned long handle = countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
+    if (handle != 0) open_.emplace_back(handle, name);
+    return handle;
   }
   bool GetValue(unsigned long index, double* value) const override { return Value(index, value); }
   bool GetValue(unsigned long index, int* value) const override { return Value(index, value); }
@@ -59,11 +78,12 @@ class FailingReader : public TKaXIniStreamReader {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
   mutable Countdown countdown_;
+  std::vector<std::pair<unsigned long, std::string>> open_;
 };
 
 class FailingWriter : public TKaXIniXmlWriter {
  public:
-  explicit FailingWriter(int failing) : countdown_(failing) {}
+  explicit FailingWriter(int failing, HostFailure how = HostFailure::Result) : countdown_(failing, how) {}
   bool NeverFailed() const { return countdown_.NeverFailed(); }
   /// True when nothing was written after the failure; sections may have been ended.
   bool StoppedThere() const { return countdown_.JustFailed(); }
@@ -105,17 +125,6 @@ class FullStream : public TKaStringStream {
  private:
   std::size_t capacity_;
 };
-
-/// Calls `read(&reader, failing)` with readers that fail in operation number 0, 1 ... until one has not
-/// failed; how many operations that one did.
-template <class Read>
-int FailEachRead(const std::string& xml, Read read) {
-  for (int failing = 0;; ++failing) {
-    FailingReader reader(xml, failing);
-    read(&reader, failing);
-    if (reader.NeverFailed()) return failing;
-  }
-}
 
 /// What `save(writer)` writes, as a document's text; empty when it fails.
 template <class Save>

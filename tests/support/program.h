@@ -45,6 +45,8 @@ struct RunOptions {
   std::string input;                    ///< what stands on standard input
   rlim_t largest_file = RLIM_INFINITY;  ///< bytes that the program may write to one file
   std::string out_path;                 ///< where standard output goes, when not to be kept
+  bool adds = false;                    ///< at its end, what stands there stays
+  std::vector<int> closed;              ///< standard streams that are not there
 };
 
 inline Outcome RunKelvane(const std::vector<std::string>& arguments, const RunOptions& options = {}) {
@@ -61,8 +63,9 @@ inline Outcome RunKelvane(const std::vector<std::string>& arguments, const RunOp
     const rlimit limit = {options.largest_file, options.largest_file};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     const bool redirected = std::freopen(in.c_str(), "rb", stdin) != nullptr &&
-                            std::freopen(out.c_str(), "wb", stdout) != nullptr &&
+                            std::freopen(out.c_str(), options.adds ? "ab" : "wb", stdout) != nullptr &&
                             std::freopen(folder.Path("err").c_str(), "wb", stderr) != nullptr;
+    for (const int descriptor : options.closed) ::close(descriptor);
     if (redirected) ::execv(KELVANE_PROGRAM, argv.data());
     ::_exit(127);
   }

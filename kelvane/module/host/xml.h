@@ -97,13 +97,13 @@ class KELVANE_HOST_API TKaXmlTagItems : public std::vector<var_a<TKaXmlItem*>> {
   std::string get_text() const;
 };
 
-/// A tag with its attributes and children. A tree is released from the top, each tag inside the release of
-/// its parent: one of more than some ten thousand levels, which no reader here makes, is more than a stack
-/// holds.
+/// A tag with its attributes and children. A tree of any depth can be released.
 class KELVANE_HOST_API TKaXmlTagItem : public TKaXmlItem {
  public:
   /// Without attributes and children. Whether the name is one is asked when it is written.
   explicit TKaXmlTagItem(std::string name) : Name(std::move(name)) {}
+  /// Releases its children, level by level and not one inside another.
+  ~TKaXmlTagItem() override;
   /// `kaXmlTag`.
   TE_KaXmlItemType Type() const override { return kaXmlTag; }
   /// Itself.
