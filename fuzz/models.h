@@ -21,6 +21,32 @@ inline bool SameRecord(const SatCommonUtils::TRPCData& a, const SatCommonUtils::
   return SameNumbers(left.data(), right.data(), left.size());
 }
 
+/// What a form that rounds pixels to 0.01, degrees to 1e-8, metres to `metres` and coefficients to `digits`
+/// makes of a record.
+inline void RequireRounded(const SatCommonUtils::TRPCData& exact, const SatCommonUtils::TRPCData& rounded,
+                           double metres, int digits) {
+  using SatCommonUtils::TE_RPCUnit;
+  // Half of the last place, and what reading rounds.
+  const auto close = [](double a, double b, double place) {
+    const double bound = 0.5 * place * (1.0 + 1e-6) + 3e-16 * std::fabs(a);
+    return SameNumber(a, b) || std::fabs(a - b) <= bound;
+  };
+  for (const auto& field : SatCommonUtils::RPCDataFields) {
+    const double place = field.Unit == TE_RPCUnit::Pixels  ? 0.01
+                         : field.Unit == TE_RPCUnit::Angle ? 1e-8
+                                                           : metres;
+    Require(close(exact.*field.Value, rounded.*field.Value, place),
+            "an offset or scale is rounded as promised");
+  }
+  for (const auto& set : SatCommonUtils::RPCDataCoefficients) {
+    for (std::size_t k = 0; k < SatCommonUtils::TRPCData::CoefficientCount; ++k) {
+      const double value = (exact.*set.Values)[k];
+      Require(close(value, (rounded.*set.Values)[k], std::fabs(value) * std::pow(10.0, 1 - digits)),
+              "a coefficient is rounded as promised");
+    }
+  }
+}
+
 /// One of the samples, or one made up; a few of its numbers multiplied, moved or replaced.
 inline SatCommonUtils::TRPCData Record(TInput* input) {
   using SatCommonUtils::TRPCData;

@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "fuzz/fuzzing.h"
+#include "fuzz/models.h"
 #include "kelvane/module/host/ini.h"
 #include "kelvane/module/host/message.h"
 #include "kelvane/module/host/text.h"
@@ -56,6 +57,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   TRPBHeader again;
   const bool read = rounded.InitializeFromRPB(fuzz::StreamOf(once), &again, &problem);
   if (!read) fuzz::RequireSameText(once, problem, "what is written is read");
+  fuzz::RequireRounded(record, rounded, 0.01, 9);
   fuzz::Require(again.SatId == header.SatId.value_or("") && again.BandId == header.BandId.value_or(""),
                 "names are read back");
   fuzz::RequireSameText(Written(rounded, again), once, "a record that was read back is written the same");

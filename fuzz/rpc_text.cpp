@@ -50,6 +50,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // The form rounds once; the rounded record is the same at every turn.
   const std::string once = Written(record);
   const TRPCData rounded = ReadBack(once);
+  fuzz::RequireRounded(record, rounded, 0.001, 16);
   fuzz::RequireSameText(Written(rounded), once, "a record that was read back is written the same");
   fuzz::Require(fuzz::SameRecord(ReadBack(once), rounded), "the same text, the same record");
   fuzz::Require(fuzz::SameRecord(ReadBack(Written(record, "deg", "m")), rounded), "units are no numbers");
