@@ -2,8 +2,6 @@
 /// The host's XML documents as trees of items, held through `var_a`.
 #pragma once
 
-#include <iterator>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -99,27 +97,13 @@ class KELVANE_HOST_API TKaXmlTagItems : public std::vector<var_a<TKaXmlItem*>> {
   std::string get_text() const;
 };
 
-/// A tag with its attributes and children. A tree of any depth can be released.
+/// A tag with its attributes and children. A tree is released from the top, each tag inside the release of
+/// its parent: one of more than some ten thousand levels, which no reader here makes, is more than a stack
+/// holds.
 class KELVANE_HOST_API TKaXmlTagItem : public TKaXmlItem {
  public:
   /// Without attributes and children. Whether the name is one is asked when it is written.
   explicit TKaXmlTagItem(std::string name) : Name(std::move(name)) {}
-  /// Releases its children, level by level and not one inside another.
-  ~TKaXmlTagItem() override {
-    // A tag that nobody else holds hands its children on before it goes; all the others go as they are.
-    while (!Items.empty()) {
-      const var_a<TKaXmlItem*> item = std::move(Items.back());
-      Items.pop_back();
-      if (!item || item->Type() != kaXmlTag || item.use_count() != 1) continue;
-      TKaXmlTagItems& below = static_cast<TKaXmlTagItem*>(item.get())->Items;
-      try {
-        Items.insert(Items.end(), std::make_move_iterator(below.begin()),
-                     std::make_move_iterator(below.end()));
-      } catch (const std::bad_alloc&) {
-        // They go inside the release of their parent then.
-      }
-    }
-  }
   /// `kaXmlTag`.
   TE_KaXmlItemType Type() const override { return kaXmlTag; }
   /// Itself.
