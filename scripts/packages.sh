@@ -27,4 +27,5 @@ test_packages=(gnuplot-nox libgtest-dev libeigen3-dev libgeographiclib-dev libge
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
 lint_packages=(git clang-format clang-tidy)
 docs_packages=(doxygen)
+coverage_packages=(gcovr)
 package_packages=(dpkg-dev file lintian)
