@@ -29,5 +29,9 @@ clang_packages=(clang libomp-dev)
 lint_packages=(git clang-format clang-tidy cppcheck)
 fuzz_packages=("${clang_packages[@]}" libclang-rt-14-dev llvm)
 docs_packages=(doxygen)
+<<<<<<< HEAD
 valgrind_packages=(valgrind)
+=======
+coverage_packages=(gcovr)
+>>>>>>> alloc11
 package_packages=(dpkg-dev file lintian)

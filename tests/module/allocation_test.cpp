@@ -553,6 +553,8 @@ TEST(OddHost, WhateverItThrowsStaysInside) {
   layer.Regions = {{{TPolygon({{0, 0}, {1, 0}, {0, 1}})}, {}}};
   std::string problem;
   EXPECT_FALSE(WriteMIF(layer, &odd, &odd, &problem));
+  test::FullStream full(10);
+  EXPECT_FALSE(WriteMIF(layer, &full, &full, &problem));
   EXPECT_FALSE(ReadMIF(&odd, nullptr, &layer, &problem));
   EXPECT_FALSE(set.SaveToDocument(&odd, &problem) || set.InitializeFromDocument(&odd, &problem));
   EXPECT_FALSE(record.SaveToText(&odd, "", "") || record.SaveToRPB(&odd, "", "", 0.0, 0.0));

@@ -250,6 +250,21 @@ TEST_F(RPCBatch, OneModelIntersectsNothing) {
   EXPECT_EQ(Numbers(ground, ground + 3), (Numbers{1.0, 2.0, 3.0}));
 }
 
+TEST_F(RPCBatch, ADerivedModelIsLocatedByItsOwnProjection) {
+  double ground[] = {0.0, 0.0};
+  double single[] = {0.0, 0.0};
+  const TRPCInverse inverse =
+      shifted_.SolveLatLon(data_.LineOffset, data_.SampleOffset, data_.HeightOffset, &single[0], &single[1]);
+  double residual = -1.0;
+  TRPCBatchReport report;
+  report.Residual = &residual;
+  EXPECT_EQ(SolveLatLons(shifted_, 1, &data_.LineOffset, &data_.SampleOffset, &data_.HeightOffset, &ground[0],
+                         &ground[1], report),
+            inverse.Converged ? 0U : 1U);
+  EXPECT_EQ(Numbers(ground, ground + 2), Numbers(single, single + 2));
+  EXPECT_EQ(residual, inverse.Residual);
+}
+
 TEST_F(RPCBatch, UnknownTargetsChangeNothing) {
   const std::string before = SimdTarget();
   EXPECT_FALSE(SetSimdTarget("abacus"));

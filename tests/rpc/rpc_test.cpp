@@ -116,7 +116,8 @@ INSTANTIATE_TEST_SUITE_P(Samples, RealModel,
                          testing::Values("worldview3.RPB", "pleiades_1.xml", "pleiades_2.xml", "bent"));
 
 TEST(Rpc, IdentityAndZeroDenominator) {
-  const TRPC model(test::IdentityRecord(), nullptr);
+  const TRPCData identity = test::IdentityRecord();
+  const TRPC model(&identity, nullptr);
   const auto seen = test::SeenBy(model, {12.5, -7.0, 99.0});
   EXPECT_EQ(seen.Line, 12.5);
   EXPECT_EQ(seen.Sample, -7.0);
