@@ -25,13 +25,10 @@ need() {
 build_packages=(g++ cmake ninja-build libpugixml-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
 test_packages=(gnuplot-nox libgtest-dev libeigen3-dev libgeographiclib-dev libgeos-dev gdal-bin locales parallel pkg-config groff-base)
 bench_packages=(libbenchmark-dev libgdal-dev gdal-bin libeigen3-dev)
-clang_packages=(clang libomp-dev)
+clang_packages=(clang libclang-rt-14-dev libomp-dev)
 lint_packages=(git clang-format clang-tidy cppcheck)
-fuzz_packages=("${clang_packages[@]}" libclang-rt-14-dev llvm)
+fuzz_packages=("${clang_packages[@]}" llvm)
 docs_packages=(doxygen)
-<<<<<<< HEAD
 valgrind_packages=(valgrind)
-=======
 coverage_packages=(gcovr)
->>>>>>> alloc11
 package_packages=(dpkg-dev file lintian)
