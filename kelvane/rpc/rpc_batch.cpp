@@ -110,8 +110,8 @@ std::size_t ProjectSingly(const TRPC& model, const TProjectedPoints& points, std
   for (std::size_t i = 0; i < count; ++i) {
     double line = 0.0;
     double sample = 0.0;
-    double by_line[3];
-    double by_sample[3];
+    double by_line[3] = {};
+    double by_sample[3] = {};
     model.CalculateLineSample(points.Latitude[i], points.Longitude[i], points.Height[i], &line, &sample,
                               line_wanted ? by_line : nullptr, sample_wanted ? by_sample : nullptr);
     for (std::size_t x = 0; x < 3; ++x) {
