@@ -64,9 +64,9 @@ Document Read(const fs::path& path) {
 }
 
 /// A folder with the samples, in which commands run one after another as a person types them.
-class Session {
+class Shell {
  public:
-  Session() { fs::copy(Tree / "samples", folder_.Path("samples")); }
+  Shell() { fs::copy(Tree / "samples", folder_.Path("samples")); }
 
   /// Runs the lines that begin with "$ " and compares what they print with the lines below them.
   int Run(const fs::path& where, const std::vector<std::string>& lines) const {
@@ -101,11 +101,11 @@ class Session {
 
 TEST(Documents, CommandsPrintWhatIsWritten) {
   for (const fs::path& path : Documents()) {
-    const Session session;
+    const Shell shell;
     int commands = 0;
     for (const auto& [language, lines] : Read(path).fences)
       if (language == "text" && !lines.empty() && StartsWith(lines[0], "$ "))
-        commands += session.Run(path, lines);
+        commands += shell.Run(path, lines);
     const std::set<std::string> taught = {"README.md", "docs/guide.md", "docs/scaling.md", "docs/formats.md"};
     if (taught.count(fs::relative(path, Tree)) > 0) {
       EXPECT_GE(commands, 4) << path;
@@ -122,7 +122,7 @@ TEST(Documents, ExamplesPrintWhatTheySay) {
       if (!lines.empty() || StartsWith(line, "// $ "))
         lines.push_back(line.substr(std::min<std::size_t>(3, line.size())));
     }
-    EXPECT_EQ(Session().Run(path, lines), path.stem() == "project_point" ? 0 : 1) << path;
+    EXPECT_EQ(Shell().Run(path, lines), path.stem() == "project_point" ? 0 : 1) << path;
     EXPECT_LT(Lines(test::FileText(path)).size(), 60U) << path;
   }
 }
