@@ -1,5 +1,5 @@
 /// \file
-/// Elementary functions with the same bits on every processor (internal).
+/// Elementary functions with the same bits on every x86-64 processor (internal).
 ///
 /// The C library's own for doubles differ in the last place between processors with and without fused
 /// operations, because it chooses among several versions of them when it is loaded. There is one version of
@@ -7,8 +7,11 @@
 #pragma once
 
 #include <cmath>
+#include <limits>
 
 namespace SatCommonUtils::rounded {
+
+static_assert(std::numeric_limits<long double>::digits >= 64, "long double has no bits to spare here");
 
 inline double sin(double x) { return static_cast<double>(std::sin(static_cast<long double>(x))); }
 inline double cos(double x) { return static_cast<double>(std::cos(static_cast<long double>(x))); }
