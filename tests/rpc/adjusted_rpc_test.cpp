@@ -279,6 +279,16 @@ TEST(AdjustedRpcXml, KeepsModelAndRefinement) {
   EXPECT_EQ(Xml(*model.CreateVCopy()), xml);
   TKaXIniStreamReader reader = test::XmlReader(xml);
   EXPECT_EQ(Xml(TAdjustedRPC(&reader)), xml);
+  TKaXIniStreamReader plain_reader = test::XmlReader(xml);
+  const std::string plain = Xml(TRPC(&plain_reader));
+  const std::string damaged[] = {plain, test::Replaced(xml, "RawToRefined", "Other"),
+                                 test::Replaced(xml, "\"LineTilt\">", "\"LineTilt\">about ")};
+  for (const std::string& text : damaged) {
+    TKaXIniStreamReader damaged_reader = test::XmlReader(text);
+    ASSERT_TRUE(model.InitializeFromXML(&damaged_reader));
+    EXPECT_EQ(Xml(model), plain);
+    EXPECT_FALSE(model.GetRPCRefinementData(nullptr));
+  }
 }
 
 TEST(AdjustedRpcXml, FailuresCarryTheirTextsAndDropTheRefinement) {

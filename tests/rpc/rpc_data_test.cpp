@@ -68,6 +68,19 @@ TEST(RpcData, AnyDifferenceTells) {
   ForEachValue(&difference, [](const double* value) { EXPECT_EQ(*value, 0.0); });
 }
 
+TEST(RpcDataXml, FailedReadKeepsWhatItRead) {
+  const std::string xml = Replaced(test::XmlOf(NumberedRecord()), "\"HeightScale\"", "\"Other\"");
+  TRPCData read;
+  std::string problem;
+  EXPECT_FALSE(test::ReadXml(xml, &read, &problem));
+  EXPECT_NE(problem.find("HeightScale"), std::string::npos) << problem;
+  EXPECT_EQ(read.HeightOffset, NumberedRecord().HeightOffset);
+  EXPECT_EQ(read.HeightScale, TRPCData::Unset);
+  EXPECT_EQ(read.LineNum[0], TRPCData::Unset);
+
+  EXPECT_FALSE(test::ReadXml(Replaced(xml, "\"Other\">", "\"HeightScale\">about "), &read));
+}
+
 TEST(RpcDataXml, FormerNumeratorNamesAreRead) {
   const std::string xml = test::XmlOf(NumberedRecord());
   EXPECT_EQ(xml.find("Nom"), std::string::npos);

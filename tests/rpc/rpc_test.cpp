@@ -229,6 +229,17 @@ TEST(RpcXml, FailuresCarryTheirTexts) {
   TRPC approximated = LoadedModel();
   approximated.SetRasterDims(3, 4);
   approximated.EnsureApproximation();
+  // Of what stands behind the record, only a section that cannot be left is a failure: the approximation's.
+  std::vector<int> failed;
+  int operations = 0;
+  for (;; ++operations) {
+    test::FailingReader reader(XmlOf(approximated), operations);
+    if (!TRPC().InitializeFromXML(&reader)) failed.push_back(operations);
+    if (reader.NeverFailed()) break;
+  }
+  ASSERT_GT(failed.size(), 180U);
+  EXPECT_EQ(failed.back(), operations - 1) << "leaving the approximation, the last operation of all";
+  EXPECT_LT(failed[failed.size() - 2], operations - 40) << "then nothing before the record's";
   // A margin that cannot be written does not fail a model that has a size: only failures before the
   // margin and behind it count.
   int unreported = 0;
