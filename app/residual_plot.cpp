@@ -19,7 +19,7 @@
 #include "app/problem.h"
 #include "host/quoted_text.h"
 
-extern char** environ;  // NOLINT(readability-redundant-declaration): POSIX leaves it to the program
+extern char** environ;  // POSIX leaves it to the program
 
 namespace app {
 

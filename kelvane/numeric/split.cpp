@@ -19,7 +19,7 @@ std::size_t Split(const char* text, const char* delimiters, double* out, std::si
     if (*text != '\0') ++text;
     double value = 0.0;
     // A blank token gives EOF, which is no number either.
-    if (std::sscanf(token.c_str(), "%lg", &value) != 1) continue;  // NOLINT(cert-err34-c)
+    if (std::sscanf(token.c_str(), "%lg", &value) != 1) continue;
     if (out != nullptr) out[reverse ? size - count - 1 : count] = value;
     ++count;
   }

@@ -48,7 +48,7 @@ std::vector<std::string> ModelFiles(const std::string& folder) {
   std::vector<std::string> files;
   while (true) {
     errno = 0;
-    const dirent* const entry = ::readdir(entries.get());  // NOLINT(concurrency-mt-unsafe): our own stream
+    const dirent* const entry = ::readdir(entries.get());
     if (entry == nullptr) break;
     const std::string file = entry->d_name;
     const std::string suffix = SuffixOf(file);

@@ -139,45 +139,46 @@ struct TPoints {
   }
 };
 
-THash Projections() {
-  THash hash;
+/// `act(model, points)` for each sample, plain and refined, with points that the plain one has seen.
+template <class Act>
+void ForModels(std::uint64_t seed, Act act) {
   for (const char* sample : Samples) {
     const TRPCData data = test::SampleRecord(sample);
     const TRPC plain(data, nullptr);
     const TAdjustedRPC adjusted(&data, &Refinement);
     for (const TRPC* model : {&plain, static_cast<const TRPC*>(&adjusted)}) {
-      TPoints points(Seen(plain, data, BatchLength, 0.0, 1));
-      hash << CalculateLineSamples(*model, BatchLength, points.Lat.data(), points.Lon.data(), points.H.data(),
-                                   points.Line.data(), points.Sample.data())
-           << points.Line << points.Sample;
-      double by[6] = {};
-      double at[2] = {};
-      model->CalculateLineSample(points.Lat[7], points.Lon[7], points.H[7], &at[0], &at[1], by, by + 3);
-      hash << Numbers(at, at + 2) << Numbers(by, by + 6);
+      act(*model, TPoints(Seen(plain, data, BatchLength, 0.0, seed)));
     }
   }
+}
+
+THash Projections() {
+  THash hash;
+  ForModels(1, [&hash](const TRPC& model, TPoints points) {
+    hash << CalculateLineSamples(model, BatchLength, points.Lat.data(), points.Lon.data(), points.H.data(),
+                                 points.Line.data(), points.Sample.data())
+         << points.Line << points.Sample;
+    double by[6] = {};
+    double at[2] = {};
+    model.CalculateLineSample(points.Lat[7], points.Lon[7], points.H[7], &at[0], &at[1], by, by + 3);
+    hash << Numbers(at, at + 2) << Numbers(by, by + 6);
+  });
   return hash;
 }
 
 THash Inverses() {
   THash hash;
-  for (const char* sample : Samples) {
-    const TRPCData data = test::SampleRecord(sample);
-    const TRPC plain(data, nullptr);
-    const TAdjustedRPC adjusted(&data, &Refinement);
-    for (const TRPC* model : {&plain, static_cast<const TRPC*>(&adjusted)}) {
-      TPoints points(Seen(plain, data, BatchLength, 0.0, 2));
-      hash << SolveLatLons(*model, BatchLength, points.Line.data(), points.Sample.data(), points.H.data(),
-                           points.Lat.data(), points.Lon.data())
-           << points.Lat << points.Lon;
-      double lat = 0.0;
-      double lon = 0.0;
-      hash << model->SolveLatLon(points.Line[3], points.Sample[3], points.H[3], &lat, &lon).Residual << lat
-           << lon;
-    }
+  ForModels(2, [&hash](const TRPC& model, TPoints points) {
+    hash << SolveLatLons(model, BatchLength, points.Line.data(), points.Sample.data(), points.H.data(),
+                         points.Lat.data(), points.Lon.data())
+         << points.Lat << points.Lon;
+    double lat = 0.0;
+    double lon = 0.0;
+    hash << model.SolveLatLon(points.Line[3], points.Sample[3], points.H[3], &lat, &lon).Residual << lat
+         << lon;
     TGroundSampleDistance distance;
-    hash << CalculateGroundSampleDistance(plain, &distance) << distance.Line << distance.Sample;
-  }
+    hash << CalculateGroundSampleDistance(model, &distance) << distance.Line << distance.Sample;
+  });
   return hash;
 }
 
