@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t BlockWidth = RowsTogether;
 
 /// So many terms that two blocks stay in the nearest caches.
-constexpr std::size_t TermsTogether = 96;
+constexpr std::size_t TermsTogether = 48;
 
 /// Terms of a product, laid out as its tiles read them: one row per term, zeros behind the last column.
 struct alignas(64) TTermBlock {
@@ -50,15 +50,6 @@ void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t w
   }
 }
 
-/// The usual count is known beforehand: so few numbers are not worth a call.
-void CopyTileRow(const double* source, std::size_t count, double* target) {
-  if (count == TileWidth) {
-    std::copy_n(source, TileWidth, target);
-  } else {
-    std::copy_n(source, count, target);
-  }
-}
-
 /// Rows or columns of the result, and where their terms stand. The tile may begin `Skipped` before them.
 struct TSpan {
   std::size_t First;
@@ -74,16 +65,27 @@ struct TSpan {
 
 void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns,
                   TAddTileTerms add) {
-  TTile tile = {};
-  const bool has_sums = product.Continued || terms.First != 0;
-  for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
-    CopyTileRow(product.Result[rows.First + r] + columns.First, columns.Count,
-                tile.Sums[rows.Skipped + r] + columns.Skipped);
-  }
   const double* const divisors = product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
-  add({rows.Terms, columns.Terms, divisors, terms.Count}, columns.Skipped + columns.Count, &tile);
+  const TTileTerms tile_terms{rows.Terms, columns.Terms, divisors, terms.Count};
+  const bool has_sums = product.Continued || terms.First != 0;
+  TTile tile;
+  if (rows.Count == TileHeight && columns.Count == TileWidth) {
+    for (std::size_t r = 0; r < TileHeight; ++r) {
+      tile.Rows[r] = product.Result[rows.First + r] + columns.First;
+      if (!has_sums) std::fill_n(tile.Rows[r], TileWidth, 0.0);
+    }
+    add(tile_terms, TileWidth, tile);
+    return;
+  }
+  double sums[TileHeight][TileWidth] = {};
+  for (std::size_t r = 0; r < TileHeight; ++r) tile.Rows[r] = sums[r];
+  for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
+    std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count,
+                sums[rows.Skipped + r] + columns.Skipped);
+  }
+  add(tile_terms, columns.Skipped + columns.Count, tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
-    CopyTileRow(tile.Sums[rows.Skipped + r] + columns.Skipped, columns.Count,
+    std::copy_n(sums[rows.Skipped + r] + columns.Skipped, columns.Count,
                 product.Result[rows.First + r] + columns.First);
   }
 }
@@ -116,18 +118,49 @@ TSpan WithinRow(const double* const* terms, std::size_t first, std::size_t count
   return {first, count, {terms, start}, first - start};
 }
 
+/// Asks for the rows of the terms to come, a few with each tile: they stand one by one, and a product takes a
+/// row's numbers too far apart for the processor to foresee them.
+class TPrefetch {
+ public:
+  /// The columns from `column` to before `width` of `count` rows, by the last of so many tiles.
+  TPrefetch(const double* const* rows, std::size_t count, std::size_t column, std::size_t width,
+            std::size_t tiles)
+      : Next(rows), Last(rows + count), Column(column), Width(width), Step(count / tiles + 1) {}
+
+  void GoOn() {
+    for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
+      for (std::size_t j = Column; j < Width; j += LineWidth) __builtin_prefetch(*Next + j);
+      __builtin_prefetch(*Next + Width - 1);
+    }
+  }
+
+ private:
+  static constexpr std::size_t LineWidth = 64 / sizeof(double);
+
+  const double* const* Next;
+  const double* const* Last;
+  std::size_t Column;
+  std::size_t Width;
+  std::size_t Step;
+};
+
 void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {
   const TAddTileTerms add = AddTileTermsOfTarget();
   const std::size_t n = product.Width;
+  std::size_t tiles = 0;
+  for (std::size_t i = first; i < last; i += TileHeight) tiles += (n - i + TileWidth - 1) / TileWidth;
   std::size_t k = 0;
   do {
     const TTerms terms = BlockOfTerms(product, k);
+    const TTerms next = BlockOfTerms(product, k + terms.Count);
     const double* const* const at = product.Left.Rows + terms.First;
+    TPrefetch prefetch(product.Left.Rows + next.First, next.Count, std::min(first, n - TileWidth), n, tiles);
     for (std::size_t i = first; i < last; i += TileHeight) {
       const TSpan rows = WithinRow(at, i, std::min(TileHeight, last - i), TileHeight, n);
       for (std::size_t j = i; j < n; j += TileWidth) {
         const std::size_t count = std::min(TileWidth, n - j);
         const std::size_t size = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
+        prefetch.GoOn();
         MultiplyTile(product, terms, rows, WithinRow(at, j, count, size, n), add);
       }
     }
@@ -160,6 +193,7 @@ void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t co
 }  // namespace
 
 void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last) {
+  if (first >= last) return;
   if (StandsAsRead(product)) {
     MultiplyWhereTheyStand(product, first, last);
     return;

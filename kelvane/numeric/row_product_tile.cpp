@@ -31,14 +31,14 @@ inline TPair PairAt(const double* source) {
 /// diagonal and those beside it: swapping a pair serves where the baseline has no instruction to spread one
 /// number.
 template <bool Divided>
-inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* tile) {
+inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TTile& tile) {
   constexpr std::size_t Pairs = 2;
   TPair same[Pairs][Pairs];
   TPair crossed[Pairs][Pairs];
   for (std::size_t i = 0; i < Pairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const double* const upper = tile->Sums[2 * i] + column + 2 * j;
-      const double* const lower = tile->Sums[2 * i + 1] + column + 2 * j;
+      const double* const upper = tile.Rows[2 * i] + column + 2 * j;
+      const double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
       same[i][j] = TPair{upper[0], lower[1]};
       crossed[i][j] = TPair{upper[1], lower[0]};
     }
@@ -56,8 +56,8 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* t
   }
   for (std::size_t i = 0; i < Pairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      double* const upper = tile->Sums[2 * i] + column + 2 * j;
-      double* const lower = tile->Sums[2 * i + 1] + column + 2 * j;
+      double* const upper = tile.Rows[2 * i] + column + 2 * j;
+      double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
       upper[0] = same[i][j][0];
       upper[1] = crossed[i][j][0];
       lower[0] = crossed[i][j][1];
@@ -67,7 +67,7 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, TTile* t
 }
 
 template <bool Divided>
-void AddTileTermsNarrow(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+void AddTileTermsNarrow(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
   AddTermsNarrow<Divided>(terms, 0, tile);
   if (columns > TileWidth / 2) AddTermsNarrow<Divided>(terms, TileWidth / 2, tile);
 }
@@ -89,11 +89,11 @@ constexpr std::size_t ProductLanes = HWY_LANES(double);
 
 /// The sums of the first `Vectors` vectors of columns.
 template <bool Divided, std::size_t Vectors>
-HWY_INLINE void AddTermsWide(const TTileTerms& terms, TTile* tile) {
+HWY_INLINE void AddTermsWide(const TTileTerms& terms, const TTile& tile) {
   const TProductTag tag;
   hn::Vec<TProductTag> sums[TileHeight][Vectors];
   for (std::size_t i = 0; i < TileHeight; ++i) {
-    for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile->Sums[i] + v * ProductLanes);
+    for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile.Rows[i] + v * ProductLanes);
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
     const double* const left_row = terms.Left[k];
@@ -111,12 +111,12 @@ HWY_INLINE void AddTermsWide(const TTileTerms& terms, TTile* tile) {
     }
   }
   for (std::size_t i = 0; i < TileHeight; ++i) {
-    for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[i][v], tag, tile->Sums[i] + v * ProductLanes);
+    for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[i][v], tag, tile.Rows[i] + v * ProductLanes);
   }
 }
 
 template <bool Divided>
-void AddTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+void AddTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
   // Two lanes make more sums than there are registers, unless they are laid out for it.
   constexpr bool narrow = ProductLanes < TileWidth / 2;
   constexpr std::size_t half = TileWidth / 2 / ProductLanes;
@@ -129,7 +129,7 @@ void AddTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
   }
 }
 
-inline void AddTileTerms(const TTileTerms& terms, std::size_t columns, TTile* tile) {
+inline void AddTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
   if (terms.Divisors == nullptr) {
     AddTerms<false>(terms, columns, tile);
   } else {

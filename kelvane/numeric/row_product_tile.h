@@ -9,8 +9,10 @@ namespace SatCommonUtils {
 /// What a tile's sums leave of the registers holds its factors.
 constexpr std::size_t TileHeight = 4;
 constexpr std::size_t TileWidth = 8;
-struct alignas(64) TTile {
-  double Sums[TileHeight][TileWidth];
+
+/// The sums, where they stand.
+struct TTile {
+  double* Rows[TileHeight];
 };
 
 /// One side of the terms: those of term k follow each other from `Rows[k] + Column` on.
@@ -32,7 +34,7 @@ struct TTileTerms {
 
 /// Adds the terms to the tile, at least to its first `columns` columns. Of at most half of them, no more are
 /// read.
-using TAddTileTerms = void (*)(const TTileTerms& terms, std::size_t columns, TTile* tile);
+using TAddTileTerms = void (*)(const TTileTerms& terms, std::size_t columns, const TTile& tile);
 TAddTileTerms AddTileTermsOfTarget();
 
 }  // namespace SatCommonUtils
