@@ -7,6 +7,12 @@
 #include <cstdlib>
 #include <locale>
 
+#ifdef KELVANE_SANITIZED
+/// The runtime of OpenMP keeps what it allocates for its threads.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:libomp.so\n"; }
+#endif
+
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (std::getenv("LC_ALL") != nullptr) {
