@@ -75,6 +75,9 @@ function(kelvane_install_package)
   endif()
   write_basic_package_version_file(${version} COMPATIBILITY ${compatibility})
   install(FILES ${config} ${version} DESTINATION ${KELVANE_CONFIG_DIR} COMPONENT Development)
+  # What the tests do not reach concerns the sources.
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Development
-    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN coverage.md EXCLUDE PATTERN man EXCLUDE)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/samples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT Development)
 endfunction()

@@ -11,6 +11,8 @@
 #include "kelvane/geometry/polygon.h"
 #include "kelvane/numeric/matrix.h"
 #include "kelvane/numeric/polynomial.h"
+#include "kelvane/rpc/rpc1.h"
+#include "kelvane/stereopairs/stereopairs_by_overlap_params.h"
 #include "kelvane/transforms/affine_2d.h"
 #include "kelvane/transforms/similarity_3d.h"
 
@@ -26,9 +28,22 @@ int main() {
   written = written && SaveToXML(T2DAffineParams{2.0, 0.0, 10.0, 0.0, 2.0, 20.0}, &writer, "Affine");
   written = written && SaveToXML(T7Params(), &writer, "Similarity");
 
-  const unsigned long section = writer.BeginSection("Polygon");
+  unsigned long section = writer.BeginSection("Polygon");
   written = written && TPolygon({{-0.5, -0.5}, {1023.5, -0.5}, {12.1, 800.25}}).SaveToXML(&writer);
   written = written && writer.EndSection(section);
+
+  TRPC1Params first_order;  // line = 1.5 X - 0.25 Y, sample = 0
+  first_order.LineNum[0] = 1.5;
+  first_order.LineNum[1] = -0.25;
+  first_order.LineDenom[3] = first_order.SampleDenom[3] = 1.0;
+  section = writer.BeginSection("FirstOrder");
+  written = written && first_order.SaveToXML(&writer) && writer.EndSection(section);
+
+  StereopairsByOverlap::TStereopairsByOverlapParams criteria;
+  criteria.CheckTimeGap = true;
+  criteria.MinTimeGap = 0.05;
+  criteria.MaxTimeGap = 0.1;
+  written = written && criteria.SaveToXML(&writer, "StereoPairs");
 
   TKaStringStream text;
   if (!written || !writer.Save(&text)) return 1;

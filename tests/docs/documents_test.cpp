@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "kelvane/module/host/ini.h"
+#include "kelvane/module/host/text.h"
 #include "tests/support/files.h"
 #include "tests/support/records.h"
 
@@ -15,8 +20,11 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path Tree = KELVANE_SOURCE_DIR;
+/// The installed documents, in place of the tree's; the headers lie in a folder of their own.
+const char* const Installed = std::getenv("KELVANE_INSTALLED_DOCUMENTS");
+const char* const InstalledHeaders = std::getenv("KELVANE_INSTALLED_HEADERS");
 
-std::vector<fs::path> FilesIn(const char* folder, const char* suffix) {
+std::vector<fs::path> FilesIn(const fs::path& folder, const char* suffix) {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(Tree / folder))
     if (entry.path().extension() == suffix) files.push_back(entry.path());
@@ -25,6 +33,7 @@ std::vector<fs::path> FilesIn(const char* folder, const char* suffix) {
 }
 
 std::vector<fs::path> Documents() {
+  if (Installed != nullptr) return FilesIn(Installed, ".md");
   std::vector<fs::path> files = FilesIn("docs", ".md");
   for (const char* name : {"README.md", "CONTRIBUTING.md", "CHANGELOG.md", "samples/README.md"})
     files.push_back(Tree / name);
@@ -40,6 +49,12 @@ std::vector<std::string> Lines(const std::string& text) {
 }
 
 bool StartsWith(const std::string& text, const std::string& start) { return text.rfind(start, 0) == 0; }
+
+/// The words of a line that stand between blanks.
+std::vector<std::string> Words(const std::string& line) {
+  std::istringstream text(line);
+  return {std::istream_iterator<std::string>(text), {}};
+}
 
 struct Document {
   std::vector<std::string> prose;
@@ -113,6 +128,77 @@ TEST(Documents, CommandsPrintWhatIsWritten) {
   }
 }
 
+/// Of the commands that stand at the top, each exists with its options, and none is missing.
+TEST(Documents, SynopsisIsThatOfTheProgram) {
+  const Shell shell;
+  std::string commands;
+  for (const auto& [language, lines] : Read(Tree / "README.md").fences) {
+    for (const std::string& line : lines) {
+      const std::vector<std::string> words = Words(line.substr(0, line.find(" #")));
+      if (language != "sh" || words.size() < 2 || words[0] != "kelvane") continue;
+      if (!test::Contains(commands, words[1] + "\n")) commands += words[1] + "\n";
+      for (const std::string& word : words) {
+        const std::size_t dash = word.find_first_not_of('[');
+        if (word[dash] != '-') continue;
+        const std::string option = word.substr(dash, word.find(']') - dash);
+        shell.Run("README.md", {"$ kelvane " + words[1] + " --help | grep -qw -e " + option});
+      }
+    }
+  }
+  std::vector<std::string> told = Lines(commands);
+  told.insert(told.begin(), "$ kelvane --help | sed '1,/^Subcommands:/d' | awk 'NF { print $1 }'");
+  shell.Run("README.md", told);
+}
+
+/// Each example of the manual page is a command and what it prints.
+TEST(Documents, ManualsExamplesPrintWhatTheySay) {
+  const fs::path manual = Tree / "docs/man/kelvane.man";
+  const Shell shell;
+  shell.Run(manual,
+            {"$ cd samples && mv worldview3.RPB ../scene.RPB && mv worldview3_control.txt ../control.txt",
+             "$ touch scene.tif && echo 848.3 806.7 > pixels.txt"});
+  bool inside = false;
+  std::vector<std::string> lines;
+  for (std::string line : Lines(test::FileText(manual))) {
+    if (StartsWith(line, ".E")) {
+      inside = line == ".EX";
+    } else if (inside) {
+      for (const auto& [escape, plain] : {std::pair("\\(aq", "'"), std::pair("\\-", "-")})
+        for (std::size_t at = 0; (at = line.find(escape, at)) != std::string::npos;)
+          line.replace(at, std::string(escape).size(), plain);
+      lines.push_back(line);
+    }
+  }
+  EXPECT_EQ(shell.Run(manual, lines), 4);
+}
+
+/// A configuration that stands in a document can be read; that behind a PVL text is what becomes of it.
+TEST(Documents, ConfigurationsAreWhatTheHostReads) {
+  int configurations = 0;
+  for (const fs::path& path : Documents()) {
+    std::string expected;
+    for (const auto& [language, lines] : Read(path).fences) {
+      std::string text;
+      for (const std::string& line : lines) text += line + "\n";
+      const auto stream = new_a<TKaStringStream>(text);
+      if (language == "pvl") {
+        const auto out = new_a<TKaStringStream>();
+        SatCommonUtils::PVLtoXML(stream, out);
+        expected = out->Text() + "\n";
+      } else if (language == "xml") {
+        if (!expected.empty()) {
+          EXPECT_EQ(text, expected) << path;
+        }
+        expected.clear();
+        EXPECT_NO_THROW(TKaXIniStreamReader(stream, true, nullptr)) << path << ": " << text;
+        ++configurations;
+      }
+    }
+    EXPECT_EQ(expected, "") << path << ": nothing says what becomes of the last PVL text";
+  }
+  EXPECT_EQ(configurations, 2);
+}
+
 /// The first comment of an example has a command and what it prints; but for the one that the README shows.
 TEST(Documents, ExamplesPrintWhatTheySay) {
   for (const fs::path& path : FilesIn("examples", ".cpp")) {
@@ -179,18 +265,32 @@ std::vector<std::string> Between(const std::string& line, const std::string& beg
   return found;
 }
 
-/// Whether a text in backticks names a file or folder of the tree: one word, in a folder that the tree has.
+/// Where paths begin: in the tree, or among what is installed.
+fs::path Root(const std::string& first) {
+  if (Installed == nullptr) return Tree;
+  return fs::is_directory(Installed / fs::path(first)) ? Installed : InstalledHeaders;
+}
+
+/// Whether a word names a file or folder: in a folder that there is.
 bool IsPath(const std::string& text) {
   const std::size_t slash = text.find('/');
-  return slash != std::string::npos && text.find_first_of(" *<:$") == std::string::npos && slash > 0 &&
-         text.substr(0, slash) != "build" && fs::is_directory(Tree / text.substr(0, slash));
+  if (slash == std::string::npos || slash == 0 || text.find_first_of(" *<:$") != std::string::npos)
+    return false;
+  const std::string first = text.substr(0, slash);
+  return first != "build" && fs::is_directory(Root(first) / first);
 }
 
 TEST(Documents, LinksAndPathsLeadSomewhere) {
   int links = 0;
   int paths = 0;
+  const auto check = [&](const fs::path& document, const std::string& word) {
+    if (!IsPath(word)) return;
+    EXPECT_TRUE(fs::exists(Root(word.substr(0, word.find('/'))) / word)) << document << ": " << word;
+    ++paths;
+  };
   for (const fs::path& path : Documents()) {
-    for (const std::string& line : Read(path).prose) {
+    const Document document = Read(path);
+    for (const std::string& line : document.prose) {
       for (const std::string& link : Between(line, "](", ')')) {
         if (StartsWith(link, "http")) continue;
         const std::size_t mark = std::min(link.find('#'), link.size());
@@ -201,15 +301,15 @@ TEST(Documents, LinksAndPathsLeadSomewhere) {
         }
         ++links;
       }
-      for (const std::string& text : Between(line, "`", '`')) {
-        if (!IsPath(text)) continue;
-        EXPECT_TRUE(fs::exists(Tree / text)) << path << ": " << text;
-        ++paths;
-      }
+      for (const std::string& text : Between(line, "`", '`')) check(path, text);
     }
+    for (const auto& [language, lines] : document.fences)
+      for (const std::string& line : lines)
+        if (language == "sh" && Installed == nullptr)
+          for (const std::string& word : Words(line)) check(path, word);
   }
-  EXPECT_GT(links, 15);
-  EXPECT_GT(paths, 30);
+  EXPECT_GT(links, Installed == nullptr ? 15 : 5);
+  EXPECT_GT(paths, Installed == nullptr ? 30 : 10);
 }
 
 }  // namespace
