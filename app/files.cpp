@@ -21,10 +21,6 @@ bool IsOneFile(const struct stat& a, const struct stat& b) {
   return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-bool StatusOf(const std::string& path, struct stat* status) {
-  return (path == "-" ? ::fstat(STDIN_FILENO, status) : ::stat(path.c_str(), status)) == 0;
-}
-
 }  // namespace
 
 Problem SystemProblem(const std::string& name) { return Problem(name + ": " + std::strerror(errno)); }
@@ -82,10 +78,17 @@ bool IsOneFile(int a, int b) {
   return ::fstat(a, &status_a) == 0 && ::fstat(b, &status_b) == 0 && IsOneFile(status_a, status_b);
 }
 
+bool IsOneFile(int a, const std::string& b) {
+  struct stat status_a {};
+  struct stat status_b {};
+  return ::fstat(a, &status_a) == 0 && ::stat(b.c_str(), &status_b) == 0 && IsOneFile(status_a, status_b);
+}
+
 bool IsOneFile(const std::string& a, const std::string& b) {
   struct stat status_a {};
   struct stat status_b {};
-  return StatusOf(a, &status_a) && StatusOf(b, &status_b) && IsOneFile(status_a, status_b);
+  return ::stat(a.c_str(), &status_a) == 0 && ::stat(b.c_str(), &status_b) == 0 &&
+         IsOneFile(status_a, status_b);
 }
 
 void ReplaceFile(const std::string& path, std::string_view bytes) try {

@@ -40,10 +40,9 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& name);
 /// The next bytes of a file, as many as there are, up to `most`. Throws `Problem`, naming `name`.
 std::string ReadUpTo(const FileDescriptor& file, std::size_t most, const std::string& name);
 
-/// Whether both descriptors lead to one regular file.
+/// Whether both, descriptors or paths, lead to one regular file, by whatever links.
 bool IsOneFile(int a, int b);
-
-/// Whether both paths, "-" being standard input, lead to one regular file, by whatever links.
+bool IsOneFile(int a, const std::string& b);
 bool IsOneFile(const std::string& a, const std::string& b);
 
 /// Puts a file with these bytes in place of whatever stands at `path`, or leaves that untouched and throws

@@ -1,11 +1,12 @@
 #include "app/model_set.h"
 
-#include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
 
 #include "app/problem.h"
 #include "kelvane/module/host/text.h"
+#include "kelvane/rpc/rpc_exchange_dataset.h"
 
 namespace app {
 
@@ -13,36 +14,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> ModelFilesIn(const std::string& folder) {
-  std::vector<fs::path> files;
-  std::error_code failure;
-  for (fs::directory_iterator at(folder, failure), end; !failure && at != end; at.increment(failure)) {
-    const std::string suffix = toupper(at->path().extension().string());
-    std::error_code ignored;
-    if ((suffix == ".RPB" || suffix == ".TXT") && at->is_regular_file(ignored)) files.push_back(at->path());
-  }
-  if (failure) throw Problem(folder + ": " + failure.message());
-  std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.native() < b.native(); });
+std::vector<std::string> ModelFilesIn(const std::string& folder) try {
+  std::vector<std::string> files = SatCommonUtils::RPCModelFiles(folder);
+  const std::string start = folder.back() == '/' ? folder : folder + '/';
+  for (std::string& file : files) file.insert(0, start);
   return files;
+} catch (const std::runtime_error& failure) {
+  throw Problem(folder + ": " + failure.what());
 }
 
 /// Any text may be called .txt; of other names the file is missed when it is no model.
-bool IsCalledModel(const fs::path& path) {
-  return toupper(path.extension().string()) != ".TXT" ||
-         SatCommonUtils::RPCModelName(path.string()) != path.stem().string();
+bool IsCalledModel(const std::string& path) {
+  const fs::path file(path);
+  return toupper(file.extension().string()) != ".TXT" ||
+         SatCommonUtils::RPCModelName(path) != file.stem().string();
 }
 
-void ReadFileInto(ModelSet* set, const fs::path& path) try {
+void ReadFileInto(ModelSet* set, const std::string& path) try {
   std::string why;
-  auto file = ReadIfModel(path.string(), &why);
+  auto file = ReadIfModel(path, &why);
   if (!file && !IsCalledModel(path)) {
-    set->remarks.push_back(path.string() + ": holds nothing like a model and is passed over");
+    set->remarks.push_back(path + ": holds nothing like a model and is passed over");
     return;
   }
-  if (!file) throw Problem(path.string() + ": " + why);
+  if (!file) throw Problem(path + ": " + why);
   if (file->name.empty()) {
-    file->name = SatCommonUtils::RPCModelName(path.string());
-    file->image = path.filename().string();
+    file->name = SatCommonUtils::RPCModelName(path);
+    file->image = fs::path(path).filename().string();
   }
   set->models.push_back(std::move(*file));
 } catch (const Problem& problem) {
@@ -56,7 +54,7 @@ std::optional<ModelSet> ReadModelSet(const std::string& path) {
   std::error_code failure;
   set.is_folder = fs::is_directory(path, failure);
   if (set.is_folder) {
-    for (const fs::path& file : ModelFilesIn(path)) ReadFileInto(&set, file);
+    for (const std::string& file : ModelFilesIn(path)) ReadFileInto(&set, file);
     if (!set.models.empty()) return set;
     throw Problem(path + ": no RPB or RPC text in this folder can be read" +
                   (set.problems.empty() ? "" : "; " + set.problems.front()));

@@ -22,7 +22,8 @@ PointSource::PointSource(const std::string& path)
 std::string PointSource::NameOf(const std::string& path) { return path == "-" ? "stdin" : KaPrintable(path); }
 
 void PointSource::KeepFrom(const std::string& path, const std::string& output) {
-  if (output.empty() || !IsOneFile(path, output)) return;
+  if (output.empty()) return;
+  if (!(path == "-" ? IsOneFile(STDIN_FILENO, output) : IsOneFile(path, output))) return;
   throw Problem(output + ": the points are read from this file; it is not replaced");
 }
 

@@ -12,10 +12,12 @@
 
 namespace fuzz {
 
-/// A grid that a model sees, with noise and blunders; or items that no fit is for.
+/// A grid that a model sees, with noise and blunders; or items that no fit is for. `*exact` (may be null)
+/// says that there are neither, and that the grid is one that third degrees show in.
 inline SatCommonUtils::TRPCEstimationDataSet FitPoints(const SatCommonUtils::TRPC& model,
-                                                       const SatCommonUtils::TRPCData& data, TInput* input) {
-  constexpr std::size_t Grids[][3] = {{4, 4, 3}, {4, 4, 3}, {3, 4, 4},  {7, 3, 2},
+                                                       const SatCommonUtils::TRPCData& data, TInput* input,
+                                                       bool* exact) {
+  constexpr std::size_t Grids[][3] = {{4, 4, 3}, {5, 4, 4}, {3, 4, 4},  {7, 3, 2},
                                       {5, 2, 5}, {7, 6, 1}, {1, 1, 40}, {3, 3, 3}};
   SatCommonUtils::TRPCEstimationDataSet set;
   set.Normalized = input->Choice(4) == 1;
@@ -43,7 +45,11 @@ inline SatCommonUtils::TRPCEstimationDataSet FitPoints(const SatCommonUtils::TRP
     item.Sample += noise * std::cos(static_cast<double>(5 * i));
     set.Items.push_back(item);
   }
-  for (std::size_t changes = input->Choice(8); changes > 0; --changes) {
+  std::size_t changes = input->Choice(8);
+  if (exact != nullptr) {
+    *exact = noise == 0.0 && changes == 0 && *std::min_element(std::begin(nodes), std::end(nodes)) >= 4;
+  }
+  for (; changes > 0; --changes) {
     SatCommonUtils::TRPCEstimationDataItem& item = set.Items[input->Choice(set.Items.size())];
     double* const fields[] = {&item.Latitude, &item.Longitude, &item.Height, &item.Line, &item.Sample};
     double& field = *fields[input->Choice(std::size(fields))];

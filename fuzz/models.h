@@ -2,6 +2,8 @@
 /// Models out of a few bytes.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -69,6 +71,25 @@ inline SatCommonUtils::TRPCData Record(TInput* input) {
   }
   std::memcpy(&data, values.data(), sizeof data);
   return data;
+}
+
+/// Scales as the bounds of the library have them, offsets and coefficients that rounding leaves alone.
+inline bool IsOfUsualSize(const SatCommonUtils::TRPCData& data) {
+  const auto within = [](double value, double least, double most) {
+    return std::fabs(value) >= least && std::fabs(value) <= most;
+  };
+  for (const double scale : {data.LineScale, data.SampleScale}) {
+    if (!within(scale, 1.0, 40000.0)) return false;
+  }
+  for (const double scale : {data.LatitudeScale, data.LongitudeScale}) {
+    if (!within(scale, 1e-3, 360.0)) return false;
+  }
+  const bool offsets = within(data.LineOffset, 0, 1e6) && within(data.SampleOffset, 0, 1e6) &&
+                       within(data.LatitudeOffset, 0, 360) && within(data.LongitudeOffset, 0, 360) &&
+                       within(data.HeightOffset, 0, 1e6) && within(data.HeightScale, 1.0, 1e6);
+  const auto coefficients = SatCommonUtils::RPCValues(data);
+  return offsets && std::all_of(coefficients.begin(), coefficients.end() - SatCommonUtils::RPCDataFieldCount,
+                                [&](double value) { return within(value, 0, 10); });
 }
 
 /// A correction that is none, or near one, or any.

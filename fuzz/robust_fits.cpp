@@ -114,7 +114,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (input.Choice(8) == 7) {
     CheckInverted(*model, options, static_cast<int>(input.Choice(5)));
   } else {
-    CheckFit(fuzz::FitPoints(*model, record, &input), options);
+    CheckFit(fuzz::FitPoints(*model, record, &input, nullptr), options);
   }
   return 0;
 }

@@ -131,13 +131,13 @@ class KELVANE_API TMatrix {
   bool PutToStream(TKaStream* s) const;
 
   /// Reads the matrix from section `key`: "MatrixWidth", "MatrixHeight", and in section "MatrixRows" a
-  /// `TVector` text per row under the row's number. A row that is missing or unreadable is zero; a row takes
-  /// the length that its text has. False when the section or a size is missing, when the sizes ask for more
-  /// than `LargestRead`, or when a section cannot be left; the matrix is then unchanged or partly
-  /// overwritten. Lets no exception out.
+  /// `TVector` text per row under the row's number. Rows are taken as they come, whatever the sizes: a row
+  /// takes the length that its text has, and one that is missing or unreadable is zero. False, and the matrix
+  /// as it was, when the section or a size is missing, when such zeros would take more than `LargestMissing`,
+  /// when a section cannot be left, or when there is no memory. Lets no exception out.
   bool InitializeFromXML(TKaXIniReader* reader, std::string key);
-  /// Bytes that the sizes of a matrix that is read may ask for, some 64 for each row included.
-  static constexpr std::size_t LargestRead = std::size_t{1} << 28;
+  /// Bytes that the zeros of rows which a file does not hold may take, 48 for each such row included.
+  static constexpr std::size_t LargestMissing = std::size_t{1} << 28;
   /// Writes that form, of any size; false at the first failure. Lets no exception out.
   bool SaveToXML(TKaXIniWriter* writer, std::string key) const;
 };

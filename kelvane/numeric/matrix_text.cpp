@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kelvane/module/host/ini.h"
@@ -33,25 +34,59 @@ char Picture(double element, bool show_zeros, bool show_ones, bool show_signs) {
   return element > 0.0 ? '+' : '-';
 }
 
-/// Whether rows of zeros may be made before any is seen: the sizes in a damaged file claim any amount.
-bool AreBelievable(std::size_t width, std::size_t height) {
-  constexpr std::size_t RowItself = 8;  // in numbers, with what the allocator takes
-  constexpr std::size_t Most = TMatrix::LargestRead / sizeof(double);
-  return height == 0 || (width <= Most && height <= Most / (width + RowItself));
+/// How many rows of zeros may stand for rows that are not there: the sizes in a damaged file claim any
+/// amount.
+std::size_t MostZeroRows(std::size_t width) {
+  constexpr std::size_t RowItself = 6;  // in numbers, with what the allocator takes
+  constexpr std::size_t Most = TMatrix::LargestMissing / sizeof(double);
+  return width < Most ? Most / (width + RowItself) : 0;
+}
+
+/// False, `*row` unchanged, when the row is missing or unreadable. Only the lack of memory is thrown: zeros
+/// would hide it.
+bool ReadRow(TKaXIniReader* reader, std::size_t number, TVector* row) try {
+  // Not by an exception: a matrix may lack a million rows.
+  const unsigned long item = reader->FindF(std::to_string(number), 0);
+  if (item == TKaXIniReader::NoItem) return false;
+  *row = TVector(reader->ReadE<std::string>(item));
+  return true;
+} catch (const std::bad_alloc&) {
+  throw;
+} catch (...) {
+  return false;
+}
+
+/// Takes the rows as they come: only those that are there show that a size is meant.
+bool ReadRows(TKaXIniReader* reader, std::size_t width, std::size_t height, std::vector<TVector>* rows) {
+  std::size_t zero_rows = 0;
+  while (rows->size() < height) {
+    TVector row;
+    if (!ReadRow(reader, rows->size(), &row)) {
+      if (++zero_rows > MostZeroRows(width)) return false;
+      row.Reset(width);
+    }
+    rows->push_back(std::move(row));
+  }
+  return true;
 }
 
 /// Reads from the matrix's own section.
 bool ReadContent(TKaXIniReader* reader, TMatrix* m) {
   const auto width = reader->ReadE<unsigned long>(reader->FindFE(WidthKey, 0));
   const auto height = reader->ReadE<unsigned long>(reader->FindFE(HeightKey, 0));
-  if (!AreBelievable(width, height)) return false;
-  m->Reset(width, height);
   const unsigned long section = reader->EnterSectionS(RowsSection);
-  if (section == 0) return true;
-  return ReadEnteredSection(reader, section, [&] {
-    for (std::size_t r = 0; r < m->height; ++r) m->rows[r].InitializeFromXML(reader, std::to_string(r));
+  if (section == 0) {
+    if (height > MostZeroRows(width)) return false;
+    m->Reset(width, height);
     return true;
-  });
+  }
+  std::vector<TVector> rows;
+  if (!ReadEnteredSection(reader, section, [&] { return ReadRows(reader, width, height, &rows); }))
+    return false;
+  m->Reset(0, height);
+  std::move(rows.begin(), rows.end(), m->rows);
+  m->width = width;
+  return true;
 }
 
 bool WriteRows(const TMatrix& m, TKaXIniWriter* writer) {
@@ -134,7 +169,10 @@ bool TMatrix::PutToStream(TKaStream* s) const {
 }
 
 bool TMatrix::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
-  return ReadSection(reader, key, [&] { return ReadContent(reader, this); });
+  TMatrix read{std::string()};
+  if (!ReadSection(reader, key, [&] { return ReadContent(reader, &read); })) return false;
+  *this = std::move(read);
+  return true;
 } catch (...) {
   return false;
 }

@@ -229,9 +229,7 @@ double* TVector::Put2Buffer() const try {
 }
 
 bool TVector::InitializeFromXML(TKaXIniReader* reader, std::string key) try {
-  // Not by an exception: a matrix may lack a million rows.
-  const unsigned long item = reader->FindF(key, 0);
-  return item != TKaXIniReader::NoItem && Parse(reader->ReadE<std::string>(item), this);
+  return Parse(reader->ReadE<std::string>(reader->FindFE(key, 0)), this);
 } catch (...) {
   return false;
 }

@@ -64,11 +64,11 @@ class KELVANE_API TCipherRPCImpExpDataset {
   /// Adds the model of a provider's XML file (`ReadVendorXml`), named by `RPCModelName`.
   bool ImportVendorXmlFile(const std::string& path, std::string* problem);
 
-  /// Adds the models of the files in a folder whose suffix is ".rpb" or ".txt" in any letter case, in the
-  /// order of the bytes of their names; each is read as its suffix says and named by `RPCModelName`. Other
-  /// files, and folders inside, are passed over. A file that cannot be taken, as one whose name is taken or
-  /// one of RPC text with a number that is not whole (`RPCTextNumbersAreWhole`), goes to `problems` (null:
-  /// they are not told), and the rest is still read. False when the folder cannot be listed.
+  /// Adds the models of the files that `RPCModelFiles` lists, in their order; each is read as its suffix says
+  /// and named by `RPCModelName`. Other files, and folders inside, are passed over. A file that cannot be
+  /// taken, as one whose name is taken or one of RPC text with a number that is not whole
+  /// (`RPCTextNumbersAreWhole`), goes to `problems` (null: they are not told), and the rest is still read.
+  /// False when the folder cannot be listed.
   bool ImportFolder(const std::string& folder, std::vector<TRPCFileProblem>* problems, std::string* problem);
 
   /// Writes one file for each model into an existing folder, named by `RPCFileName`. All are written beside
@@ -89,6 +89,11 @@ class KELVANE_API TCipherRPCImpExpDataset {
 /// What the model of a file is called: the file's name without folder and extension and, where that is
 /// ".TXT", without "_RPC" at its end; both in any letter case.
 KELVANE_API std::string RPCModelName(const std::string& path);
+
+/// The names of the regular files in a folder whose suffix is ".rpb" or ".txt" in any letter case, in the
+/// order of their bytes. Throws `std::runtime_error`, with the system's reason, when the folder cannot be
+/// listed.
+KELVANE_API std::vector<std::string> RPCModelFiles(const std::string& folder);
 
 /// What the file of a model is called: "NAME.RPB" or "NAME_RPC.TXT", with '_' for `/ \ : * ? " < > |` and for
 /// a

@@ -40,28 +40,6 @@ std::string PathIn(const std::string& folder, const std::string& file) {
   throw std::runtime_error("the folder cannot be listed: " + std::generic_category().message(error));
 }
 
-/// The names of the model files of a folder, sorted. (Where there is no memory, a directory_iterator ends the
-/// process, and putting a path together leaves a broken one.)
-std::vector<std::string> ModelFiles(const std::string& folder) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
-  if (entries == nullptr) RefuseFolder(errno);
-  std::vector<std::string> files;
-  while (true) {
-    errno = 0;
-    const dirent* const entry = ::readdir(entries.get());
-    if (entry == nullptr) break;
-    const std::string file = entry->d_name;
-    const std::string suffix = SuffixOf(file);
-    std::error_code ignored;
-    if ((suffix == RPBSuffix || suffix == TextSuffix) && fs::is_regular_file(PathIn(folder, file), ignored)) {
-      files.push_back(file);
-    }
-  }
-  if (errno != 0) RefuseFolder(errno);
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
 bool Read(TE_RPCFileForm form, const var_a<TKaStream*>& stream, TRPCExchangeModel* model,
           std::string* problem) {
   if (form == TE_RPCFileForm::RPB) return model->Data.InitializeFromRPB(stream, &model->Header, problem);
@@ -154,6 +132,28 @@ std::string RPCModelName(const std::string& path) {
   return name;
 }
 
+std::vector<std::string> RPCModelFiles(const std::string& folder) {
+  // Where there is no memory, a directory_iterator ends the process, and putting a path together leaves a
+  // broken one.
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
+  if (entries == nullptr) RefuseFolder(errno);
+  std::vector<std::string> files;
+  while (true) {
+    errno = 0;
+    const dirent* const entry = ::readdir(entries.get());
+    if (entry == nullptr) break;
+    const std::string file = entry->d_name;
+    const std::string suffix = SuffixOf(file);
+    std::error_code ignored;
+    if ((suffix == RPBSuffix || suffix == TextSuffix) && fs::is_regular_file(PathIn(folder, file), ignored)) {
+      files.push_back(file);
+    }
+  }
+  if (errno != 0) RefuseFolder(errno);
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
 std::string RPCFileName(const std::string& model, TE_RPCFileForm form) {
   std::string name = model;
   for (char& c : name) {
@@ -172,7 +172,7 @@ bool TCipherRPCImpExpDataset::ImportVendorXmlFile(const std::string& path, std::
 
 bool TCipherRPCImpExpDataset::ImportFolder(const std::string& folder, std::vector<TRPCFileProblem>* problems,
                                            std::string* problem) try {
-  for (const std::string& name : ModelFiles(folder)) {
+  for (const std::string& name : RPCModelFiles(folder)) {
     const TE_RPCFileForm form = SuffixOf(name) == RPBSuffix ? TE_RPCFileForm::RPB : TE_RPCFileForm::Text;
     const auto read = [form](const var_a<TKaStream*>& file, TRPCExchangeModel* model, std::string* why) {
       return Read(form, file, model, why);

@@ -86,20 +86,14 @@ TEST(Info, SaysWhatIsMissing) {
       {"hello\n", "not XML"},
       {"<?xml version=\"1.0\"?><!-- <configuration/> --><html/>", "not XML (no root configuration,"},
       {std::string("\0\1\n", 3) + text, "not RPC text"},
-      {Replaced(text, "E-03", "D-03"), "LINE_NUM_COEFF_1: \"-6.181087000000000D-03\" is no number"},
       {Replaced(text, "+000812.00", "1,812.00"), "LINE_OFF: \"1,812.00\" is no number"},
       {text + std::string((std::size_t{4} << 20) - text.size() + 1, '\n'), "larger than 4 MiB"},
       {isd + std::string((std::size_t{64} << 20) - isd.size() + 1, '\n'), "larger than 64 MiB"},
-      {"<isd>" + Repeated("<a>") + Repeated("</a>") + "</isd>", "elements are nested too deeply"},
       {"<isd>" + Repeated("<a>") + Repeated("<a>"), "Start-end tags mismatch"},
-      {Repeated("BEGIN_GROUP=a\n"), "groups are nested too deeply"},
-      {"lineOffset=" + Repeated("("), "lists are nested too deeply"},
       {"LINE_OFF: " + Repeated("1"), "no number for HEIGHT_OFF"},
       {xml.substr(0, xml.size() / 2), "read as xml"},
       {Replaced(xml, "\"LatitudeScale\"", "\"x\""), "LatitudeScale"},
       {rpb.substr(0, rpb.size() / 2), "read as rpb"},
-      {Replaced(rpb, "\theightScale", "\tx"), "heightScale"},
-      {Replaced(text, "LAT_SCALE: ", "LAT_SCALE: north "), "no number for LAT_SCALE"},
   };
   for (const auto& [bytes, why] : cases) {
     const Outcome outcome = RunKelvane({"info", folder.Write("model", bytes)});
@@ -205,13 +199,10 @@ TEST(Convert, AFailureLeavesTheTargetAlone) {
   expect_untouched(RunKelvane({"convert", model, folder.Path("target.tif")}), ".rpb, .txt or .xml");
   expect_untouched(RunKelvane({"convert", folder.Path("none"), target}), "No such file");
   expect_untouched(RunKelvane({"convert", model}), "OUT is required");
-  expect_untouched(RunKelvane({"convert", model, folder.Path("no/folder.rpb")}), "No such file or directory");
   // A scale that the form's two decimals turn into zero.
   const std::string xml = test::FileText(model);
   const std::string scale = "\"HeightScale\">130<";
   const test::ScratchFolder other;
-  ASSERT_EQ(::symlink("/dev/null", other.Path("null.rpb").c_str()), 0);
-  expect_untouched(RunKelvane({"convert", model, other.Path("null.rpb")}), "is no regular file");
   const auto convert = [&](const std::string& text) {
     return RunKelvane({"convert", other.Write("a.xml", text), target});
   };

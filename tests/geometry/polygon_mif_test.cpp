@@ -326,17 +326,6 @@ TEST(PolygonMif, OnePolygonIsWrittenWholeOrNotAtAll) {
   EXPECT_FALSE(margin.SaveToMIF(folder.Path("none/m.mif"), "", &problem));
   EXPECT_EQ(problem, folder.Path("none/m.mif") + ": " + std::strerror(ENOENT));
   EXPECT_EQ(test::FileText(path), before);
-  // A link stays one, and what it leads to keeps its rights.
-  fs::permissions(path, fs::perms::owner_all);
-  fs::create_symlink("m.MIF", folder.Path("link.mif"));
-  ASSERT_TRUE(margin.SaveToMIF(folder.Path("link.mif"), MIFGeographicWgs84, &problem)) << problem;
-  EXPECT_TRUE(fs::is_symlink(folder.Path("link.mif")));
-  EXPECT_NE(test::FileText(path), before);
-  EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 4);  // two pairs and nothing else
-  fs::create_symlink("gone.mif", folder.Path("dangling.mif"));
-  EXPECT_FALSE(margin.SaveToMIF(folder.Path("dangling.mif"), "", &problem));
-  EXPECT_EQ(problem, folder.Path("dangling.mif") + ": is a symbolic link to no file");
 }
 
 TEST(PolygonMif, TheMidFileIsTheOneInTheSameLetters) {

@@ -290,6 +290,25 @@ TRPCEstimationDataSet Seen(std::size_t count) {
   return data;
 }
 
+std::pair<std::string, test::Values> WholeEstimate(const TRefinementEstimate& estimate) {
+  test::Values all = {static_cast<double>(estimate.Kept),
+                      static_cast<double>(estimate.MostBlunders),
+                      estimate.RmsBefore,
+                      estimate.RmsAfter,
+                      estimate.RejectedBeyond,
+                      estimate.Spread};
+  for (const auto& covariance : {estimate.Covariance.Line, estimate.Covariance.Sample}) {
+    for (std::size_t i = 0; i < 3; ++i) all.insert(all.end(), covariance[i], covariance[i] + 3);
+  }
+  for (const TRefinementPoint& point : estimate.Points) {
+    all.insert(all.end(),
+               {point.Rejected ? 1.0 : 0.0, point.LineBefore, point.SampleBefore, point.Line, point.Sample});
+  }
+  return {test::XmlOf(estimate.Refinement) + test::XmlOf(TRPCRefinementDataAffine{estimate.Deviations}) +
+              estimate.Problem,
+          all};
+}
+
 void TryFits(Table* table) {
   const auto seen = std::make_shared<TRPCEstimationDataSet>(Seen(60));
   TRPCFitOptions options;
@@ -340,7 +359,7 @@ void TryFits(Table* table) {
         return EstimateRefinement(*model, {seen->Items.begin(), seen->Items.begin() + 9},
                                   TE_RefinementKind::Affine, estimate);
       },
-      [](const TRefinementEstimate& estimate) { return test::XmlOf(estimate.Refinement); });
+      WholeEstimate);
 }
 
 void TryModels(Table* table) {
@@ -426,7 +445,13 @@ void TryModels(Table* table) {
       [=](std::array<TGroundPosition, 4>* corners) {
         return CalculateFootprint(TAdjustedRPC(data, nullptr, &shift), corners);
       },
-      [](const std::array<TGroundPosition, 4>& corners) { return corners[3].Latitude; });
+      [](const std::array<TGroundPosition, 4>& corners) {
+        test::Values all;
+        for (const TGroundPosition& corner : corners) {
+          all.insert(all.end(), {corner.Latitude, corner.Longitude});
+        }
+        return all;
+      });
 }
 
 void TryNumerics(Table* table) {
@@ -522,7 +547,7 @@ void TryNumerics(Table* table) {
             {{0, 0, 0}, {1, 1, 1}}, {{1, 0, 0}, {2, 1, 1}}, {{0, 1, 0}, {1, 2, 1}}, {{0, 0, 1}, {1, 1, 2}}};
         return Calculate7Params(pairs, params);
       },
-      [](const T7Params& params) { return params.ShiftX; });
+      [](const T7Params& params) { return test::XmlOf(T7ParamsTransform(params)); });
 }
 
 class Memory : public testing::TestWithParam<std::pair<const char*, void (*)(Table*)>> {

@@ -196,17 +196,28 @@ TEST(Matrix, LivesInXml) {
   EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged()));
   EXPECT_EQ(read.name, "name");
 
-  // Sizes that a damaged file claims.
-  const auto is_read = [&](const std::string& width, const std::string& height) {
+  // Sizes that a damaged file claims, and two rows.
+  const auto is_read = [&](const std::string& width, const std::string& height, const std::string& rows) {
     return ReadXml("<configuration><section key=\"m\"><value key=\"MatrixWidth\">" + width +
-                       "</value><value key=\"MatrixHeight\">" + height + "</value></section></configuration>",
+                       "</value><value key=\"MatrixHeight\">" + height + "</value>" + rows +
+                       "</section></configuration>",
                    &read, "m");
   };
-  EXPECT_FALSE(is_read("0", "18446744073709551615"));
-  EXPECT_FALSE(is_read("18446744073709551615", "2"));
-  EXPECT_FALSE(is_read("5789", "5789"));
-  EXPECT_TRUE(is_read("18446744073709551615", "0"));
-  EXPECT_TRUE(is_read("1000", "1000"));
+  const std::string rows =
+      R"(<section key="MatrixRows"><value key="0">(1;2)</value><value key="1">(3)</value></section>)";
+  EXPECT_FALSE(is_read("0", "18446744073709551615", ""));
+  EXPECT_FALSE(is_read("18446744073709551615", "2", ""));
+  EXPECT_FALSE(is_read("5790", "5790", ""));
+  EXPECT_FALSE(is_read("1000000000", "1000000000", rows));
+  EXPECT_FALSE(is_read("0", "18446744073709551615", rows));
+  EXPECT_FALSE(is_read("18446744073709551615", "3", rows));
+  EXPECT_EQ(ValuesOf(read), ValuesOf(Ragged())) << "as it was";
+  EXPECT_TRUE(is_read("18446744073709551615", "0", ""));
+  EXPECT_TRUE(is_read("1000", "1000", ""));
+  // Rows that are there need no belief in the width.
+  ASSERT_TRUE(is_read("1000000000", "2", rows));
+  EXPECT_EQ(read.width, 1000000000);
+  EXPECT_EQ(read.rows[0].GetString() + read.rows[1].GetString(), "(1;2)(3)");
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ class RPCBatch : public testing::Test {
 
   /// With all instructions that the machine has: short batches, and one that several threads share.
   template <class Batch>
-  static void ExpectSingleCallsBits(const Answers& single, const Batch& batch) {
+  static void ExpectSingleCallsBits(const Answers& single, const Batch& batch, bool takes_no_memory = true) {
     for (const std::string& target : SimdTargets()) {
       ASSERT_TRUE(SetSimdTarget(target));
       for (std::size_t count = 0; count <= 70; ++count) {
@@ -110,7 +110,9 @@ class RPCBatch : public testing::Test {
       for (const int threads : {1, 2, 3}) {
         KaSetThreadsCount(threads);
         Answers found(single.columns.size());
+        const long before = test::AllocationCount();
         const std::size_t bad = batch(Many - 1, &found);
+        EXPECT_TRUE(threads > 1 || !takes_no_memory || test::AllocationCount() == before);
         ASSERT_NO_FATAL_FAILURE(ExpectSame(found, single, Many - 1, bad));
       }
     }
@@ -210,35 +212,18 @@ TEST_F(RPCBatch, IntersectionsHaveTheBitsOfSingleCalls) {
       single[4][i] = solution.Independence;
       single.good[i] = solution.Solved && solution.Converged ? 1 : 0;
     }
-    ExpectSingleCallsBits(single, [&](std::size_t count, Answers* found) {
-      // The ground takes the place of coordinates in the first two images.
-      std::vector<const double*> in_place[2] = {lines, samples};
-      in_place[0][1] = std::copy_n(lines[1], count, (*found)[0]) - count;
-      in_place[1][0] = std::copy_n(samples[0], count, (*found)[2]) - count;
-      return SolveLatLonHs(models.data(), models.size(), count, in_place[0].data(), in_place[1].data(),
-                           (*found)[0], (*found)[1], (*found)[2],
-                           {found->good.data(), (*found)[3], (*found)[4]});
-    });
-  }
-}
-
-TEST_F(RPCBatch, AMillionPointsKeepTheirBitsAndTakeNoMemory) {
-  constexpr std::size_t Million = 1000000;
-  const Ground ground(data_, Million);
-  Answers single(2, Million);
-  for (std::size_t i = 0; i < Million; ++i) {
-    plain_.CalculateLineSample(ground.lat[i], ground.lon[i], ground.h[i], &single[0][i], &single[1][i],
-                               nullptr, nullptr);
-    single.good[i] = std::isfinite(single[0][i]) && std::isfinite(single[1][i]) ? 1 : 0;
-  }
-  Answers found(2, Million);
-  for (const int threads : {1, 2, 3}) {
-    KaSetThreadsCount(threads);
-    const long before = test::AllocationCount();
-    const std::size_t bad = CalculateLineSamples(plain_, Million, ground.lat.data(), ground.lon.data(),
-                                                 ground.h.data(), found[0], found[1], {}, found.good.data());
-    EXPECT_TRUE(threads > 1 || test::AllocationCount() == before);
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(found, single, Million, bad));
+    ExpectSingleCallsBits(
+        single,
+        [&](std::size_t count, Answers* found) {
+          // The ground takes the place of coordinates in the first two images.
+          std::vector<const double*> in_place[2] = {lines, samples};
+          in_place[0][1] = std::copy_n(lines[1], count, (*found)[0]) - count;
+          in_place[1][0] = std::copy_n(samples[0], count, (*found)[2]) - count;
+          return SolveLatLonHs(models.data(), models.size(), count, in_place[0].data(), in_place[1].data(),
+                               (*found)[0], (*found)[1], (*found)[2],
+                               {found->good.data(), (*found)[3], (*found)[4]});
+        },
+        false);
   }
 }
 

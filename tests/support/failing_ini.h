@@ -44,6 +44,8 @@ class FailingReader : public TKaXIniStreamReader {
   FailingReader(const std::string& xml, int failing, HostFailure how = HostFailure::Result)
       : TKaXIniStreamReader(new_a<TKaStringStream>(xml), true, nullptr), countdown_(failing, how) {}
   bool NeverFailed() const { return countdown_.NeverFailed(); }
+  /// It has failed by finding no item, as where there is none.
+  bool Missed() const { return missed_; }
   /// The sections that were entered and that nobody has asked to leave.
   const std::vector<std::pair<unsigned long, std::string>>& Open() const { return open_; }
 
@@ -59,7 +61,9 @@ class FailingReader : public TKaXIniStreamReader {
 
  protected:
   unsigned long FindItem(const std::string& key, unsigned long start) const override {
-    return countdown_.Fails() ? NoItem : TKaXIniStreamReader::FindItem(key, start);
+    if (!countdown_.Fails()) return TKaXIniStreamReader::FindItem(key, start);
+    missed_ = true;
+    return NoItem;
   }
   unsigned long EnterSection(const std::string& name) override {
     const unsigned long handle = countdown_.Fails() ? 0 : TKaXIniStreamReader::EnterSection(name);
@@ -78,6 +82,7 @@ class FailingReader : public TKaXIniStreamReader {
     return !countdown_.Fails() && TKaXIniStreamReader::GetValue(index, value);
   }
   mutable Countdown countdown_;
+  mutable bool missed_ = false;
   std::vector<std::pair<unsigned long, std::string>> open_;
 };
 
