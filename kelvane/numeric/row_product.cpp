@@ -125,7 +125,11 @@ class TPrefetch {
   /// The columns from `column` to before `width` of `count` rows, by the last of so many tiles.
   TPrefetch(const double* const* rows, std::size_t count, std::size_t column, std::size_t width,
             std::size_t tiles)
-      : Next(rows), Last(rows + count), Column(column), Width(width), Step(count / tiles + 1) {}
+      : Next(rows),
+        Last(rows + count),
+        Column(column),
+        Width(width),
+        Step(count / std::max<std::size_t>(tiles, 1) + 1) {}
 
   void GoOn() {
     for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
