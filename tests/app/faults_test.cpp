@@ -180,9 +180,7 @@ TEST(Faults, SignalsLeaveNothingHalfDone) {
   const std::string out = folder.Path("out");
   for (const std::string& path : {in, out}) fs::create_directory(path);
   for (std::size_t i = 0; i < Models; ++i) fs::copy_file(Model, in + "/" + std::to_string(i) + ".RPB");
-  std::string many;
-  for (int i = 0; i < 50; ++i) many += Points;
-  const std::string points = folder.Write("points.txt", many);
+  const std::string points = SamplePath("worldview3_points_seen.txt");
   const std::string target = folder.Path("target.rpb");
   ASSERT_EQ(RunKelvane({"fit", "-p", points, "-o", target, "--quiet"}).status, 0);
   const std::string whole = test::FileText(target);

@@ -21,7 +21,11 @@ using namespace SatCommonUtils;
 using Numbers = std::vector<double>;
 using Flags = std::vector<unsigned char>;
 
+#ifdef KELVANE_SANITIZED
+constexpr std::size_t Many = 17000;  // still enough for two threads
+#else
 constexpr std::size_t Many = 40000;
+#endif
 constexpr unsigned char Untouched = 7;
 
 const TRPCRefinementDataAffine Refinement{{12.5, 1.0003, -2e-4, -7.25, 3e-4, 0.9996}};
