@@ -107,7 +107,10 @@ void RoundTrip(TKaXIniReader* reader, const Read& read, const Save& save, const 
     return read_and_saved(&back);
   };
   std::string once = read_and_saved(reader);
-  fuzz::RequireSameText(read_and_saved(reader), once, "the sections entered are left");
+  // A model stays in the section of a margin that it cannot read.
+  if constexpr (!std::is_base_of_v<TRPC, T>) {
+    fuzz::RequireSameText(read_and_saved(reader), once, "the sections entered are left");
+  }
   if (once.empty()) return;
   // Their undefined numbers are not written, and become defaults.
   if constexpr (std::is_same_v<T, StereopairsByOverlap::TStereopairsByOverlapParams>) {
