@@ -117,7 +117,7 @@ void CheckReferences(std::string_view text) {
     }
     for (const auto& [opening, closing] : Unread) {
       if (text.substr(at, opening.size()) != opening) continue;
-      at = text.find(closing, at);
+      at = text.find(closing, at + opening.size());
       if (at == std::string_view::npos) return;
       break;
     }

@@ -26,7 +26,6 @@ constexpr std::size_t LargestSize = std::size_t{1} << 28;
 
 std::string ReadWhole(TKaStream* stream) {
   constexpr std::size_t Piece = std::size_t{1} << 16;
-  constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
   std::string text;
   for (std::size_t taken = Piece; taken == Piece;) {
     const std::size_t length = text.size();

@@ -93,7 +93,8 @@ std::string Row(const std::vector<TMIFColumn>& columns, const std::vector<std::s
     if (i > 0) text += delimiter;
     const std::string value = values.empty() ? std::string() : OneLine(values[i], "a value");
     const bool is_text = toupper(columns[i].Type.substr(0, 4)) == "CHAR";
-    const bool needs_quotes = value.find(delimiter) != std::string::npos || value.substr(0, 1) == "\"";
+    const bool needs_quotes = value.find(delimiter) != std::string::npos || value.substr(0, 1) == "\"" ||
+                              value.substr(0, ByteOrderMark.size()) == ByteOrderMark;
     text += is_text || needs_quotes ? Quoted(value) : value;
   }
   return text + "\n";

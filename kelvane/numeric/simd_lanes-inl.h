@@ -105,6 +105,14 @@ HWY_API void Together(TLanes& a, TLanes& b, TLanes& c, TLanes& d) {
   static_cast<void>(a), static_cast<void>(b), static_cast<void>(c), static_cast<void>(d);
 #endif
 }
+/// Begins what takes long, a division, where it is written: compilers like to put off what is used later.
+HWY_API void Begin(TLanes& x) {
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR
+  asm volatile("" : "+x"(x.Low.raw), "+x"(x.High.raw));
+#else
+  static_cast<void>(x);
+#endif
+}
 HWY_API bool IsAll(TLaneMask mask) {
   return hn::AllTrue(TLaneTag(), mask.Low) && hn::AllTrue(TLaneTag(), mask.High);
 }

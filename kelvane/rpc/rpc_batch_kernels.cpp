@@ -14,12 +14,32 @@ namespace HWY_NAMESPACE {
 
 // Ground to image.
 
+/// Normalised.
+struct TGround {
+  TLanes P;
+  TLanes L;
+  TLanes H;
+};
+
+template <class Count>
+HWY_INLINE TGround GroundAt(const TBatchModel& model, const TProjectedPoints& points, std::size_t i,
+                            Count count) {
+  TGround ground = {Normalized(model.Latitude, TLanes::Load(points.Latitude + i, count)),
+                    Normalized(model.Longitude, TLanes::Load(points.Longitude + i, count)),
+                    Normalized(model.Height, TLanes::Load(points.Height + i, count))};
+  Begin(ground.P);
+  Begin(ground.L);
+  Begin(ground.H);
+  return ground;
+}
+
+/// Takes the ground of points `i`, and leaves that of points `next`, whose divisions are done beside the
+/// sums.
 template <bool WithDerivatives, class Count>
-KELVANE_FLATTEN std::size_t ProjectStep(const TBatchModel& model, const TProjectedPoints& points,
-                                        std::size_t i, Count count) {
-  const TTerms terms =
-      TermsAt(model, TLanes::Load(points.Latitude + i, count), TLanes::Load(points.Longitude + i, count),
-              TLanes::Load(points.Height + i, count));
+HWY_INLINE std::size_t ProjectStep(const TBatchModel& model, const TProjectedPoints& points, std::size_t i,
+                                   Count count, std::size_t next, TGround* ground) {
+  const TTerms terms(ground->P, ground->L, ground->H);
+  *ground = GroundAt(model, points, next, count);
   TImage<TLanes> image;
   if constexpr (WithDerivatives) {
     TImageDerivatives by;
@@ -161,16 +181,28 @@ KELVANE_FLATTEN std::size_t LocateStep(const TBatchModel& model, const TLocatedP
   return StoreMask(converged, count, points.Converged == nullptr ? nullptr : points.Converged + i);
 }
 
+template <bool WithDerivatives>
+KELVANE_FLATTEN std::size_t ProjectSteps(const TBatchModel& model, const TProjectedPoints& points,
+                                         std::size_t first, std::size_t last) {
+  std::size_t sum = 0;
+  std::size_t i = first;
+  if (i + LaneCount <= last) {
+    for (TGround ground = GroundAt(model, points, i, TAllLanes()); i + LaneCount <= last; i += LaneCount) {
+      const std::size_t next = i + 2 * LaneCount <= last ? i + LaneCount : i;
+      sum += ProjectStep<WithDerivatives>(model, points, i, TAllLanes(), next, &ground);
+    }
+  }
+  if (i < last) {
+    TGround ground = GroundAt(model, points, i, last - i);
+    sum += ProjectStep<WithDerivatives>(model, points, i, last - i, i, &ground);
+  }
+  return sum;
+}
+
 inline std::size_t ProjectPoints(const TBatchModel& model, const TProjectedPoints& points, std::size_t first,
                                  std::size_t last) {
-  if (HasDerivatives(points)) {
-    return ForSteps(first, last, [&](std::size_t i, auto count) HWY_ATTR {
-      return ProjectStep<true>(model, points, i, count);
-    });
-  }
-  return ForSteps(first, last, [&](std::size_t i, auto count) HWY_ATTR {
-    return ProjectStep<false>(model, points, i, count);
-  });
+  return HasDerivatives(points) ? ProjectSteps<true>(model, points, first, last)
+                                : ProjectSteps<false>(model, points, first, last);
 }
 
 inline std::size_t LocatePoints(const TBatchModel& model, const TLocatedPoints& points, std::size_t first,

@@ -6,34 +6,27 @@
 ///
 /// To be included within a namespace, again for each set of instructions that the code is compiled for: a
 /// function takes its instructions from where it is defined. Needs <utility>.
-/// The monomials above first order at one normalised ground point, formed once for all polynomials.
+/// The monomials at one normalised ground point, formed once for polynomials that are summed side by side.
 template <class V>
 struct TRPCTerms {
   // P latitude, L longitude, H height, all normalised.
   V P, L, H;
   V LP, LH, PH, LL, PP, HH;
-  V PLH, LLL, LPP, LHH, LLP, PPP, PHH, LLH, PPH, HHH;
 
   TRPCTerms(const V& p, const V& l, const V& h)
-      : P(p),
-        L(l),
-        H(h),
-        LP(l * p),
-        LH(l * h),
-        PH(p * h),
-        LL(l * l),
-        PP(p * p),
-        HH(h * h),
-        PLH(LP * h),
-        LLL(LL * l),
-        LPP(l * PP),
-        LHH(l * HH),
-        LLP(LL * p),
-        PPP(PP * p),
-        PHH(p * HH),
-        LLH(LL * h),
-        PPH(PP * h),
-        HHH(HH * h) {}
+      : P(p), L(l), H(h), LP(l * p), LH(l * h), PH(p * h), LL(l * l), PP(p * p), HH(h * h) {}
+
+  // Formed when their turn comes: vectors of all of them would have to wait in memory.
+  V PLH() const { return LP * H; }
+  V LLL() const { return LL * L; }
+  V LPP() const { return L * PP; }
+  V LHH() const { return L * HH; }
+  V LLP() const { return LL * P; }
+  V PPP() const { return PP * P; }
+  V PHH() const { return P * HH; }
+  V LLH() const { return LL * H; }
+  V PPH() const { return PP * H; }
+  V HHH() const { return HH * H; }
 };
 
 // Each sum is made term after term, in statements, so that compilers read a coefficient when its turn comes.
@@ -49,16 +42,16 @@ inline auto RPCValue(const C& c, const TRPCTerms<V>& t) {
   sum += c[7] * t.LL;
   sum += c[8] * t.PP;
   sum += c[9] * t.HH;
-  sum += c[10] * t.PLH;
-  sum += c[11] * t.LLL;
-  sum += c[12] * t.LPP;
-  sum += c[13] * t.LHH;
-  sum += c[14] * t.LLP;
-  sum += c[15] * t.PPP;
-  sum += c[16] * t.PHH;
-  sum += c[17] * t.LLH;
-  sum += c[18] * t.PPH;
-  sum += c[19] * t.HHH;
+  sum += c[10] * t.PLH();
+  sum += c[11] * t.LLL();
+  sum += c[12] * t.LPP();
+  sum += c[13] * t.LHH();
+  sum += c[14] * t.LLP();
+  sum += c[15] * t.PPP();
+  sum += c[16] * t.PHH();
+  sum += c[17] * t.LLH();
+  sum += c[18] * t.PPH();
+  sum += c[19] * t.HHH();
   return sum;
 }
 

@@ -127,6 +127,16 @@ TEST(PolygonMif, WhatIsWrittenIsReadByUsAndByGdalBitForBit) {
   const std::string printed = Output(OGRINFO " -al -q " + folder.Path("full.mif"));
   EXPECT_NE(printed.find("Name (String) = a \"quoted\" text; \xC3\xA4\n"), std::string::npos);
   EXPECT_NE(printed.find("Name (String) = \"\n"), std::string::npos);
+
+  TMIFLayer marked;
+  marked.CoordSys = MIFGeographicWgs84;
+  marked.Columns = {{"Mark", "Date"}};
+  marked.Regions = {{{},
+                     {"\xEF\xBB\xBF"
+                      "1"}}};
+  ASSERT_TRUE(WriteMIFFile(folder.Path("marked.mif"), marked, &problem)) << problem;
+  ASSERT_TRUE(ReadMIFFile(folder.Path("marked.mif"), &back, &problem)) << problem;
+  EXPECT_EQ(back.Regions[0].Values, marked.Regions[0].Values);
 }
 
 TEST(PolygonMif, WhatGdalWritesIsRead) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/geometry/geos.h"
+#include "tests/support/rounds.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ TEST(QuadrilateralIntersection, AgreesWithGeos) {
   for (const bool on_grid : {true, false}) {
     for (const double offset : {0.0, 4e6}) {
       test::Shapes shapes(on_grid ? 5 : 6, on_grid, offset);
-      for (int i = 0; i < 2000; ++i) {
+      for (int i = 0; i < test::Rounds(2000); ++i) {
         const TPolygon a = shapes.Polygon(4);
         const TPolygon b = shapes.Polygon(4);
         CompareWithGeos(a, b, &shapes, offset == 0.0 ? 1e-12 : 1e-7);
@@ -120,7 +121,7 @@ TEST(QuadrilateralIntersection, AlmostParallelEdgesMakeNoTrouble) {
   const auto shaken = [&](double x, double y) {
     return xy_d{4e6 + x + bits(random) * 0x1p-32, 5e6 + y + bits(random) * 0x1p-32};
   };
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < test::Rounds(20000); ++i) {
     const TPolygon a({shaken(0, 0), shaken(100, 0), shaken(100, 100), shaken(0, 100)});
     const TPolygon b({shaken(0, 0), shaken(50, 0), shaken(100, 100), shaken(0, 100)});
     const TQuadrilateralIntersection found = Intersection(a, b);

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "tests/support/matrices.h"
+#include "tests/support/rounds.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ TEST(Ellipsoid, ConversionsAgreeWithTheOracleBothWays) {
   for (const TEllipsoid& e :
        {TEllipsoid(), TEllipsoid(3396190.0, 1.0 / 169.894), TEllipsoid(6371000.0, 0.0)}) {
     const GeographicLib::Geocentric oracle(e.SemiMajorAxis(), e.Flattening());
-    for (int i = 0; i < 60000; ++i) {
+    for (int i = 0; i < test::Rounds(60000); ++i) {
       const double close = std::copysign(std::pow(10.0, -(i / 10 % 17)), Unit());
       const double anywhere = i % 10 == 1 ? close : 90.0 * Unit();
       const double lat = i % 10 == 0 ? std::copysign(90.0, close) - close : anywhere;
@@ -84,7 +85,7 @@ TEST(Ellipsoid, PolesAxesAndTheCentre) {
   }
   const TEllipsoid flat(6e6, 0.5);
   const TEllipsoid flattest(6e6, TEllipsoid::GreatestFlattening);
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < test::Rounds(20000); ++i) {
     const TEllipsoid& e = i % 2 == 0 ? earth : flat;
     const double size = (i % 2 == 0 ? 6e4 : 6e6) * std::pow(10.0, -(i % 11));
     const T3DPoint p = {size * Unit(), size * Unit(), i % 3 == 0 ? 0.0 : size * Unit()};

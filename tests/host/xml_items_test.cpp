@@ -40,9 +40,9 @@ bool Writes(TItem item) {
 TEST(XmlItems, ReadingKeepsItemsInOrder) {
   const auto root = Parsed(
       "\xEF\xBB\xBF<?xml version='1.0'?><!DOCTYPE a><!-- outside -->\n<a x='1&lt;' y=\"2\">\n"
-      "  <b/> one &#65;<![CDATA[<two>]]>&amp;<?go now?><!-- c --><c>  </c><b>t</b>\n</a>\n");
+      "  <b/> one &#65;<![CDATA[<two>]]>&amp;<?go now?><!--> & c --><c>  </c><b>t</b>\n</a>\n");
   EXPECT_EQ(Shape(*root),
-            "tag a(x=[1<]y=[2])[tag b()[]text[ one A<two>&]pi[go|now]comment[ c ]"
+            "tag a(x=[1<]y=[2])[tag b()[]text[ one A<two>&]pi[go|now]comment[> & c ]"
             "tag c()[text[  ]]tag b()[text[t]]]");
   EXPECT_EQ(root->Attributes.get_value("x", ""), "1<");
   EXPECT_EQ(root->Attributes.get_value("z", "none"), "none");

@@ -7,6 +7,7 @@
 #include "tests/orientation/oracle.h"
 #include "tests/support/allocations.h"
 #include "tests/support/matrices.h"
+#include "tests/support/rounds.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ TMatrix Derivative(int i, int j, const Angles& a) {
 }
 
 TEST(AttitudeAngles, MatricesAndTheirAnglesAgreeWithEigen) {
-  for (int i = 0; i < 110000; ++i) {
+  for (int i = 0; i < test::Rounds(110000); ++i) {
     Angles a = M_PI * Angles::Random();
     if (i % 11 == 0)
       a[1] = std::copysign(M_PI_2, a[0]) + std::pow(10.0, a[1] - 3.8);  // 1e-7 to 0.2 off a pole
@@ -56,7 +57,7 @@ TEST(AttitudeAngles, MatricesAndTheirAnglesAgreeWithEigen) {
 TEST(AttitudeAngles, DerivativesAgreeWithCentralDifferences) {
   constexpr double Step = 1e-5;
   TMatrix m("");
-  for (int n = 0; n < 5000; ++n) {
+  for (int n = 0; n < test::Rounds(5000); ++n) {
     const Angles a = M_PI * Angles::Random();
     for (int i = 0; i < 3; ++i) {
       const Angles step = Step * Angles::Unit(i);
@@ -138,7 +139,7 @@ TEST(RzyxRotation, AgreesWithEigen) {
               {RzyxGetRy, RzyxGet_dRy_dbeta, Agamma, dAgamma_dgamma},
               {RzyxGetRz, RzyxGet_dRz_dgamma, Apsi, dApsi_dpsi}};
   TMatrix m(3, 3);
-  for (int i = 0; i < 10000; ++i) {
+  for (int i = 0; i < test::Rounds(10000); ++i) {
     const Angles a = Angles::Random().cwiseProduct(Angles(3.0, 1.5, 3.0));
     const Eigen::Matrix3d R = Turn(0, a[0]) * Turn(1, a[1]) * Turn(2, a[2]);
     ASSERT_LE(Difference(Rotation(a), R), 1e-15);
