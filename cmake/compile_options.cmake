@@ -20,15 +20,13 @@ function(kelvane_compile_options target)
   endif()
 endfunction()
 
-# Compiles a target's sources several at a time, which reads headers seldom: for trees that are built to be looked at.
-# Where unnamed namespaces share a name, the SOURCES that follow are compiled alone.
+# Compiles a target's sources several at a time, which reads headers seldom. Where unnamed namespaces share a name, the
+# SOURCES that follow are compiled alone.
 function(kelvane_compile_together target)
-  if(KELVANE_UNITY)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-    # GCC takes a source that is included for a header.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
-  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  # GCC takes a source that is included for a header.
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endfunction()
 
 # The code that a fuzzer watches. Only marks are set in it: it stays what tests and program can be linked with.

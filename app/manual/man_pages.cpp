@@ -66,7 +66,7 @@ std::string Described(const std::string& tag, const CLI::Option& option) {
   return text;
 }
 
-std::string Options(const CLI::App& command) {
+std::string OptionItems(const CLI::App& command) {
   std::string text = ".SH OPTIONS\n";
   for (const CLI::Option* option : NamedOptions(command)) {
     std::string tag;
@@ -89,7 +89,7 @@ std::string ProgramPage(const CLI::App& program, const std::string& common) {
     page += ".TP\n" + Bold(name) + "(1)\n" + Roff(command->get_description()) + ".\n";
     see_also += (see_also.empty() ? "" : ",\n") + Bold(name) + "(1)";
   }
-  return page + Options(program) + common + ".SH SEE ALSO\n" + see_also + '\n';
+  return page + OptionItems(program) + common + ".SH SEE ALSO\n" + see_also + '\n';
 }
 
 std::string CommandPage(const CLI::App& program, const CLI::App& command) {
@@ -99,7 +99,7 @@ std::string CommandPage(const CLI::App& program, const CLI::App& command) {
   for (const CLI::Option* argument : Arguments(command)) {
     page += Described(Italic(argument->get_name(true)), *argument);
   }
-  return page + Options(command) + ".SH SEE ALSO\n" + Bold(program.get_name()) +
+  return page + OptionItems(command) + ".SH SEE ALSO\n" + Bold(program.get_name()) +
          "(1), which tells what all commands have in common\n";
 }
 

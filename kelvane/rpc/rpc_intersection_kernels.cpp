@@ -189,14 +189,18 @@ KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std:
   }
   TLanes ground[3];
   const TLaneMask started = start.Solve(ground);
-  if (IsAll(started)) return ImproveGround<true>(points, i, count, started, ground);
+  if constexpr (std::is_same_v<Count, TAllLanes>) {
+    if (IsAll(started)) return ImproveGround<true>(points, i, count, started, ground);
+  }
   unsigned char has_start[LaneCount];
   StoreMask(started, LaneCount, has_start);
   std::size_t bad = 0;
   for (std::size_t lane = 0; lane < count; ++lane) {
     if (has_start[lane] == 0) bad += points.Singly(points, i + lane, i + lane + 1);
   }
-  return IsNone(started) ? bad : bad + ImproveGround<false>(points, i, count, started, ground);
+  if (IsNone(started)) return bad;
+  // What is seldom is compiled once.
+  return bad + ImproveGround<false>(points, i, static_cast<std::size_t>(count), started, ground);
 }
 
 inline std::size_t IntersectPoints(const TIntersectedPoints& points, std::size_t first, std::size_t last) {

@@ -18,9 +18,9 @@ using test::Contains;
 using test::Outcome;
 using test::RunKelvane;
 using test::SamplePath;
+using test::WorldView;
 
-const std::string Model = SamplePath("worldview3.RPB");
-const std::string Points = test::FileText(SamplePath("worldview3_points_seen.txt"));
+const std::string SeenPoints = test::FileText(SamplePath("worldview3_points_seen.txt"));
 const std::string Centre = "41.8791 12.5798 95\n";
 
 std::size_t EntriesOf(const std::string& folder) {
@@ -35,9 +35,9 @@ bool HoldsHalfWritten(const std::string& folder) {
 
 TEST(Faults, WhatIsReadIsNotReplaced) {
   const test::ScratchFolder folder;
-  const std::string points = folder.Write("points.txt", Points);
+  const std::string points = folder.Write("points.txt", SeenPoints);
   const std::string set = folder.Path("set.xml");
-  ASSERT_EQ(RunKelvane({"convert", Model, set, "--dataset"}).status, 0);
+  ASSERT_EQ(RunKelvane({"convert", WorldView, set, "--dataset"}).status, 0);
   const std::string before = test::FileText(set);
   fs::create_symlink("points.txt", folder.Path("link.txt"));
   fs::create_hard_link(points, folder.Path("hard.txt"));
@@ -49,8 +49,8 @@ TEST(Faults, WhatIsReadIsNotReplaced) {
       {"fit", "-p", folder.Path("link.txt"), "-o", folder.Path("hard.txt")},
       {"fit", "-p", points, "-o", fs::relative(points).string()},
       {"fit", "-p", points, "-o", other, "--plot", folder.Path("link.png")},
-      {"refine", Model, "--kind", "shift", "-p", points, "-o", folder.Path("link.xml")},
-      {"refine", Model, "--kind", "shift", "-p", points, "-o", other, "--plot", folder.Path("link.png")},
+      {"refine", WorldView, "--kind", "shift", "-p", points, "-o", folder.Path("link.xml")},
+      {"refine", WorldView, "--kind", "shift", "-p", points, "-o", other, "--plot", folder.Path("link.png")},
       {"convert", set + ":worldview3", set},
       {"convert", set + ":worldview3", set, "--dataset"},
       {"export", set + ":worldview3", "-o", set},
@@ -59,24 +59,24 @@ TEST(Faults, WhatIsReadIsNotReplaced) {
     const Outcome outcome = RunKelvane(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments[0];
     EXPECT_TRUE(Contains(outcome.err, "replace")) << outcome.err;
-    EXPECT_EQ(test::FileText(points), Points);
+    EXPECT_EQ(test::FileText(points), SeenPoints);
     EXPECT_EQ(test::FileText(set), before);
     EXPECT_FALSE(fs::exists(other));
   }
   // A model in its own place is what was asked for.
-  const std::string own = folder.Write("own.RPB", test::FileText(Model));
+  const std::string own = folder.Write("own.RPB", test::FileText(WorldView));
   EXPECT_EQ(RunKelvane({"convert", own, "-o", own, "--quiet"}).status, 0);
   EXPECT_EQ(RunKelvane({"convert", set, set, "--dataset", "--quiet"}).status, 0);
-  EXPECT_EQ(test::FileText(own) + test::FileText(set), test::FileText(Model) + before);
+  EXPECT_EQ(test::FileText(own) + test::FileText(set), test::FileText(WorldView) + before);
   // Answers behind the points would be points, for ever.
   for (const bool adds : {true, false}) {
     test::RunOptions own_points;
     own_points.out_path = points;
     own_points.adds = adds;
-    const Outcome outcome = RunKelvane({"project", Model, "-p", points}, own_points);
+    const Outcome outcome = RunKelvane({"project", WorldView, "-p", points}, own_points);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_TRUE(Contains(outcome.err, "points.txt: standard output is the same file"));
-    EXPECT_EQ(test::FileText(points), adds ? Points : "");
+    EXPECT_EQ(test::FileText(points), adds ? SeenPoints : "");
   }
 }
 
@@ -86,7 +86,7 @@ TEST(Faults, AnyPathIsAPath) {
     const std::string within = folder.Path(name);
     fs::create_directory(within);
     const std::string model = within + "/" + name + ".RPB";
-    fs::copy_file(Model, model);
+    fs::copy_file(WorldView, model);
     const std::string points = within + "/" + name;
     EXPECT_TRUE(std::ofstream(points) << Centre);
     EXPECT_EQ(RunKelvane({"project", model, "-p", points}).out, "806.202140394 847.76392192\n") << name;
@@ -108,12 +108,12 @@ TEST(Faults, OutputsThatCannotBe) {
       {folder.Path("folder.rpb"), "Is a directory"},
       {folder.Path("fifo.rpb"), "is no regular file"},
       {"/proc/x.rpb", "/proc/x.rpb: "},
-      {Model + "/x.rpb", "Not a directory"},
+      {WorldView + "/x.rpb", "Not a directory"},
       {folder.Path(""), "ends in .rpb"},
       {folder.Path(std::string(300, 'n') + ".rpb"), "File name too long"}};
   for (const auto& [out, why] : cases) {
     for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"convert", Model}, {"export", Model}}) {
+         {std::vector<std::string>{"convert", WorldView}, {"export", WorldView}}) {
       std::vector<std::string> arguments = command;
       arguments.insert(arguments.end(), {"-o", out, "--quiet"});
       const Outcome outcome = RunKelvane(arguments);
@@ -124,7 +124,7 @@ TEST(Faults, OutputsThatCannotBe) {
   EXPECT_EQ(EntriesOf(folder.Path("")), 2U);
   // Of several outputs one that cannot be keeps the others from being.
   const std::string set = folder.Path("set.xml");
-  ASSERT_EQ(RunKelvane({"convert", Model, set, "--dataset"}).status, 0);
+  ASSERT_EQ(RunKelvane({"convert", WorldView, set, "--dataset"}).status, 0);
   const std::string text = test::FileText(set);
   const std::string model =
       text.substr(text.find("<Model "), text.find("</RPCDataset>") - text.find("<Model "));
@@ -143,12 +143,12 @@ TEST(Faults, StreamsThatAreClosedOrGo) {
     test::RunOptions options;
     options.closed = closed;
     const bool told = std::find(closed.begin(), closed.end(), 1) == closed.end();
-    EXPECT_EQ(RunKelvane({"convert", Model, out}, options).status, told ? 0 : 2);
-    EXPECT_EQ(test::FileText(out), test::FileText(Model));
+    EXPECT_EQ(RunKelvane({"convert", WorldView, out}, options).status, told ? 0 : 2);
+    EXPECT_EQ(test::FileText(out), test::FileText(WorldView));
     const bool asked = std::find(closed.begin(), closed.end(), 0) == closed.end();
-    EXPECT_EQ(RunKelvane({"project", Model}, options).status, asked ? 0 : 2);
+    EXPECT_EQ(RunKelvane({"project", WorldView}, options).status, asked ? 0 : 2);
   }
-  test::Conversation with({"project", Model, "--quiet"});
+  test::Conversation with({"project", WorldView, "--quiet"});
   EXPECT_FALSE(with.Ask(Centre, 1).empty());
   with.StopListening();
   // It may have ended before it is told the second line, which must not end us.
@@ -179,7 +179,7 @@ TEST(Faults, SignalsLeaveNothingHalfDone) {
   const std::string in = folder.Path("in");
   const std::string out = folder.Path("out");
   for (const std::string& path : {in, out}) fs::create_directory(path);
-  for (std::size_t i = 0; i < Models; ++i) fs::copy_file(Model, in + "/" + std::to_string(i) + ".RPB");
+  for (std::size_t i = 0; i < Models; ++i) fs::copy_file(WorldView, in + "/" + std::to_string(i) + ".RPB");
   const std::string points = SamplePath("worldview3_points_seen.txt");
   const std::string target = folder.Path("target.rpb");
   ASSERT_EQ(RunKelvane({"fit", "-p", points, "-o", target, "--quiet"}).status, 0);
@@ -195,7 +195,7 @@ TEST(Faults, SignalsLeaveNothingHalfDone) {
       for (const std::string& from : {std::string("-"), points}) {
         folder.Write("target.rpb", "precious");
         test::Conversation fit({"fit", "-p", from, "-o", target, "--quiet"});
-        if (from == "-") fit.Tell(Points);
+        if (from == "-") fit.Tell(SeenPoints);
         std::this_thread::sleep_for(std::chrono::milliseconds(wait));
         fit.Signal(signal);
         fit.Signal(signal);

@@ -12,8 +12,7 @@ namespace {
 
 using SatCommonUtils::TRPCData;
 using test::Outcome;
-
-const std::string Model = test::SamplePath("worldview3.RPB");
+using test::WorldView;
 
 Outcome Answer(const std::string& command, const std::string& model, const std::string& points,
                std::vector<std::string> options = {}) {
@@ -56,7 +55,7 @@ TEST(Locate, BringsProjectedPointsBackWhateverTheThreads) {
 TEST(Locate, OptionsDoWhatTheySay) {
   const auto located = [](const char* point, std::vector<std::string> options) {
     options.insert(options.end(), {"--precision", "9"});
-    return Answer("locate", Model, point, options).out;
+    return Answer("locate", WorldView, point, options).out;
   };
   EXPECT_EQ(located("806.202140394 847.76392192 95 centre", {}), "41.8791 12.5798 centre\n");
   EXPECT_EQ(located("847.76392192,806.202140394", {"--xy", "--height", "95"}), "12.5798 41.8791\n");
@@ -81,12 +80,13 @@ TEST(Locate, LongitudesStayWithinHalfATurn) {
 TEST(Locate, WhatHasNoAnswerSaysWhyAndSpoilsNothingElse) {
   const char* const good = "806.202140394 847.76392192 95\n";
   for (const char* bad : {"806 847 1e30", "1e12 847 95", "806 -1e200 95"}) {
-    const Outcome outcome = Answer("locate", Model, std::string(bad) + " x\n" + good, {"--precision", "9"});
+    const Outcome outcome =
+        Answer("locate", WorldView, std::string(bad) + " x\n" + good, {"--precision", "9"});
     EXPECT_EQ(outcome.status, 1) << bad;
     EXPECT_EQ(outcome.out, "nan nan x\n41.8791 12.5798\n") << bad;
     EXPECT_EQ(outcome.err.rfind("stdin:1: ", 0), 0U) << outcome.err;
   }
-  EXPECT_TRUE(test::Contains(Answer("locate", Model, "806 60000 95").err, "out of the model's reach"));
+  EXPECT_TRUE(test::Contains(Answer("locate", WorldView, "806 60000 95").err, "out of the model's reach"));
   const test::ScratchFolder folder;
   TRPCData flat = test::IdentityRecord();
   flat.SampleNum[1] = 0.0;

@@ -12,12 +12,12 @@ namespace {
 using test::Contains;
 using test::Outcome;
 using test::RunKelvane;
+using test::WorldView;
 
-const std::string Model = test::SamplePath("worldview3.RPB");
-const std::string Centre = "806.202140394 847.76392192";
+const std::string CentreSeen = "806.202140394 847.76392192";
 
 Outcome Project(const std::string& points, std::vector<std::string> options = {}) {
-  options.insert(options.begin(), {"project", Model});
+  options.insert(options.begin(), {"project", WorldView});
   return RunKelvane(options, points);
 }
 
@@ -26,7 +26,7 @@ TEST(Project, KnownPointsComeOutTheSameToTheLastBit) {
   const std::string expected = test::FileText(cases + "_out.txt");
   ASSERT_FALSE(expected.empty());
   for (const char* threads : {"1", "2", "7"}) {
-    const Outcome outcome = RunKelvane({"project", Model, "-p", cases + "_in.txt", "--threads", threads});
+    const Outcome outcome = RunKelvane({"project", WorldView, "-p", cases + "_in.txt", "--threads", threads});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out, expected);
@@ -35,7 +35,7 @@ TEST(Project, KnownPointsComeOutTheSameToTheLastBit) {
 
 TEST(Project, ReadsPointsAsPeopleWriteThem) {
   for (const char* line : {"41.8791 12.5798 95", "\t41.8791,\t12.5798 , 95\r", "+41.8791,12.5798,9.5e1"}) {
-    EXPECT_EQ(Project(line).out, Centre + "\n") << line;
+    EXPECT_EQ(Project(line).out, CentreSeen + "\n") << line;
   }
   // Another turn of the longitude costs its last digits, no more.
   for (const char* line : {"  41.8791  372.5798   95  ", "41.8791 -347.4202 95"}) {
@@ -43,10 +43,10 @@ TEST(Project, ReadsPointsAsPeopleWriteThem) {
   }
   const Outcome outcome =
       Project("# head\n\n41.8791,12.5798,95, church tower # 3\n  \n  # x\n41.8791 12.5798 95 b");
-  EXPECT_EQ(outcome.out, Centre + " church tower # 3\n" + Centre + " b\n");
+  EXPECT_EQ(outcome.out, CentreSeen + " church tower # 3\n" + CentreSeen + " b\n");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(Project("").out, "");
-  EXPECT_EQ(Project("\xEF\xBB\xBF+41.8791 12.5798 95").out, Centre + "\n");
+  EXPECT_EQ(Project("\xEF\xBB\xBF+41.8791 12.5798 95").out, CentreSeen + "\n");
 }
 
 TEST(Project, OptionsDoWhatTheySay) {
@@ -54,9 +54,9 @@ TEST(Project, OptionsDoWhatTheySay) {
   EXPECT_EQ(Project("41.8791 12.5798 95", {"--origin", "corner"}).out, "806.702140394 848.26392192\n");
   EXPECT_EQ(Project("41.8791 12.5798 95", {"--precision", "5"}).out, "806.2 847.76\n");
   EXPECT_EQ(Project("41.8791 12.5798\n41.8791 12.5798 95\n41.8791 12.5798 a 1", {"--height", "95"}).out,
-            Centre + "\n" + Centre + "\n" + Centre + " a 1\n");
+            CentreSeen + "\n" + CentreSeen + "\n" + CentreSeen + " a 1\n");
   EXPECT_TRUE(Contains(Project("41.8791 12.5798 95abc", {"--height", "95"}).err, "\"95abc\" is no number"));
-  EXPECT_EQ(Project("41.8791,12.5798,,roof", {"--height", "95"}).out, Centre + " roof\n");
+  EXPECT_EQ(Project("41.8791,12.5798,,roof", {"--height", "95"}).out, CentreSeen + " roof\n");
   const std::string at_zero = Project("41.8791 12.5798 0").out;
   EXPECT_EQ(Project("41.8791 12.5798", {"--height", "0"}).out, at_zero);
   EXPECT_EQ(Project("41.8791 12.5798 -5").out, Project("41.8791 12.5798", {"--height", "-5"}).out);
@@ -75,7 +75,7 @@ TEST(Project, ABadPointSpoilsOnlyItsOwnLine) {
   };
   for (const auto& [line, answer, why] : cases) {
     const Outcome outcome = Project("# 1\n" + line + "\n41.8791 12.5798 95\n");
-    EXPECT_EQ(outcome.out, answer + "\n" + Centre + "\n") << line;
+    EXPECT_EQ(outcome.out, answer + "\n" + CentreSeen + "\n") << line;
     EXPECT_EQ(outcome.err.rfind("stdin:2: ", 0), 0U) << outcome.err;
     EXPECT_TRUE(Contains(outcome.err, why));
     EXPECT_EQ(outcome.status, 1) << line;
@@ -107,18 +107,18 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   };
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{"project", folder.Path("none.RPB")}, "none.RPB: No such file"},
-      {{"project", Model, "-p", folder.Path("none.txt")}, "No such file or directory"},
-      {{"project", Model, "-p", folder.Path("")}, "Is a directory"},
-      {{"project", Model, "--height", "high"}, "\"high\" is no height"},
-      {{"project", Model, "--height", "nan"}, "\"nan\" is no height"},
-      {{"project", Model, "--origin", "middle"}, "middle"},
-      {{"project", Model, "--threads", "0"}, "--threads: Value 0 not in range 1 to 1024"},
-      {{"project", Model, "--threads", "-1"}, "not in range"},
-      {{"project", Model, "--threads", "1025"}, "not in range"},
-      {{"project", Model, "--threads", "99999999999999999999"}, "not in range"},
+      {{"project", WorldView, "-p", folder.Path("none.txt")}, "No such file or directory"},
+      {{"project", WorldView, "-p", folder.Path("")}, "Is a directory"},
+      {{"project", WorldView, "--height", "high"}, "\"high\" is no height"},
+      {{"project", WorldView, "--height", "nan"}, "\"nan\" is no height"},
+      {{"project", WorldView, "--origin", "middle"}, "middle"},
+      {{"project", WorldView, "--threads", "0"}, "--threads: Value 0 not in range 1 to 1024"},
+      {{"project", WorldView, "--threads", "-1"}, "not in range"},
+      {{"project", WorldView, "--threads", "1025"}, "not in range"},
+      {{"project", WorldView, "--threads", "99999999999999999999"}, "not in range"},
       {{"project"}, "MODEL"},
       {{}, "subcommand"},
-      {{"rotate", Model},
+      {{"rotate", WorldView},
        "\"rotate\" is no command; there are: info project locate intersect fit invert refine export "
        "convert"}};
   for (const auto& [arguments, why] : cases) expect_unusable(RunKelvane(arguments), why);
@@ -131,12 +131,12 @@ TEST(Project, WhatCannotBeReadOrWrittenEndsWithOneLine) {
   test::RunOptions full;
   full.input = "41.8791 12.5798 95\n";
   full.out_path = "/dev/full";
-  expect_unusable(RunKelvane({"project", Model}, full), "No space left on device");
-  expect_unusable(RunKelvane({"info", Model}, full), "No space left on device");
+  expect_unusable(RunKelvane({"project", WorldView}, full), "No space left on device");
+  expect_unusable(RunKelvane({"info", WorldView}, full), "No space left on device");
   expect_unusable(RunKelvane({"--help"}, full), "No space left on device");
   std::string line = "41.8791 12.5798 95";
   line.resize((std::size_t{16} << 20) - 1, ' ');
-  EXPECT_EQ(Project(line).out, Centre + "\n");
+  EXPECT_EQ(Project(line).out, CentreSeen + "\n");
   for (const char* threads : {"1", "100"})
     expect_unusable(Project(line + " ", {"--threads", threads}), "a line of 16 MiB or more");
 }
@@ -154,18 +154,19 @@ TEST(Project, WhatWasReadIsAnsweredWhateverComesBehind) {
     const Outcome outcome =
         Project(Points(Count) + std::string(std::size_t{17} << 20, ' '), {"--threads", threads});
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.out.size(), Count * (Centre.size() + 1)) << threads;
+    EXPECT_EQ(outcome.out.size(), Count * (CentreSeen.size() + 1)) << threads;
   }
 }
 
 TEST(Project, AnswersAreDueBeforeTheNextLineIsThere) {
   for (const char* threads : {"1", "2", "4"}) {
     for (const std::size_t count : {1U, 20000U, 200000U}) {
-      test::Conversation with({"project", Model, "--threads", threads, "--quiet"});
+      test::Conversation with({"project", WorldView, "--threads", threads, "--quiet"});
       // A part of the next line must hold nobody up.
-      const std::string answers = with.Ask(Points(count) + "41.87", count * (Centre.size() + 1));
-      EXPECT_EQ(answers.size(), count * (Centre.size() + 1)) << threads << " threads, " << count << " points";
-      EXPECT_EQ(with.Ask("91 12.5798 95\n", Centre.size() + 1), Centre + "\n");
+      const std::string answers = with.Ask(Points(count) + "41.87", count * (CentreSeen.size() + 1));
+      EXPECT_EQ(answers.size(), count * (CentreSeen.size() + 1))
+          << threads << " threads, " << count << " points";
+      EXPECT_EQ(with.Ask("91 12.5798 95\n", CentreSeen.size() + 1), CentreSeen + "\n");
     }
   }
 }
@@ -178,10 +179,10 @@ TEST(Project, TheEnvironmentForcesInstructionsAndAsksForThreads) {
     return outcome;
   };
   for (const std::string& target : SatCommonUtils::SimdTargets()) {
-    EXPECT_EQ(project_with("KELVANE_SIMD", target.c_str()).out, Centre + "\n") << target;
+    EXPECT_EQ(project_with("KELVANE_SIMD", target.c_str()).out, CentreSeen + "\n") << target;
   }
   for (const char* threads : {"0", "-1", "many", "1000000", "99999999999999999999"}) {
-    EXPECT_EQ(project_with("KELVANE_THREADS", threads).out, Centre + "\n") << threads;
+    EXPECT_EQ(project_with("KELVANE_THREADS", threads).out, CentreSeen + "\n") << threads;
   }
   const Outcome unknown = project_with("KELVANE_SIMD", "abacus");
   EXPECT_EQ(unknown.status, 2);

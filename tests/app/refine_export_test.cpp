@@ -16,7 +16,7 @@ using nlohmann::json;
 using test::Outcome;
 using test::RunKelvane;
 
-const std::string Model = test::SamplePath("pleiades_1.xml");
+const std::string Pleiades = test::SamplePath("pleiades_1.xml");
 
 /// Ground points spread through the model's cube, "lat lon h" a line.
 std::string GroundPoints(int count) {
@@ -40,7 +40,7 @@ Outcome Kelvane(std::vector<std::string> arguments, const std::string& input) {
 template <class Move>
 std::string ControlPoints(int count, Move move) {
   const std::string ground = GroundPoints(count);
-  const std::string image = Kelvane({"project", Model}, ground).out;
+  const std::string image = Kelvane({"project", Pleiades}, ground).out;
   test::PrintedNumbers points(ground);
   test::PrintedNumbers seen(image);
   test::PointText text;
@@ -83,7 +83,8 @@ TEST(Refine, BlundersDoNotBendWhatExportHandsOn) {
     *line += noise(random) + (i % 7 == 3 ? 50.0 : 0.0);
     *sample += noise(random);
   });
-  const Outcome outcome = Kelvane({"refine", Model, "-o", refined, "--kind", "affine", "--json"}, controls);
+  const Outcome outcome =
+      Kelvane({"refine", Pleiades, "-o", refined, "--kind", "affine", "--json"}, controls);
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const json report = json::parse(outcome.out);
   EXPECT_EQ(report["points"], 20);
@@ -93,7 +94,7 @@ TEST(Refine, BlundersDoNotBendWhatExportHandsOn) {
   EXPECT_NE(outcome.err.find("stdin:4: rejected: "), std::string::npos) << outcome.err;
   // Exact control points, y first and counted from the corner, tell what the noisy ones should have given.
   const std::string exact = folder.Path("exact.xml");
-  ASSERT_EQ(Kelvane({"refine", Model, "-o", exact, "--kind", "affine"},
+  ASSERT_EQ(Kelvane({"refine", Pleiades, "-o", exact, "--kind", "affine"},
                     ControlPoints(6, [&](int, double* line, double* sample) { turned(line, sample); }))
                 .status,
             0);
@@ -133,12 +134,12 @@ TEST(Refine, AShiftIsHandedOnExactly) {
   const test::ScratchFolder folder;
   const std::string refined = folder.Path("refined.xml");
   const std::string plain = folder.Path("plain.xml");
-  const Outcome outcome = Kelvane({"refine", Model, "-o", refined, "--kind", "shift"},
+  const Outcome outcome = Kelvane({"refine", Pleiades, "-o", refined, "--kind", "shift"},
                                   ControlPoints(5, [](int, double* line, double*) { *line += 4.0; }));
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(json::parse(RunKelvane({"export", refined, "-o", plain, "--json"}).out)["exact"], true);
   EXPECT_LT(Difference(refined, plain), 1e-11);
-  EXPECT_NEAR(Difference(Model, plain), 4.0, 1e-9);
+  EXPECT_NEAR(Difference(Pleiades, plain), 4.0, 1e-9);
 }
 
 TEST(Refine, SaysWhyThereIsNoRefinement) {
@@ -148,7 +149,7 @@ TEST(Refine, SaysWhyThereIsNoRefinement) {
   const std::string five = ControlPoints(5, keep);
   const std::string one = five.substr(0, five.find('\n') + 1);
   const auto refuse = [&](const std::string& points, const char* kind, const char* why) {
-    const Outcome outcome = Kelvane({"refine", Model, "-o", out, "--kind", kind}, points);
+    const Outcome outcome = Kelvane({"refine", Pleiades, "-o", out, "--kind", kind}, points);
     EXPECT_EQ(outcome.status, 2) << why;
     EXPECT_NE(outcome.err.find(why), std::string::npos) << outcome.err;
   };
@@ -157,16 +158,16 @@ TEST(Refine, SaysWhyThereIsNoRefinement) {
   refuse(one + one + one + one, "affine", "lie on a line");
   refuse("12.58 41.87 95 800 800", "shift", "stdin:1: the latitude is out of the model's reach");
   refuse(one, "nothing", "--kind");
-  EXPECT_EQ(Kelvane({"refine", Model, "-o", folder.Path("out.rpb"), "--kind", "shift"}, five).status, 2);
+  EXPECT_EQ(Kelvane({"refine", Pleiades, "-o", folder.Path("out.rpb"), "--kind", "shift"}, five).status, 2);
   EXPECT_EQ(std::filesystem::exists(out), false);
-  EXPECT_EQ(Kelvane({"refine", Model, "-o", out, "--kind", "shift"}, five + "1 2\n").status, 1);
+  EXPECT_EQ(Kelvane({"refine", Pleiades, "-o", out, "--kind", "shift"}, five + "1 2\n").status, 1);
 }
 
 TEST(Refine, WhatCannotBeAppliedIsNotPassedOver) {
   const test::ScratchFolder folder;
   const std::string out = folder.Path("out.xml");
   const auto shift = [](int, double* line, double*) { *line += 50.0; };
-  ASSERT_EQ(Kelvane({"refine", Model, "-o", out, "--kind", "shift"}, ControlPoints(3, shift)).status, 0);
+  ASSERT_EQ(Kelvane({"refine", Pleiades, "-o", out, "--kind", "shift"}, ControlPoints(3, shift)).status, 0);
   const std::string good = test::FileText(out);
   const std::string flat = test::Replaced(good, "\"SampleTilt\">1<", "\"SampleTilt\">0<");
   for (const std::string& text : {flat, test::Replaced(flat, "RefinedToRaw", "Other"),
@@ -209,7 +210,8 @@ TEST(Refine, DrawsWhatIsLeft) {
   const std::string png = folder.Path("a \"picture\".PNG");
   const std::string svg = folder.Path("picture.svg");
   const auto refine = [&](const std::string& plot) {
-    return Kelvane({"refine", Model, "-o", refined, "--kind", "shift", "--quiet", "--plot", plot}, controls);
+    return Kelvane({"refine", Pleiades, "-o", refined, "--kind", "shift", "--quiet", "--plot", plot},
+                   controls);
   };
   ASSERT_EQ(refine(png).status, 0) << refine(png).err;
   EXPECT_EQ(test::FileText(png).substr(1, 3), "PNG");

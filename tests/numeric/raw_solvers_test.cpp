@@ -24,13 +24,13 @@ class RawMatrix {
   std::vector<double*> rows_;
 };
 
-int calls = 0;
+int calls_made = 0;
 int cancelling = -1;
-int Progress() { return calls++ == cancelling ? 1 : 0; }
+int Progress() { return calls_made++ == cancelling ? 1 : 0; }
 
 /// Cancels at the n-th call, from 0; never when negative.
 int (*CancelAt(int n))() {
-  calls = 0;
+  calls_made = 0;
   cancelling = n;
   return &Progress;
 }
@@ -67,27 +67,27 @@ TEST(RawSolvers, CancelWhereverTheCallbackComes) {
     RawMatrix gauss(definite);
     Values right = b;
     EXPECT_EQ(Gauss(gauss.Rows(), right.data(), x.data(), N, CancelAt(at)) == 0.0, at < 3);
-    EXPECT_EQ(calls, std::min(at + 1, 3));
+    EXPECT_EQ(calls_made, std::min(at + 1, 3));
     EXPECT_EQ(x == Values(N, 9.0), at < 3);
 
     RawMatrix a(definite);
     RawMatrix u(Filled(N, N, [] { return 9.0; }));
     EXPECT_EQ(CholesskyDecomposition(a.Rows(), u.Rows(), N, CancelAt(at)), at >= 4);
-    EXPECT_EQ(calls, std::min(at + 1, 4));
+    EXPECT_EQ(calls_made, std::min(at + 1, 4));
     EXPECT_EQ(u.Rows()[3][3] == 9.0, at < 3);
     EXPECT_EQ(u.Rows()[3][0], 0.0);
 
     x.assign(N, 9.0);
     EXPECT_EQ(Cholesky(a.Rows(), b.data(), x.data(), N, CancelAt(at)), at >= 12);
-    EXPECT_EQ(calls, std::min(at + 1, 12));
+    EXPECT_EQ(calls_made, std::min(at + 1, 12));
     EXPECT_EQ(x == Values(N, 9.0), at < 12);
 
     EXPECT_TRUE(CholeskyMatrixInversion(a.Rows(), u.Rows(), N, CancelAt(at)));
-    EXPECT_EQ(calls, 4);
+    EXPECT_EQ(calls_made, 4);
 
     x.assign(N, 9.0);
     EXPECT_EQ(SolveOverdefined(a.Rows(), b.data(), nullptr, x.data(), N, N, CancelAt(at)), at >= 4);
-    EXPECT_EQ(calls, std::min(at + 1, 4));
+    EXPECT_EQ(calls_made, std::min(at + 1, 4));
     EXPECT_EQ(x == Values(N, 9.0), at < 4);
   }
 }

@@ -18,6 +18,9 @@
 
 namespace test {
 
+/// The model that most commands are tried on.
+inline const std::string WorldView = SamplePath("worldview3.RPB");
+
 /// Points for the program: numbers as it reads them, whatever the locale of the tests, and with all digits.
 class PointText : public std::ostringstream {
  public:
