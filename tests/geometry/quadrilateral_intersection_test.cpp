@@ -165,14 +165,14 @@ TEST(QuadrilateralIntersection, ContactOnAGridOfLastBitsIsThatOfIntegers) {
     return v;
   };
   std::array<int, 2> count{};
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < test::Rounds(20000); ++i) {
     const std::vector<xy_d> a = convex();
     const std::vector<xy_d> b = convex();
     const bool apart = Separates(a, b, -1) || Separates(b, a, -1);
     ASSERT_EQ(Intersection(TPolygon(a), TPolygon(b)).Contact == TE_PlaneContact::Apart, apart) << i;
     ++count[apart ? 1 : 0];
   }
-  EXPECT_TRUE(count[0] > 1000 && count[1] > 1000);
+  EXPECT_TRUE(count[0] > test::Rounds(1000) && count[1] > test::Rounds(1000));
 }
 
 TEST(QuadrilateralIntersection, OthersAreRefused) {

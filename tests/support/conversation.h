@@ -26,6 +26,8 @@ class Conversation {
       ::dup2(to[0], STDIN_FILENO);
       ::dup2(from[1], STDOUT_FILENO);
       for (const int end : {to[0], to[1], from[0], from[1]}) ::close(end);
+      // Tests that run in the background are told to ignore it.
+      std::signal(SIGINT, SIG_DFL);
       arguments.insert(arguments.begin(), KELVANE_PROGRAM);
       std::vector<char*> argv;
       for (std::string& argument : arguments) argv.push_back(argument.data());
