@@ -136,7 +136,7 @@ class KELVANE_API TMatrix {
   /// as it was, when the section or a size is missing, when such zeros would take more than `LargestMissing`,
   /// when a section cannot be left, or when there is no memory. Lets no exception out.
   bool InitializeFromXML(TKaXIniReader* reader, std::string key);
-  /// Bytes that the zeros of rows which a file does not hold may take, 48 for each such row included.
+  /// Bytes that the zeros of rows which a file does not hold may take, 512 for each such row included.
   static constexpr std::size_t LargestMissing = std::size_t{1} << 28;
   /// Writes that form, of any size; false at the first failure. Lets no exception out.
   bool SaveToXML(TKaXIniWriter* writer, std::string key) const;

@@ -37,7 +37,7 @@ char Picture(double element, bool show_zeros, bool show_ones, bool show_signs) {
 /// How many rows of zeros may stand for rows that are not there: the sizes in a damaged file claim any
 /// amount.
 std::size_t MostZeroRows(std::size_t width) {
-  constexpr std::size_t RowItself = 6;  // in numbers, with what the allocator takes
+  constexpr std::size_t RowItself = 64;  // in numbers: each is looked for before it is known to be missing
   constexpr std::size_t Most = TMatrix::LargestMissing / sizeof(double);
   return width < Most ? Most / (width + RowItself) : 0;
 }
