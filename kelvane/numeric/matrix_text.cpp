@@ -45,7 +45,7 @@ std::size_t MostZeroRows(std::size_t width) {
 /// False, `*row` unchanged, when the row is missing or unreadable. Only the lack of memory is thrown: zeros
 /// would hide it.
 bool ReadRow(TKaXIniReader* reader, std::size_t number, TVector* row) try {
-  // Not by an exception: a matrix may lack a million rows.
+  // Not by an exception: a matrix may lack half a million rows.
   const unsigned long item = reader->FindF(std::to_string(number), 0);
   if (item == TKaXIniReader::NoItem) return false;
   *row = TVector(reader->ReadE<std::string>(item));

@@ -6,6 +6,8 @@
 // Behind the choice of targets.
 #include <hwy/foreach_target.h>
 
+#include <type_traits>
+
 #include "kelvane/numeric/cholesky.h"
 #include "kelvane/rpc/ground_solution.h"
 #include "kelvane/rpc/rpc_lanes-inl.h"
@@ -199,7 +201,6 @@ KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std:
     if (has_start[lane] == 0) bad += points.Singly(points, i + lane, i + lane + 1);
   }
   if (IsNone(started)) return bad;
-  // What is seldom is compiled once.
   return bad + ImproveGround<false>(points, i, static_cast<std::size_t>(count), started, ground);
 }
 

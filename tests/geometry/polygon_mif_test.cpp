@@ -131,9 +131,7 @@ TEST(PolygonMif, WhatIsWrittenIsReadByUsAndByGdalBitForBit) {
   TMIFLayer marked;
   marked.CoordSys = MIFGeographicWgs84;
   marked.Columns = {{"Mark", "Date"}};
-  marked.Regions = {{{},
-                     {"\xEF\xBB\xBF"
-                      "1"}}};
+  marked.Regions = {{{}, {"\xEF\xBB\xBF 1"}}};
   ASSERT_TRUE(WriteMIFFile(folder.Path("marked.mif"), marked, &problem)) << problem;
   ASSERT_TRUE(ReadMIFFile(folder.Path("marked.mif"), &back, &problem)) << problem;
   EXPECT_EQ(back.Regions[0].Values, marked.Regions[0].Values);
