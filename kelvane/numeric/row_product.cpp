@@ -50,12 +50,11 @@ void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t w
   }
 }
 
-/// Rows or columns of the result, and where their terms stand. The tile may begin `Skipped` before them.
+/// Rows or columns of the result, and where their terms stand.
 struct TSpan {
   std::size_t First;
   std::size_t Count;
   TTileSide Terms;
-  std::size_t Skipped = 0;
 
   /// The piece from element `offset` on, of at most `most`.
   TSpan Piece(std::size_t offset, std::size_t most) const {
@@ -80,13 +79,11 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
   double sums[TileHeight][TileWidth] = {};
   for (std::size_t r = 0; r < TileHeight; ++r) tile.Rows[r] = sums[r];
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
-    std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count,
-                sums[rows.Skipped + r] + columns.Skipped);
+    std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, sums[r]);
   }
-  add(tile_terms, columns.Skipped + columns.Count, tile);
+  add(tile_terms, columns.Count, tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
-    std::copy_n(sums[rows.Skipped + r] + columns.Skipped, columns.Count,
-                product.Result[rows.First + r] + columns.First);
+    std::copy_n(sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
   }
 }
 
@@ -108,14 +105,6 @@ bool StandsAsRead(const TRowProduct& product) {
   return product.Upper && !product.Left.Across && product.Left.Scales == nullptr &&
          product.Right.Scales == nullptr && product.Left.Rows == product.Right.Rows &&
          product.Width >= TileWidth && product.Width <= BlockWidth;
-}
-
-/// `count` rows or columns from `first` on for a tile of `size`; it begins earlier where it would reach
-/// behind the last of all, `end`.
-TSpan WithinRow(const double* const* terms, std::size_t first, std::size_t count, std::size_t size,
-                std::size_t end) {
-  const std::size_t start = std::min(first, end - size);
-  return {first, count, {terms, start}, first - start};
 }
 
 /// Asks for the rows of the terms to come, a few with each tile: they stand one by one, and a product takes a
@@ -148,28 +137,95 @@ class TPrefetch {
   std::size_t Step;
 };
 
+/// Rows or columns of the result in a tile, which begins with `Start`: earlier than `First` where it would reach
+/// behind the last of all, `end`.
+struct TTileEdge {
+  TTileEdge() = default;
+  TTileEdge(std::size_t first, std::size_t count, std::size_t size, std::size_t end)
+      : First(first), Count(count), Start(std::min(first, end - size)) {}
+
+  std::size_t First;
+  std::size_t Count;
+  std::size_t Start;
+};
+
+/// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from the
+/// result until all terms are in: those at the edges would be copied with every block.
+class TKeptTiles {
+ public:
+  TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
+      : Product(product), AddTerms(AddTileTermsOfTarget()) {
+    const std::size_t n = product.Width;
+    for (std::size_t i = first; i < last; i += TileHeight) {
+      for (std::size_t j = i; j < n; j += TileWidth) {
+        const std::size_t count = std::min(TileWidth, n - j);
+        const std::size_t width = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
+        Places[Count++] = {{i, std::min(TileHeight, last - i), TileHeight, n}, {j, count, width, n}, width};
+      }
+    }
+    std::fill_n(Sums[0][0], Count * TileHeight * TileWidth, 0.0);
+    if (product.Continued) ForWanted([](double& sum, double element) { sum = element; });
+  }
+
+  void Add(TTerms terms) {
+    const TTerms next = BlockOfTerms(Product, terms.First + terms.Count);
+    TPrefetch prefetch(Product.Left.Rows + next.First, next.Count, Places[0].Columns.Start,
+                       Product.Width, Count);
+    const double* const* const rows = Product.Left.Rows + terms.First;
+    const double* const divisors = Product.Divisors == nullptr ? nullptr : Product.Divisors + terms.First;
+    for (std::size_t t = 0; t < Count; ++t) {
+      prefetch.GoOn();
+      TTile tile;
+      for (std::size_t r = 0; r < TileHeight; ++r) tile.Rows[r] = Sums[t][r];
+      AddTerms({{rows, Places[t].Rows.Start}, {rows, Places[t].Columns.Start}, divisors, terms.Count},
+               Places[t].Width, tile);
+    }
+  }
+
+  void Store() {
+    ForWanted([](double sum, double& element) { element = sum; });
+  }
+
+ private:
+  struct TPlace {
+    TTileEdge Rows;
+    TTileEdge Columns;
+    std::size_t Width;
+  };
+
+  /// `each(sum, element)` for the elements of the result that the tiles are for.
+  template <class TEach>
+  void ForWanted(const TEach& each) {
+    for (std::size_t t = 0; t < Count; ++t) {
+      const auto& [rows, columns, width] = Places[t];
+      for (std::size_t r = 0; r < rows.Count; ++r) {
+        double* const sums = Sums[t][rows.First - rows.Start + r] + (columns.First - columns.Start);
+        double* const elements = Product.Result[rows.First + r] + columns.First;
+        for (std::size_t c = 0; c < columns.Count; ++c) each(sums[c], elements[c]);
+      }
+    }
+  }
+
+  /// In a triangle of the widest block: the rows of two tiles have as many, one more than the next two.
+  static constexpr std::size_t Most = BlockWidth / TileWidth * (BlockWidth / TileWidth + 1);
+  static_assert(TileWidth == 2 * TileHeight && BlockWidth % TileWidth == 0);
+
+  const TRowProduct& Product;
+  TAddTileTerms AddTerms;
+  std::size_t Count = 0;
+  TPlace Places[Most];
+  alignas(64) double Sums[Most][TileHeight][TileWidth];
+};
+
 void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {
-  const TAddTileTerms add = AddTileTermsOfTarget();
-  const std::size_t n = product.Width;
-  std::size_t tiles = 0;
-  for (std::size_t i = first; i < last; i += TileHeight) tiles += (n - i + TileWidth - 1) / TileWidth;
+  TKeptTiles tiles(product, first, last);
   std::size_t k = 0;
   do {
     const TTerms terms = BlockOfTerms(product, k);
-    const TTerms next = BlockOfTerms(product, k + terms.Count);
-    const double* const* const at = product.Left.Rows + terms.First;
-    TPrefetch prefetch(product.Left.Rows + next.First, next.Count, std::min(first, n - TileWidth), n, tiles);
-    for (std::size_t i = first; i < last; i += TileHeight) {
-      const TSpan rows = WithinRow(at, i, std::min(TileHeight, last - i), TileHeight, n);
-      for (std::size_t j = i; j < n; j += TileWidth) {
-        const std::size_t count = std::min(TileWidth, n - j);
-        const std::size_t size = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
-        prefetch.GoOn();
-        MultiplyTile(product, terms, rows, WithinRow(at, j, count, size, n), add);
-      }
-    }
+    tiles.Add(terms);
     k += terms.Count;
   } while (k < product.Depth);
+  tiles.Store();
 }
 
 /// At most `RowsTogether` rows.

@@ -46,7 +46,7 @@ std::size_t ForBlocks(std::size_t count, std::size_t least, const Work& work) {
     for (std::size_t i = 0; i < blocks; ++i) sum += block(i);
     return sum;
   }
-#pragma omp parallel for num_threads(threads) reduction(+ : sum) schedule(static)
+#pragma omp parallel for num_threads(threads) reduction(+ : sum) schedule(dynamic)
   for (std::size_t i = 0; i < blocks; ++i) sum += block(i);
   return sum;
 }
