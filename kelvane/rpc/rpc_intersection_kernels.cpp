@@ -128,7 +128,7 @@ inline std::size_t StoreMaskWhere(TLaneMask where, TLaneMask mask, std::size_t c
 
 /// Improves, and writes, the ground of the lanes that have a start: all when `Whole`.
 template <bool Whole, class Count>
-KELVANE_FLATTEN std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i, Count count,
+KELVANE_FLATTEN HWY_NOINLINE std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i, Count count,
                                           TLaneMask has_start, TLanes (&ground)[3]) {
   const TLaneMask started = Whole ? AllLanes() : has_start;
   TLaneMask active = started;
