@@ -1,6 +1,7 @@
 #include "kelvane/numeric/row_product.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "kelvane/numeric/row_product_tile.h"
 
@@ -8,64 +9,90 @@ namespace SatCommonUtils {
 
 namespace {
 
-constexpr std::size_t BlockWidth = RowsTogether;
-
-/// So many terms that two blocks stay in the nearest caches.
-constexpr std::size_t TermsTogether = 48;
-
-/// Terms of a product, laid out as its tiles read them: one row per term, zeros behind the last column.
-struct alignas(64) TTermBlock {
-  /// A tile may begin with any column, and reach behind the last.
-  double Terms[TermsTogether][BlockWidth + TileWidth];
-  const double* Rows[TermsTogether];
-
-  TTermBlock() {
-    for (std::size_t k = 0; k < TermsTogether; ++k) Rows[k] = Terms[k];
-  }
-};
-
-/// The terms that a block holds.
+/// The terms of a sum that are worked off together.
 struct TTerms {
   std::size_t First;
   std::size_t Count;
 };
 
-TTerms BlockOfTerms(const TRowProduct& product, std::size_t first) {
-  return {first, std::min(TermsTogether, product.Depth - first)};
+TTerms TermsFrom(const TRowProduct& product, std::size_t first, std::size_t most) {
+  return {first, std::min(most, product.Depth - first)};
 }
 
-void Pack(const TFactor& factor, TTerms terms, std::size_t column, std::size_t width, TTermBlock* block) {
-  for (std::size_t k = 0; k < terms.Count; ++k) {
-    double* const row = block->Terms[k];
-    if (!factor.Across) std::copy_n(factor.Rows[terms.First + k] + column, width, row);
-    std::fill(row + width, row + width + TileWidth, 0.0);
-  }
-  for (std::size_t i = 0; factor.Across && i < width; ++i) {
-    const double* const source = factor.Rows[column + i] + terms.First;
-    for (std::size_t k = 0; k < terms.Count; ++k) block->Terms[k][i] = source[k];
-  }
-  for (std::size_t k = 0; factor.Scales != nullptr && k < terms.Count; ++k) {
-    const double scale = factor.Scales[terms.First + k];
-    for (std::size_t i = 0; i < width; ++i) block->Terms[k][i] = scale * block->Terms[k][i];
-  }
+const double* DivisorsOf(const TRowProduct& product, TTerms terms) {
+  return product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
 }
+
+// Products whose terms are laid out anew.
+
+/// So many terms of so many columns stay in the nearest cache while the rows, which stay in the next, pass.
+constexpr std::size_t PackedTerms = 96;
+constexpr std::size_t PackedColumns = 24;
 
 /// Rows or columns of the result, and where their terms stand.
 struct TSpan {
   std::size_t First;
   std::size_t Count;
   TTileSide Terms;
+};
 
-  /// The piece from element `offset` on, of at most `most`.
-  TSpan Piece(std::size_t offset, std::size_t most) const {
-    return {First + offset, std::min(most, Count - offset), {Terms.Rows, Terms.Column + offset}};
+/// The terms of at most `Width` rows or columns of a result, laid out as tiles read them: in panels as wide
+/// as a tile, in which those of one k follow those of the one before, with zeros behind the last column.
+template <std::size_t Width>
+class TTermBlock {
+ public:
+  void Pack(const TFactor& factor, TTerms terms, std::size_t first, std::size_t count) {
+    First = first;
+    Count = count;
+    for (std::size_t k = 0; k < terms.Count; ++k) Rows[k] = Panels[0][k];
+    std::size_t i = 0;
+    for (; i + TileWidth <= count; i += TileWidth) {
+      PackPanel(factor, terms, first + i, std::integral_constant<std::size_t, TileWidth>(),
+                Panels[i / TileWidth]);
+    }
+    if (i == count) return;
+    std::fill_n(Panels[i / TileWidth][0], terms.Count * TileWidth, 0.0);
+    PackPanel(factor, terms, first + i, count - i, Panels[i / TileWidth]);
   }
+
+  bool Holds(std::size_t first, std::size_t count) const {
+    return first >= First && first + count <= First + Count;
+  }
+
+  /// At most `count` rows or columns from `first` on, all in one panel.
+  TSpan From(std::size_t first, std::size_t count) const {
+    const std::size_t i = first - First;
+    return {first, count, {Rows, i / TileWidth * PackedTerms * TileWidth + i % TileWidth}};
+  }
+
+ private:
+  static_assert(Width % TileWidth == 0);
+  using TPanel = double[PackedTerms][TileWidth];
+
+  /// `width` columns: compilers should know how many.
+  template <class TPanelWidth>
+  static void PackPanel(const TFactor& factor, TTerms terms, std::size_t column, TPanelWidth width,
+                        TPanel& panel) {
+    for (std::size_t k = 0; k < terms.Count; ++k) {
+      const std::size_t term = terms.First + k;
+      for (std::size_t i = 0; i < width; ++i) {
+        panel[k][i] = factor.Across ? factor.Rows[column + i][term] : factor.Rows[term][column + i];
+      }
+      for (std::size_t i = 0; factor.Scales != nullptr && i < width; ++i) {
+        panel[k][i] = factor.Scales[term] * panel[k][i];
+      }
+    }
+  }
+
+  std::size_t First = 0;
+  std::size_t Count = 0;
+  const double* Rows[PackedTerms];
+  alignas(64) TPanel Panels[Width / TileWidth];
 };
 
 void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns,
                   TAddTileTerms add) {
-  const double* const divisors = product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
-  const TTileTerms tile_terms{rows.Terms, columns.Terms, divisors, terms.Count};
+  const TTileTerms tile_terms{rows.Terms, columns.Terms, DivisorsOf(product, terms), terms.Count};
   const bool has_sums = product.Continued || terms.First != 0;
   TTile tile;
   if (rows.Count == TileHeight && columns.Count == TileWidth) {
@@ -87,24 +114,70 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
   }
 }
 
-void MultiplyBlock(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns) {
-  const TAddTileTerms add = AddTileTermsOfTarget();
-  for (std::size_t i = 0; i < rows.Count; i += TileHeight) {
-    const TSpan tile_rows = rows.Piece(i, TileHeight);
-    const bool below_diagonal = product.Upper && columns.First < tile_rows.First;
-    for (std::size_t j = below_diagonal ? tile_rows.First - columns.First : 0; j < columns.Count;
-         j += TileWidth) {
-      MultiplyTile(product, terms, tile_rows, columns.Piece(j, TileWidth), add);
+/// At most `RowsTogether` rows.
+class TStrip {
+ public:
+  TStrip(const TRowProduct& product, std::size_t first, std::size_t last)
+      : Product(product), First(first), Last(last), AddTerms(AddTileTermsOfTarget()) {}
+
+  void Multiply() {
+    std::size_t k = 0;
+    do {
+      const TTerms terms = TermsFrom(Product, k, PackedTerms);
+      // The rows of a symmetric product are columns too.
+      const std::size_t end = IsShared() ? std::min(First + RowsTogether, Product.Width) : Last;
+      Left.Pack(Product.Left, terms, First, end - First);
+      for (std::size_t j = Product.Upper ? First : 0; j < Product.Width; j += PackedColumns) {
+        const std::size_t width = std::min(PackedColumns, Product.Width - j);
+        if (IsShared() && Left.Holds(j, width)) {
+          MultiplyColumns(terms, Left, j, width);
+        } else {
+          Right.Pack(Product.Right, terms, j, width);
+          MultiplyColumns(terms, Right, j, width);
+        }
+      }
+      k += terms.Count;
+    } while (k < Product.Depth);
+  }
+
+ private:
+  /// Whether what is laid out for rows serves for columns as well.
+  bool IsShared() const {
+    return Product.Upper && Product.Left.Scales == nullptr && Product.Right.Scales == nullptr;
+  }
+
+  template <class TColumns>
+  void MultiplyColumns(TTerms terms, const TColumns& columns, std::size_t first, std::size_t width) const {
+    for (std::size_t i = First; i < Last; i += TileHeight) {
+      const TSpan rows = Left.From(i, std::min(TileHeight, Last - i));
+      // From the panel on that the diagonal passes through.
+      const std::size_t left_out = Product.Upper && i > first ? (i - first) / TileWidth * TileWidth : 0;
+      for (std::size_t j = left_out; j < width; j += TileWidth) {
+        MultiplyTile(Product, terms, rows, columns.From(first + j, std::min(TileWidth, width - j)), AddTerms);
+      }
     }
   }
-}
+
+  const TRowProduct& Product;
+  std::size_t First;
+  std::size_t Last;
+  TAddTileTerms AddTerms;
+  TTermBlock<RowsTogether> Left;
+  TTermBlock<PackedColumns> Right;
+};
+
+// Products whose terms are read where they stand.
+
+/// So many terms, of so many columns, stay in the nearest cache together with those to come.
+constexpr std::size_t KeptTerms = 48;
+constexpr std::size_t KeptColumns = 48;
 
 /// Whether tiles can read the terms where they stand: those of a symmetric product, with so few columns that
 /// the terms of a block stay in the cache, and enough for a tile.
 bool StandsAsRead(const TRowProduct& product) {
   return product.Upper && !product.Left.Across && product.Left.Scales == nullptr &&
          product.Right.Scales == nullptr && product.Left.Rows == product.Right.Rows &&
-         product.Width >= TileWidth && product.Width <= BlockWidth;
+         product.Width >= TileWidth && product.Width <= KeptColumns;
 }
 
 /// Asks for the rows of the terms to come, a few with each tile: they stand one by one, and a product takes a
@@ -137,8 +210,8 @@ class TPrefetch {
   std::size_t Step;
 };
 
-/// Rows or columns of the result in a tile, which begins with `Start`: earlier than `First` where it would reach
-/// behind the last of all, `end`.
+/// Rows or columns of the result in a tile, which begins with `Start`: earlier than `First` where it would
+/// reach behind the last of all, `end`.
 struct TTileEdge {
   TTileEdge() = default;
   TTileEdge(std::size_t first, std::size_t count, std::size_t size, std::size_t end)
@@ -149,8 +222,8 @@ struct TTileEdge {
   std::size_t Start;
 };
 
-/// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from the
-/// result until all terms are in: those at the edges would be copied with every block.
+/// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from
+/// the result until all terms are in: those at the edges would be copied with every block.
 class TKeptTiles {
  public:
   TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
@@ -168,11 +241,11 @@ class TKeptTiles {
   }
 
   void Add(TTerms terms) {
-    const TTerms next = BlockOfTerms(Product, terms.First + terms.Count);
-    TPrefetch prefetch(Product.Left.Rows + next.First, next.Count, Places[0].Columns.Start,
-                       Product.Width, Count);
+    const TTerms next = TermsFrom(Product, terms.First + terms.Count, KeptTerms);
+    TPrefetch prefetch(Product.Left.Rows + next.First, next.Count, Places[0].Columns.Start, Product.Width,
+                       Count);
     const double* const* const rows = Product.Left.Rows + terms.First;
-    const double* const divisors = Product.Divisors == nullptr ? nullptr : Product.Divisors + terms.First;
+    const double* const divisors = DivisorsOf(Product, terms);
     for (std::size_t t = 0; t < Count; ++t) {
       prefetch.GoOn();
       TTile tile;
@@ -206,9 +279,9 @@ class TKeptTiles {
     }
   }
 
-  /// In a triangle of the widest block: the rows of two tiles have as many, one more than the next two.
-  static constexpr std::size_t Most = BlockWidth / TileWidth * (BlockWidth / TileWidth + 1);
-  static_assert(TileWidth == 2 * TileHeight && BlockWidth % TileWidth == 0);
+  /// In the widest triangle: the rows of two tiles have as many, one more than the next two.
+  static constexpr std::size_t Most = KeptColumns / TileWidth * (KeptColumns / TileWidth + 1);
+  static_assert(TileWidth == 2 * TileHeight && KeptColumns % TileWidth == 0);
 
   const TRowProduct& Product;
   TAddTileTerms AddTerms;
@@ -221,33 +294,11 @@ void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::
   TKeptTiles tiles(product, first, last);
   std::size_t k = 0;
   do {
-    const TTerms terms = BlockOfTerms(product, k);
+    const TTerms terms = TermsFrom(product, k, KeptTerms);
     tiles.Add(terms);
     k += terms.Count;
   } while (k < product.Depth);
   tiles.Store();
-}
-
-/// At most `RowsTogether` rows.
-void MultiplyStrip(const TRowProduct& product, std::size_t first, std::size_t count) {
-  TTermBlock left;
-  TTermBlock right;
-  const std::size_t first_column = product.Upper ? first : 0;
-  // The rows of a symmetric product are columns too: what is packed for them serves for both.
-  const bool shared = product.Upper && product.Left.Scales == nullptr && product.Right.Scales == nullptr;
-  std::size_t k = 0;
-  do {
-    const TTerms terms = BlockOfTerms(product, k);
-    Pack(product.Left, terms, first, shared ? std::min(BlockWidth, product.Width - first) : count, &left);
-    for (std::size_t j = first_column; j < product.Width; j += BlockWidth) {
-      const std::size_t width = std::min(BlockWidth, product.Width - j);
-      const bool packed = shared && j == first;
-      if (!packed) Pack(product.Right, terms, j, width, &right);
-      MultiplyBlock(product, terms, {first, count, {left.Rows, 0}},
-                    {j, width, {(packed ? left : right).Rows, 0}});
-    }
-    k += terms.Count;
-  } while (k < product.Depth);
 }
 
 }  // namespace
@@ -259,7 +310,7 @@ void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t las
     return;
   }
   for (std::size_t i = first; i < last; i += RowsTogether) {
-    MultiplyStrip(product, i, std::min(RowsTogether, last - i));
+    TStrip(product, i, std::min(last, i + RowsTogether)).Multiply();
   }
 }
 
