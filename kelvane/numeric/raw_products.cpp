@@ -9,7 +9,7 @@
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/matrix_rows.h"
 #include "kelvane/numeric/row_product.h"
-#include "kelvane/numeric/row_product_tile.h"
+#include "kelvane/numeric/simd_dispatch.h"
 
 namespace SatCommonUtils {
 
@@ -35,7 +35,7 @@ void InParallel(TWork work) {
   omp_set_dynamic(0);
   omp_set_num_threads(KaGetThreadsCount());
   // What is chosen, and perhaps told, at the first use is so here and not among the threads.
-  static_cast<void>(AddTileTermsOfTarget());
+  SimdTargetIndex();
 #pragma omp parallel
   work(TWorker{static_cast<std::size_t>(omp_get_thread_num()),
                static_cast<std::size_t>(omp_get_num_threads())});

@@ -29,45 +29,31 @@ const double* DivisorsOf(const TRowProduct& product, TTerms terms) {
 constexpr std::size_t PackedTerms = 96;
 constexpr std::size_t PackedColumns = 24;
 
-/// Rows or columns of the result, and where their terms stand.
-struct TSpan {
-  std::size_t First;
-  std::size_t Count;
-  TTileSide Terms;
-};
-
 /// The terms of at most `Width` rows or columns of a result, laid out as tiles read them: in panels as wide
-/// as a tile, in which those of one k follow those of the one before, with zeros behind the last column.
-template <std::size_t Width>
+/// as a tile, in which those of one k follow those of the one before, with zeros behind the last.
+template <std::size_t Width, std::size_t PanelWidth>
 class TTermBlock {
  public:
+  TTermBlock() = default;
+
   void Pack(const TFactor& factor, TTerms terms, std::size_t first, std::size_t count) {
-    First = first;
-    Count = count;
     for (std::size_t k = 0; k < terms.Count; ++k) Rows[k] = Panels[0][k];
     std::size_t i = 0;
-    for (; i + TileWidth <= count; i += TileWidth) {
-      PackPanel(factor, terms, first + i, std::integral_constant<std::size_t, TileWidth>(),
-                Panels[i / TileWidth]);
+    for (; i + PanelWidth <= count; i += PanelWidth) {
+      PackPanel(factor, terms, first + i, std::integral_constant<std::size_t, PanelWidth>(),
+                Panels[i / PanelWidth]);
     }
     if (i == count) return;
-    std::fill_n(Panels[i / TileWidth][0], terms.Count * TileWidth, 0.0);
-    PackPanel(factor, terms, first + i, count - i, Panels[i / TileWidth]);
+    std::fill_n(Panels[i / PanelWidth][0], terms.Count * PanelWidth, 0.0);
+    PackPanel(factor, terms, first + i, count - i, Panels[i / PanelWidth]);
   }
 
-  bool Holds(std::size_t first, std::size_t count) const {
-    return first >= First && first + count <= First + Count;
-  }
-
-  /// At most `count` rows or columns from `first` on, all in one panel.
-  TSpan From(std::size_t first, std::size_t count) const {
-    const std::size_t i = first - First;
-    return {first, count, {Rows, i / TileWidth * PackedTerms * TileWidth + i % TileWidth}};
-  }
+  /// The panel that begins with row or column `i` of the block.
+  TTileSide From(std::size_t i) const { return {Rows, i * PackedTerms}; }
 
  private:
-  static_assert(Width % TileWidth == 0);
-  using TPanel = double[PackedTerms][TileWidth];
+  static_assert(Width % PanelWidth == 0);
+  using TPanel = double[PackedTerms][PanelWidth];
 
   /// `width` columns: compilers should know how many.
   template <class TPanelWidth>
@@ -84,10 +70,15 @@ class TTermBlock {
     }
   }
 
-  std::size_t First = 0;
-  std::size_t Count = 0;
   const double* Rows[PackedTerms];
-  alignas(64) TPanel Panels[Width / TileWidth];
+  alignas(64) TPanel Panels[Width / PanelWidth];
+};
+
+/// Rows or columns of the result, and where their terms stand.
+struct TSpan {
+  std::size_t First;
+  std::size_t Count;
+  TTileSide Terms;
 };
 
 void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns,
@@ -95,16 +86,16 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
   const TTileTerms tile_terms{rows.Terms, columns.Terms, DivisorsOf(product, terms), terms.Count};
   const bool has_sums = product.Continued || terms.First != 0;
   TTile tile;
-  if (rows.Count == TileHeight && columns.Count == TileWidth) {
-    for (std::size_t r = 0; r < TileHeight; ++r) {
+  if (rows.Count == HighTile && columns.Count == TileWidth) {
+    for (std::size_t r = 0; r < HighTile; ++r) {
       tile.Rows[r] = product.Result[rows.First + r] + columns.First;
       if (!has_sums) std::fill_n(tile.Rows[r], TileWidth, 0.0);
     }
     add(tile_terms, TileWidth, tile);
     return;
   }
-  double sums[TileHeight][TileWidth] = {};
-  for (std::size_t r = 0; r < TileHeight; ++r) tile.Rows[r] = sums[r];
+  double sums[HighTile][TileWidth] = {};
+  for (std::size_t r = 0; r < HighTile; ++r) tile.Rows[r] = sums[r];
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, sums[r]);
   }
@@ -118,42 +109,31 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
 class TStrip {
  public:
   TStrip(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), First(first), Last(last), AddTerms(AddTileTermsOfTarget()) {}
+      : Product(product), First(first), Last(last), AddTerms(AddTileTermsOfTarget(HighTile)) {}
 
   void Multiply() {
     std::size_t k = 0;
     do {
       const TTerms terms = TermsFrom(Product, k, PackedTerms);
-      // The rows of a symmetric product are columns too.
-      const std::size_t end = IsShared() ? std::min(First + RowsTogether, Product.Width) : Last;
-      Left.Pack(Product.Left, terms, First, end - First);
+      Left.Pack(Product.Left, terms, First, Last - First);
       for (std::size_t j = Product.Upper ? First : 0; j < Product.Width; j += PackedColumns) {
-        const std::size_t width = std::min(PackedColumns, Product.Width - j);
-        if (IsShared() && Left.Holds(j, width)) {
-          MultiplyColumns(terms, Left, j, width);
-        } else {
-          Right.Pack(Product.Right, terms, j, width);
-          MultiplyColumns(terms, Right, j, width);
-        }
+        const std::size_t last = std::min(j + PackedColumns, Product.Width);
+        Right.Pack(Product.Right, terms, j, last - j);
+        MultiplyColumns(terms, j, last);
       }
       k += terms.Count;
     } while (k < Product.Depth);
   }
 
  private:
-  /// Whether what is laid out for rows serves for columns as well.
-  bool IsShared() const {
-    return Product.Upper && Product.Left.Scales == nullptr && Product.Right.Scales == nullptr;
-  }
-
-  template <class TColumns>
-  void MultiplyColumns(TTerms terms, const TColumns& columns, std::size_t first, std::size_t width) const {
-    for (std::size_t i = First; i < Last; i += TileHeight) {
-      const TSpan rows = Left.From(i, std::min(TileHeight, Last - i));
+  void MultiplyColumns(TTerms terms, std::size_t first, std::size_t last) const {
+    for (std::size_t i = First; i < Last; i += HighTile) {
+      const TSpan rows{i, std::min(HighTile, Last - i), Left.From(i - First)};
       // From the panel on that the diagonal passes through.
       const std::size_t left_out = Product.Upper && i > first ? (i - first) / TileWidth * TileWidth : 0;
-      for (std::size_t j = left_out; j < width; j += TileWidth) {
-        MultiplyTile(Product, terms, rows, columns.From(first + j, std::min(TileWidth, width - j)), AddTerms);
+      for (std::size_t j = first + left_out; j < last; j += TileWidth) {
+        MultiplyTile(Product, terms, rows, {j, std::min(TileWidth, last - j), Right.From(j - first)},
+                     AddTerms);
       }
     }
   }
@@ -162,8 +142,8 @@ class TStrip {
   std::size_t First;
   std::size_t Last;
   TAddTileTerms AddTerms;
-  TTermBlock<RowsTogether> Left;
-  TTermBlock<PackedColumns> Right;
+  TTermBlock<RowsTogether, HighTile> Left;
+  TTermBlock<PackedColumns, TileWidth> Right;
 };
 
 // Products whose terms are read where they stand.
@@ -227,16 +207,16 @@ struct TTileEdge {
 class TKeptTiles {
  public:
   TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), AddTerms(AddTileTermsOfTarget()) {
+      : Product(product), AddTerms(AddTileTermsOfTarget(LowTile)) {
     const std::size_t n = product.Width;
-    for (std::size_t i = first; i < last; i += TileHeight) {
+    for (std::size_t i = first; i < last; i += LowTile) {
       for (std::size_t j = i; j < n; j += TileWidth) {
         const std::size_t count = std::min(TileWidth, n - j);
         const std::size_t width = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
-        Places[Count++] = {{i, std::min(TileHeight, last - i), TileHeight, n}, {j, count, width, n}, width};
+        Places[Count++] = {{i, std::min(LowTile, last - i), LowTile, n}, {j, count, width, n}, width};
       }
     }
-    std::fill_n(Sums[0][0], Count * TileHeight * TileWidth, 0.0);
+    std::fill_n(Sums[0][0], Count * LowTile * TileWidth, 0.0);
     if (product.Continued) ForWanted([](double& sum, double element) { sum = element; });
   }
 
@@ -249,7 +229,7 @@ class TKeptTiles {
     for (std::size_t t = 0; t < Count; ++t) {
       prefetch.GoOn();
       TTile tile;
-      for (std::size_t r = 0; r < TileHeight; ++r) tile.Rows[r] = Sums[t][r];
+      for (std::size_t r = 0; r < LowTile; ++r) tile.Rows[r] = Sums[t][r];
       AddTerms({{rows, Places[t].Rows.Start}, {rows, Places[t].Columns.Start}, divisors, terms.Count},
                Places[t].Width, tile);
     }
@@ -281,13 +261,13 @@ class TKeptTiles {
 
   /// In the widest triangle: the rows of two tiles have as many, one more than the next two.
   static constexpr std::size_t Most = KeptColumns / TileWidth * (KeptColumns / TileWidth + 1);
-  static_assert(TileWidth == 2 * TileHeight && KeptColumns % TileWidth == 0);
+  static_assert(TileWidth == 2 * LowTile && KeptColumns % TileWidth == 0);
 
   const TRowProduct& Product;
   TAddTileTerms AddTerms;
   std::size_t Count = 0;
   TPlace Places[Most];
-  alignas(64) double Sums[Most][TileHeight][TileWidth];
+  alignas(64) double Sums[Most][LowTile][TileWidth];
 };
 
 void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {

@@ -30,12 +30,13 @@ inline TPair PairAt(const double* source) {
 /// Adds the terms to four columns of a tile of sums. Two rows by two columns are held as the sums on the
 /// diagonal and those beside it: swapping a pair serves where the baseline has no instruction to spread one
 /// number.
-template <bool Divided>
+template <bool Divided, std::size_t Height>
 inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TTile& tile) {
+  constexpr std::size_t RowPairs = Height / 2;
   constexpr std::size_t Pairs = 2;
-  TPair same[Pairs][Pairs];
-  TPair crossed[Pairs][Pairs];
-  for (std::size_t i = 0; i < Pairs; ++i) {
+  TPair same[RowPairs][Pairs];
+  TPair crossed[RowPairs][Pairs];
+  for (std::size_t i = 0; i < RowPairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
       const double* const upper = tile.Rows[2 * i] + column + 2 * j;
       const double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
@@ -47,14 +48,14 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TT
     for (std::size_t j = 0; j < Pairs; ++j) {
       const TPair b = PairAt(terms.Right[k] + column + 2 * j);
       const TPair swapped = Swapped(b);
-      for (std::size_t i = 0; i < Pairs; ++i) {
+      for (std::size_t i = 0; i < RowPairs; ++i) {
         const TPair a = PairAt(terms.Left[k] + 2 * i);
         same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
         crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
       }
     }
   }
-  for (std::size_t i = 0; i < Pairs; ++i) {
+  for (std::size_t i = 0; i < RowPairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
       double* const upper = tile.Rows[2 * i] + column + 2 * j;
       double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
@@ -66,10 +67,10 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TT
   }
 }
 
-template <bool Divided>
+template <bool Divided, std::size_t Height>
 void AddTileTermsNarrow(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTermsNarrow<Divided>(terms, 0, tile);
-  if (columns > TileWidth / 2) AddTermsNarrow<Divided>(terms, TileWidth / 2, tile);
+  AddTermsNarrow<Divided, Height>(terms, 0, tile);
+  if (columns > TileWidth / 2) AddTermsNarrow<Divided, Height>(terms, TileWidth / 2, tile);
 }
 
 }  // namespace
@@ -88,11 +89,11 @@ using TProductTag = HWY_FULL(double);
 constexpr std::size_t ProductLanes = HWY_LANES(double);
 
 /// The sums of the first `Vectors` vectors of columns.
-template <bool Divided, std::size_t Vectors>
+template <bool Divided, std::size_t Height, std::size_t Vectors>
 HWY_INLINE void AddTermsWide(const TTileTerms& terms, const TTile& tile) {
   const TProductTag tag;
-  hn::Vec<TProductTag> sums[TileHeight][Vectors];
-  for (std::size_t i = 0; i < TileHeight; ++i) {
+  hn::Vec<TProductTag> sums[Height][Vectors];
+  for (std::size_t i = 0; i < Height; ++i) {
     for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile.Rows[i] + v * ProductLanes);
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
@@ -101,7 +102,7 @@ HWY_INLINE void AddTermsWide(const TTileTerms& terms, const TTile& tile) {
     for (std::size_t v = 0; v < Vectors; ++v) {
       right[v] = hn::LoadU(tag, terms.Right[k] + v * ProductLanes);
     }
-    for (std::size_t i = 0; i < TileHeight; ++i) {
+    for (std::size_t i = 0; i < Height; ++i) {
       const auto left = hn::Set(tag, left_row[i]);
       for (std::size_t v = 0; v < Vectors; ++v) {
         auto term = hn::Mul(left, right[v]);
@@ -110,31 +111,39 @@ HWY_INLINE void AddTermsWide(const TTileTerms& terms, const TTile& tile) {
       }
     }
   }
-  for (std::size_t i = 0; i < TileHeight; ++i) {
+  for (std::size_t i = 0; i < Height; ++i) {
     for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[i][v], tag, tile.Rows[i] + v * ProductLanes);
   }
 }
 
-template <bool Divided>
+template <bool Divided, std::size_t Height>
 void AddTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
   // Two lanes make more sums than there are registers, unless they are laid out for it.
   constexpr bool narrow = ProductLanes < TileWidth / 2;
   constexpr std::size_t half = TileWidth / 2 / ProductLanes;
   if (narrow || (half == 0 && columns <= TileWidth / 2)) {
-    AddTileTermsNarrow<Divided>(terms, columns, tile);
+    AddTileTermsNarrow<Divided, Height>(terms, columns, tile);
   } else if (columns <= TileWidth / 2) {
-    AddTermsWide<Divided, half == 0 ? 1 : half>(terms, tile);
+    AddTermsWide<Divided, Height, half == 0 ? 1 : half>(terms, tile);
   } else {
-    AddTermsWide<Divided, TileWidth / ProductLanes>(terms, tile);
+    AddTermsWide<Divided, Height, TileWidth / ProductLanes>(terms, tile);
   }
 }
 
-inline void AddTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
+template <std::size_t Height>
+void AddTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
   if (terms.Divisors == nullptr) {
-    AddTerms<false>(terms, columns, tile);
+    AddTerms<false, Height>(terms, columns, tile);
   } else {
-    AddTerms<true>(terms, columns, tile);
+    AddTerms<true, Height>(terms, columns, tile);
   }
+}
+
+inline void AddLowTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
+  AddTileTerms<LowTile>(terms, columns, tile);
+}
+inline void AddHighTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
+  AddTileTerms<HighTile>(terms, columns, tile);
 }
 
 }  // namespace HWY_NAMESPACE
@@ -145,9 +154,12 @@ HWY_AFTER_NAMESPACE();
 
 namespace SatCommonUtils {
 
-HWY_EXPORT(AddTileTerms);
+HWY_EXPORT(AddLowTileTerms);
+HWY_EXPORT(AddHighTileTerms);
 
-TAddTileTerms AddTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddTileTerms); }
+TAddTileTerms AddTileTermsOfTarget(std::size_t height) {
+  return height == LowTile ? KELVANE_SIMD_DISPATCH(AddLowTileTerms) : KELVANE_SIMD_DISPATCH(AddHighTileTerms);
+}
 
 }  // namespace SatCommonUtils
 
