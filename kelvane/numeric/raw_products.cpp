@@ -85,8 +85,8 @@ bool MultiplyInParallel(const TRowProduct& product, std::size_t height, int (*ca
   return true;
 }
 
-/// Aᵀ·A from its upper triangle: the product of two numbers is the same either way round. Rows are completed
-/// band by band, so that the callback tells of progress.
+/// Aᵀ·A from its upper triangle: the product of two numbers is the same either way round. Of a large
+/// triangle rows are completed band by band, so that the callback tells of progress.
 bool SquareInParallel(double* const* A, std::size_t m, std::size_t n, const double* divisors, double** C,
                       int (*callback)()) {
   const TRowProduct product{{A}, {A}, m, n, C, divisors, true};

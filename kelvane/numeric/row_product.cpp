@@ -38,14 +38,15 @@ class TTermBlock {
 
   void Pack(const TFactor& factor, TTerms terms, std::size_t first, std::size_t count) {
     for (std::size_t k = 0; k < terms.Count; ++k) Rows[k] = Panels[0][k];
-    std::size_t i = 0;
-    for (; i + PanelWidth <= count; i += PanelWidth) {
-      PackPanel(factor, terms, first + i, std::integral_constant<std::size_t, PanelWidth>(),
-                Panels[i / PanelWidth]);
+    constexpr std::integral_constant<std::size_t, PanelWidth> whole;
+    for (std::size_t i = 0; i < count; i += PanelWidth) {
+      TPanel& panel = Panels[i / PanelWidth];
+      if (count - i >= whole) {
+        PackPanel(factor, terms, first + i, whole, panel);
+      } else {
+        PackPanel(factor, terms, first + i, count - i, panel);
+      }
     }
-    if (i == count) return;
-    std::fill_n(Panels[i / PanelWidth][0], terms.Count * PanelWidth, 0.0);
-    PackPanel(factor, terms, first + i, count - i, Panels[i / PanelWidth]);
   }
 
   /// The panel that begins with row or column `i` of the block.
@@ -67,6 +68,7 @@ class TTermBlock {
       for (std::size_t i = 0; factor.Scales != nullptr && i < width; ++i) {
         panel[k][i] = factor.Scales[term] * panel[k][i];
       }
+      std::fill(panel[k] + width, panel[k] + PanelWidth, 0.0);
     }
   }
 
@@ -86,16 +88,16 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
   const TTileTerms tile_terms{rows.Terms, columns.Terms, DivisorsOf(product, terms), terms.Count};
   const bool has_sums = product.Continued || terms.First != 0;
   TTile tile;
-  if (rows.Count == HighTile && columns.Count == TileWidth) {
-    for (std::size_t r = 0; r < HighTile; ++r) {
+  if (rows.Count == HighTileHeight && columns.Count == TileWidth) {
+    for (std::size_t r = 0; r < HighTileHeight; ++r) {
       tile.Rows[r] = product.Result[rows.First + r] + columns.First;
       if (!has_sums) std::fill_n(tile.Rows[r], TileWidth, 0.0);
     }
     add(tile_terms, TileWidth, tile);
     return;
   }
-  double sums[HighTile][TileWidth] = {};
-  for (std::size_t r = 0; r < HighTile; ++r) tile.Rows[r] = sums[r];
+  double sums[HighTileHeight][TileWidth] = {};
+  for (std::size_t r = 0; r < HighTileHeight; ++r) tile.Rows[r] = sums[r];
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, sums[r]);
   }
@@ -109,7 +111,7 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
 class TStrip {
  public:
   TStrip(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), First(first), Last(last), AddTerms(AddTileTermsOfTarget(HighTile)) {}
+      : Product(product), First(first), Last(last), AddTerms(AddHighTileTermsOfTarget()) {}
 
   void Multiply() {
     std::size_t k = 0;
@@ -127,8 +129,8 @@ class TStrip {
 
  private:
   void MultiplyColumns(TTerms terms, std::size_t first, std::size_t last) const {
-    for (std::size_t i = First; i < Last; i += HighTile) {
-      const TSpan rows{i, std::min(HighTile, Last - i), Left.From(i - First)};
+    for (std::size_t i = First; i < Last; i += HighTileHeight) {
+      const TSpan rows{i, std::min(HighTileHeight, Last - i), Left.From(i - First)};
       // From the panel on that the diagonal passes through.
       const std::size_t left_out = Product.Upper && i > first ? (i - first) / TileWidth * TileWidth : 0;
       for (std::size_t j = first + left_out; j < last; j += TileWidth) {
@@ -142,13 +144,13 @@ class TStrip {
   std::size_t First;
   std::size_t Last;
   TAddTileTerms AddTerms;
-  TTermBlock<RowsTogether, HighTile> Left;
+  TTermBlock<RowsTogether, HighTileHeight> Left;
   TTermBlock<PackedColumns, TileWidth> Right;
 };
 
 // Products whose terms are read where they stand.
 
-/// So many terms, of so many columns, stay in the nearest cache together with those to come.
+/// So many terms, of so many columns, stay in the nearest cache.
 constexpr std::size_t KeptTerms = 48;
 constexpr std::size_t KeptColumns = 48;
 
@@ -167,11 +169,7 @@ class TPrefetch {
   /// The columns from `column` to before `width` of `count` rows, by the last of so many tiles.
   TPrefetch(const double* const* rows, std::size_t count, std::size_t column, std::size_t width,
             std::size_t tiles)
-      : Next(rows),
-        Last(rows + count),
-        Column(column),
-        Width(width),
-        Step(count / std::max<std::size_t>(tiles, 1) + 1) {}
+      : Next(rows), Last(rows + count), Column(column), Width(width), Step(count / tiles + 1) {}
 
   void GoOn() {
     for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
@@ -207,16 +205,17 @@ struct TTileEdge {
 class TKeptTiles {
  public:
   TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), AddTerms(AddTileTermsOfTarget(LowTile)) {
+      : Product(product), AddTerms(AddLowTileTermsOfTarget()) {
     const std::size_t n = product.Width;
-    for (std::size_t i = first; i < last; i += LowTile) {
+    for (std::size_t i = first; i < last; i += LowTileHeight) {
       for (std::size_t j = i; j < n; j += TileWidth) {
         const std::size_t count = std::min(TileWidth, n - j);
         const std::size_t width = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
-        Places[Count++] = {{i, std::min(LowTile, last - i), LowTile, n}, {j, count, width, n}, width};
+        Places[Count++] = {
+            {i, std::min(LowTileHeight, last - i), LowTileHeight, n}, {j, count, width, n}, width};
       }
     }
-    std::fill_n(Sums[0][0], Count * LowTile * TileWidth, 0.0);
+    std::fill_n(Sums[0][0], Count * LowTileHeight * TileWidth, 0.0);
     if (product.Continued) ForWanted([](double& sum, double element) { sum = element; });
   }
 
@@ -229,7 +228,7 @@ class TKeptTiles {
     for (std::size_t t = 0; t < Count; ++t) {
       prefetch.GoOn();
       TTile tile;
-      for (std::size_t r = 0; r < LowTile; ++r) tile.Rows[r] = Sums[t][r];
+      for (std::size_t r = 0; r < LowTileHeight; ++r) tile.Rows[r] = Sums[t][r];
       AddTerms({{rows, Places[t].Rows.Start}, {rows, Places[t].Columns.Start}, divisors, terms.Count},
                Places[t].Width, tile);
     }
@@ -259,15 +258,16 @@ class TKeptTiles {
     }
   }
 
-  /// In the widest triangle: the rows of two tiles have as many, one more than the next two.
+  /// In the widest triangle two rows of tiles have one for each of its panels, the next two one less, and the
+  /// last two one.
   static constexpr std::size_t Most = KeptColumns / TileWidth * (KeptColumns / TileWidth + 1);
-  static_assert(TileWidth == 2 * LowTile && KeptColumns % TileWidth == 0);
+  static_assert(TileWidth == 2 * LowTileHeight && KeptColumns % TileWidth == 0);
 
   const TRowProduct& Product;
   TAddTileTerms AddTerms;
   std::size_t Count = 0;
   TPlace Places[Most];
-  alignas(64) double Sums[Most][LowTile][TileWidth];
+  alignas(64) double Sums[Most][LowTileHeight][TileWidth];
 };
 
 void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {

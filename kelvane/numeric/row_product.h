@@ -33,7 +33,7 @@ struct TRowProduct {
 };
 
 /// How many rows are best worked out together: the operands are read once for so many.
-constexpr std::size_t RowsTogether = 126;
+constexpr std::size_t RowsTogether = 72;
 
 /// Writes the rows from `first` to before `last`.
 void MultiplyRows(const TRowProduct& product, std::size_t first, std::size_t last);

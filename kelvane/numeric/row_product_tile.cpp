@@ -140,10 +140,10 @@ void AddTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& til
 }
 
 inline void AddLowTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTileTerms<LowTile>(terms, columns, tile);
+  AddTileTerms<LowTileHeight>(terms, columns, tile);
 }
 inline void AddHighTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTileTerms<HighTile>(terms, columns, tile);
+  AddTileTerms<HighTileHeight>(terms, columns, tile);
 }
 
 }  // namespace HWY_NAMESPACE
@@ -157,9 +157,8 @@ namespace SatCommonUtils {
 HWY_EXPORT(AddLowTileTerms);
 HWY_EXPORT(AddHighTileTerms);
 
-TAddTileTerms AddTileTermsOfTarget(std::size_t height) {
-  return height == LowTile ? KELVANE_SIMD_DISPATCH(AddLowTileTerms) : KELVANE_SIMD_DISPATCH(AddHighTileTerms);
-}
+TAddTileTerms AddLowTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddLowTileTerms); }
+TAddTileTerms AddHighTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddHighTileTerms); }
 
 }  // namespace SatCommonUtils
 

@@ -6,15 +6,15 @@
 
 namespace SatCommonUtils {
 
-/// What a tile's sums leave of the registers holds its factors: nothing that is not needed at once is left of
-/// the high one; the low one does less in vain at a diagonal.
-constexpr std::size_t LowTile = 4;
-constexpr std::size_t HighTile = 6;
+/// With sixteen registers of four doubles, the sums of a high tile take twelve, and what one term needs the
+/// rest; a low one works out less in vain at a diagonal.
+constexpr std::size_t LowTileHeight = 4;
+constexpr std::size_t HighTileHeight = 6;
 constexpr std::size_t TileWidth = 8;
 
-/// The sums, where they stand.
+/// The sums, where they stand; a low tile has the first rows only.
 struct TTile {
-  double* Rows[HighTile];
+  double* Rows[HighTileHeight];
 };
 
 /// One side of the terms: those of term k follow each other from `Rows[k] + Column` on.
@@ -37,7 +37,7 @@ struct TTileTerms {
 /// Adds the terms to the tile, at least to its first `columns` columns. Of at most half of them, no more are
 /// read.
 using TAddTileTerms = void (*)(const TTileTerms& terms, std::size_t columns, const TTile& tile);
-/// For tiles of one of the two heights.
-TAddTileTerms AddTileTermsOfTarget(std::size_t height);
+TAddTileTerms AddLowTileTermsOfTarget();
+TAddTileTerms AddHighTileTermsOfTarget();
 
 }  // namespace SatCommonUtils

@@ -41,7 +41,6 @@ struct TLanes {
 
   TLanes() = default;
   HWY_INLINE TLanes(TVector low, TVector high) : Low(low), High(high) {}
-  // Numbers of all lanes stand in formulas as they stand in those of doubles.
   HWY_INLINE TLanes(double all)  // NOLINT(google-explicit-constructor): as in formulas of doubles
       : Low(hn::Set(TLaneTag(), all)), High(Low) {}
 

@@ -126,10 +126,12 @@ inline std::size_t StoreMaskWhere(TLaneMask where, TLaneMask mask, std::size_t c
   return unset;
 }
 
-/// Improves, and writes, the ground of the lanes that have a start: all when `Whole`.
+/// Improves, and writes, the ground of the lanes that have a start: all when `Whole`. By itself: as a part of
+/// its callers it is slower, and compiled for each of them.
 template <bool Whole, class Count>
-KELVANE_FLATTEN HWY_NOINLINE std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i, Count count,
-                                          TLaneMask has_start, TLanes (&ground)[3]) {
+KELVANE_FLATTEN HWY_NOINLINE std::size_t ImproveGround(const TIntersectedPoints& points, std::size_t i,
+                                                       Count count, TLaneMask has_start,
+                                                       TLanes (&ground)[3]) {
   const TLaneMask started = Whole ? AllLanes() : has_start;
   TLaneMask active = started;
   TLaneMask solved = started;
@@ -201,6 +203,7 @@ KELVANE_FLATTEN std::size_t IntersectStep(const TIntersectedPoints& points, std:
     if (has_start[lane] == 0) bad += points.Singly(points, i + lane, i + lane + 1);
   }
   if (IsNone(started)) return bad;
+  // Compiled for any count alone: it is seldom needed.
   return bad + ImproveGround<false>(points, i, static_cast<std::size_t>(count), started, ground);
 }
 

@@ -14,7 +14,10 @@ using test::BitsOf;
 using test::RuntimeErrorOf;
 using test::ValuesOf;
 
-constexpr std::size_t Observations = 9;
+// More than a product works off together.
+constexpr std::size_t Observations = 100;
+constexpr std::size_t Unknowns = 50;
+constexpr std::size_t Others = 9;
 
 class NormalEquations : public testing::Test {
  protected:
@@ -24,8 +27,8 @@ class NormalEquations : public testing::Test {
 
   std::mt19937_64 random_{5};
   std::uniform_real_distribution<double> uniform_{-1.0, 1.0};
-  TMatrix a_ = Random(5, Observations);
-  TMatrix b_ = Random(3, Observations);
+  TMatrix a_ = Random(Unknowns, Observations);
+  TMatrix b_ = Random(Others, Observations);
   TVector w_ = Random(1, Observations)(0);
   TVector l_ = Random(1, Observations)(0);
 };
@@ -39,15 +42,16 @@ TEST_F(NormalEquations, SumInTheOrderOfTheObservations) {
   ASSERT_TRUE(NormalEquationsFreeTerm(a_, l_, w_, &u));
   EXPECT_EQ(n.name, "N");
   const auto A = [&](auto column, auto k) { return a_.GetElement(column, k); };
-  const auto square = test::Sums(5, 5, Observations, [&](auto i, auto j, auto k) {
+  const auto square = test::Sums(Unknowns, Unknowns, Observations, [&](auto i, auto j, auto k) {
     return w_[k] * A(std::max(i, j), k) * A(std::min(i, j), k);
   });
-  const auto mixed = test::Sums(
-      3, 5, Observations, [&](auto i, auto j, auto k) { return w_[k] * A(i, k) * b_.GetElement(j, k); });
+  const auto mixed = test::Sums(Others, Unknowns, Observations, [&](auto i, auto j, auto k) {
+    return w_[k] * A(i, k) * b_.GetElement(j, k);
+  });
   const auto free =
-      test::Sums(1, 5, Observations, [&](auto i, auto, auto k) { return A(i, k) * (l_[k] * w_[k]); });
+      test::Sums(1, Unknowns, Observations, [&](auto i, auto, auto k) { return A(i, k) * (l_[k] * w_[k]); });
   EXPECT_EQ(BitsOf(n), BitsOf(square));
-  ASSERT_EQ(c.width, 3U);
+  ASSERT_EQ(c.width, Others);
   EXPECT_EQ(BitsOf(c), BitsOf(mixed));
   EXPECT_EQ(BitsOf(u), BitsOf(free));
 }

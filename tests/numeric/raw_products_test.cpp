@@ -62,14 +62,16 @@ void ExpectProduct(const TMatrix& expected, Multiply multiply) {
 TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
   using TShape = std::array<std::size_t, 3>;
   for (const TShape& shape : {TShape{1, 1, 1},
-                              {0, 3, 2},
+                              {0, 9, 8},
                               {4, 0, 3},
                               {5, 3, 0},
                               {130, 39, 7},
                               {5000, 39, 2},
                               {64, 50, 49},
                               {65, 6, 101},
-                              {3, 197, 4},
+                              {100, 197, 4},
+                              {97, 48, 8},
+                              {97, 9, 3},
                               {97, 2, 33}}) {
     const std::size_t m = shape[0], n = shape[1], q = shape[2];
     const TMatrix a = Random(n, m);
