@@ -150,8 +150,8 @@ class TStrip {
 
 // Products whose terms are read where they stand.
 
-/// So many terms, of so many columns, stay in the nearest cache.
-constexpr std::size_t KeptTerms = 48;
+/// So many terms, of so many columns, stay in the nearest cache together with those to come and the sums.
+constexpr std::size_t KeptTerms = 32;
 constexpr std::size_t KeptColumns = 48;
 
 /// Whether tiles can read the terms where they stand: those of a symmetric product, with so few columns that
