@@ -9,6 +9,7 @@
 #include "kelvane/module/host/runtime.h"
 #include "kelvane/numeric/matrix_rows.h"
 #include "kelvane/numeric/row_product.h"
+#include "kelvane/numeric/row_product_tile.h"
 #include "kelvane/numeric/simd_dispatch.h"
 
 namespace SatCommonUtils {
@@ -55,7 +56,8 @@ TRange EvenShare(std::size_t rows, TWorker worker) {
 
 /// Shares out rows of an n x n triangle, of which row i has n - i elements, so that all have about as many.
 TRange TriangleShare(std::size_t n, TRange rows, TWorker worker) {
-  constexpr std::size_t Step = 4;
+  // Tiles of terms that are read where they stand have so many rows.
+  constexpr std::size_t Step = LowTileHeight;
   const auto elements = [=](std::size_t last) {
     return (last - rows.First) * (2 * n + 1 - rows.First - last);
   };

@@ -34,8 +34,6 @@ constexpr std::size_t PackedColumns = 24;
 template <std::size_t Width, std::size_t PanelWidth>
 class TTermBlock {
  public:
-  TTermBlock() = default;
-
   void Pack(const TFactor& factor, TTerms terms, std::size_t first, std::size_t count) {
     for (std::size_t k = 0; k < terms.Count; ++k) Rows[k] = Panels[0][k];
     constexpr std::integral_constant<std::size_t, PanelWidth> whole;
