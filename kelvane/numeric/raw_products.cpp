@@ -57,7 +57,7 @@ TRange EvenShare(std::size_t rows, TWorker worker) {
 /// Shares out rows of an n x n triangle, of which row i has n - i elements, so that all have about as many.
 TRange TriangleShare(std::size_t n, TRange rows, TWorker worker) {
   // Tiles of terms that are read where they stand have so many rows.
-  constexpr std::size_t Step = LowTileHeight;
+  constexpr std::size_t Step = KeptTileHeight;
   const auto elements = [=](std::size_t last) {
     return (last - rows.First) * (2 * n + 1 - rows.First - last);
   };

@@ -9,17 +9,18 @@ namespace SatCommonUtils {
 
 namespace {
 
-/// The terms of a sum that are worked off together.
-struct TTerms {
+/// Terms, rows or columns that follow each other.
+struct TSpan {
   std::size_t First;
   std::size_t Count;
 };
 
-TTerms TermsFrom(const TRowProduct& product, std::size_t first, std::size_t most) {
+/// At most `most` terms, to be worked off together.
+TSpan TermsFrom(const TRowProduct& product, std::size_t first, std::size_t most) {
   return {first, std::min(most, product.Depth - first)};
 }
 
-const double* DivisorsOf(const TRowProduct& product, TTerms terms) {
+const double* DivisorsOf(const TRowProduct& product, TSpan terms) {
   return product.Divisors == nullptr ? nullptr : product.Divisors + terms.First;
 }
 
@@ -34,8 +35,7 @@ constexpr std::size_t PackedColumns = 24;
 template <std::size_t Width, std::size_t PanelWidth>
 class TTermBlock {
  public:
-  void Pack(const TFactor& factor, TTerms terms, std::size_t first, std::size_t count) {
-    for (std::size_t k = 0; k < terms.Count; ++k) Rows[k] = Panels[0][k];
+  void Pack(const TFactor& factor, TSpan terms, std::size_t first, std::size_t count) {
     constexpr std::integral_constant<std::size_t, PanelWidth> whole;
     for (std::size_t i = 0; i < count; i += PanelWidth) {
       TPanel& panel = Panels[i / PanelWidth];
@@ -48,7 +48,7 @@ class TTermBlock {
   }
 
   /// The panel that begins with row or column `i` of the block.
-  TTileSide From(std::size_t i) const { return {Rows, i * PackedTerms}; }
+  const double* From(std::size_t i) const { return Panels[i / PanelWidth][0]; }
 
  private:
   static_assert(Width % PanelWidth == 0);
@@ -56,7 +56,7 @@ class TTermBlock {
 
   /// `width` columns: compilers should know how many.
   template <class TPanelWidth>
-  static void PackPanel(const TFactor& factor, TTerms terms, std::size_t column, TPanelWidth width,
+  static void PackPanel(const TFactor& factor, TSpan terms, std::size_t column, TPanelWidth width,
                         TPanel& panel) {
     for (std::size_t k = 0; k < terms.Count; ++k) {
       const std::size_t term = terms.First + k;
@@ -70,36 +70,33 @@ class TTermBlock {
     }
   }
 
-  const double* Rows[PackedTerms];
   alignas(64) TPanel Panels[Width / PanelWidth];
 };
 
-/// Rows or columns of the result, and where their terms stand.
-struct TSpan {
-  std::size_t First;
-  std::size_t Count;
-  TTileSide Terms;
+/// Rows or columns of the result, and their terms.
+struct TPackedSpan : TSpan {
+  const double* Panel;
 };
 
-void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, const TSpan& columns,
-                  TAddTileTerms add) {
-  const TTileTerms tile_terms{rows.Terms, columns.Terms, DivisorsOf(product, terms), terms.Count};
+void MultiplyTile(const TRowProduct& product, TSpan terms, const TPackedSpan& rows,
+                  const TPackedSpan& columns, TAddPackedTerms add) {
+  const TPackedTerms packed{rows.Panel, columns.Panel, DivisorsOf(product, terms), terms.Count};
   const bool has_sums = product.Continued || terms.First != 0;
-  TTile tile;
-  if (rows.Count == HighTileHeight && columns.Count == TileWidth) {
-    for (std::size_t r = 0; r < HighTileHeight; ++r) {
-      tile.Rows[r] = product.Result[rows.First + r] + columns.First;
-      if (!has_sums) std::fill_n(tile.Rows[r], TileWidth, 0.0);
+  double* tile[PackedTileHeight];
+  if (rows.Count == PackedTileHeight && columns.Count == TileWidth) {
+    for (std::size_t r = 0; r < PackedTileHeight; ++r) {
+      tile[r] = product.Result[rows.First + r] + columns.First;
+      if (!has_sums) std::fill_n(tile[r], TileWidth, 0.0);
     }
-    add(tile_terms, TileWidth, tile);
+    add(packed, false, tile);
     return;
   }
-  double sums[HighTileHeight][TileWidth] = {};
-  for (std::size_t r = 0; r < HighTileHeight; ++r) tile.Rows[r] = sums[r];
+  double sums[PackedTileHeight][TileWidth] = {};
+  for (std::size_t r = 0; r < PackedTileHeight; ++r) tile[r] = sums[r];
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, sums[r]);
   }
-  add(tile_terms, columns.Count, tile);
+  add(packed, columns.Count <= TileWidth / 2, tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
     std::copy_n(sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
   }
@@ -109,12 +106,12 @@ void MultiplyTile(const TRowProduct& product, TTerms terms, const TSpan& rows, c
 class TStrip {
  public:
   TStrip(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), First(first), Last(last), AddTerms(AddHighTileTermsOfTarget()) {}
+      : Product(product), First(first), Last(last), AddTerms(AddPackedTermsOfTarget()) {}
 
   void Multiply() {
     std::size_t k = 0;
     do {
-      const TTerms terms = TermsFrom(Product, k, PackedTerms);
+      const TSpan terms = TermsFrom(Product, k, PackedTerms);
       Left.Pack(Product.Left, terms, First, Last - First);
       for (std::size_t j = Product.Upper ? First : 0; j < Product.Width; j += PackedColumns) {
         const std::size_t last = std::min(j + PackedColumns, Product.Width);
@@ -126,13 +123,13 @@ class TStrip {
   }
 
  private:
-  void MultiplyColumns(TTerms terms, std::size_t first, std::size_t last) const {
-    for (std::size_t i = First; i < Last; i += HighTileHeight) {
-      const TSpan rows{i, std::min(HighTileHeight, Last - i), Left.From(i - First)};
+  void MultiplyColumns(TSpan terms, std::size_t first, std::size_t last) const {
+    for (std::size_t i = First; i < Last; i += PackedTileHeight) {
+      const TPackedSpan rows{{i, std::min(PackedTileHeight, Last - i)}, Left.From(i - First)};
       // From the panel on that the diagonal passes through.
       const std::size_t left_out = Product.Upper && i > first ? (i - first) / TileWidth * TileWidth : 0;
       for (std::size_t j = first + left_out; j < last; j += TileWidth) {
-        MultiplyTile(Product, terms, rows, {j, std::min(TileWidth, last - j), Right.From(j - first)},
+        MultiplyTile(Product, terms, rows, {{j, std::min(TileWidth, last - j)}, Right.From(j - first)},
                      AddTerms);
       }
     }
@@ -141,8 +138,8 @@ class TStrip {
   const TRowProduct& Product;
   std::size_t First;
   std::size_t Last;
-  TAddTileTerms AddTerms;
-  TTermBlock<RowsTogether, HighTileHeight> Left;
+  TAddPackedTerms AddTerms;
+  TTermBlock<RowsTogether, PackedTileHeight> Left;
   TTermBlock<PackedColumns, TileWidth> Right;
 };
 
@@ -160,76 +157,25 @@ bool StandsAsRead(const TRowProduct& product) {
          product.Width >= TileWidth && product.Width <= KeptColumns;
 }
 
-/// Asks for the rows of the terms to come, a few with each tile: they stand one by one, and a product takes a
-/// row's numbers too far apart for the processor to foresee them.
-class TPrefetch {
- public:
-  /// The columns from `column` to before `width` of `count` rows, by the last of so many tiles.
-  TPrefetch(const double* const* rows, std::size_t count, std::size_t column, std::size_t width,
-            std::size_t tiles)
-      : Next(rows), Last(rows + count), Column(column), Width(width), Step(count / tiles + 1) {}
-
-  void GoOn() {
-    for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
-      for (std::size_t j = Column; j < Width; j += LineWidth) __builtin_prefetch(*Next + j);
-      __builtin_prefetch(*Next + Width - 1);
-    }
-  }
-
- private:
-  static constexpr std::size_t LineWidth = 64 / sizeof(double);
-
-  const double* const* Next;
-  const double* const* Last;
-  std::size_t Column;
-  std::size_t Width;
-  std::size_t Step;
-};
-
-/// Rows or columns of the result in a tile, which begins with `Start`: earlier than `First` where it would
-/// reach behind the last of all, `end`.
-struct TTileEdge {
-  TTileEdge() = default;
-  TTileEdge(std::size_t first, std::size_t count, std::size_t size, std::size_t end)
-      : First(first), Count(count), Start(std::min(first, end - size)) {}
-
-  std::size_t First;
-  std::size_t Count;
-  std::size_t Start;
-};
-
 /// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from
 /// the result until all terms are in: those at the edges would be copied with every block.
 class TKeptTiles {
  public:
   TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), AddTerms(AddLowTileTermsOfTarget()) {
-    const std::size_t n = product.Width;
-    for (std::size_t i = first; i < last; i += LowTileHeight) {
-      for (std::size_t j = i; j < n; j += TileWidth) {
-        const std::size_t count = std::min(TileWidth, n - j);
-        const std::size_t width = count <= TileWidth / 2 ? TileWidth / 2 : TileWidth;
-        Places[Count++] = {
-            {i, std::min(LowTileHeight, last - i), LowTileHeight, n}, {j, count, width, n}, width};
+      : Product(product), AddTerms(AddKeptTermsOfTarget()) {
+    for (std::size_t i = first; i < last; i += KeptTileHeight) {
+      for (std::size_t j = i; j < product.Width; j += TileWidth) {
+        BeginTile({i, std::min(KeptTileHeight, last - i)}, {j, std::min(TileWidth, product.Width - j)});
       }
     }
-    std::fill_n(Sums[0][0], Count * LowTileHeight * TileWidth, 0.0);
     if (product.Continued) ForWanted([](double& sum, double element) { sum = element; });
   }
 
-  void Add(TTerms terms) {
-    const TTerms next = TermsFrom(Product, terms.First + terms.Count, KeptTerms);
-    TPrefetch prefetch(Product.Left.Rows + next.First, next.Count, Places[0].Columns.Start, Product.Width,
-                       Count);
-    const double* const* const rows = Product.Left.Rows + terms.First;
-    const double* const divisors = DivisorsOf(Product, terms);
-    for (std::size_t t = 0; t < Count; ++t) {
-      prefetch.GoOn();
-      TTile tile;
-      for (std::size_t r = 0; r < LowTileHeight; ++r) tile.Rows[r] = Sums[t][r];
-      AddTerms({{rows, Places[t].Rows.Start}, {rows, Places[t].Columns.Start}, divisors, terms.Count},
-               Places[t].Width, tile);
-    }
+  void Add(TSpan terms) {
+    const TSpan next = TermsFrom(Product, terms.First + terms.Count, KeptTerms);
+    AddTerms({Product.Left.Rows + terms.First, DivisorsOf(Product, terms), terms.Count, next.Count,
+              Tiles[0].RightColumn, Product.Width},
+             Tiles, Count);
   }
 
   void Store() {
@@ -237,19 +183,24 @@ class TKeptTiles {
   }
 
  private:
-  struct TPlace {
-    TTileEdge Rows;
-    TTileEdge Columns;
-    std::size_t Width;
-  };
+  /// Begins earlier than asked for where the tile would reach behind the last row or column.
+  void BeginTile(TSpan rows, TSpan columns) {
+    TKeptTile& tile = Tiles[Count];
+    tile.IsHalf = columns.Count <= TileWidth / 2;
+    tile.LeftColumn = std::min(rows.First, Product.Width - KeptTileHeight);
+    tile.RightColumn = std::min(columns.First, Product.Width - (tile.IsHalf ? TileWidth / 2 : TileWidth));
+    std::fill_n(tile.Sums[0], KeptTileHeight * TileWidth, 0.0);
+    Places[Count++] = {rows, columns};
+  }
 
   /// `each(sum, element)` for the elements of the result that the tiles are for.
   template <class TEach>
   void ForWanted(const TEach& each) {
     for (std::size_t t = 0; t < Count; ++t) {
-      const auto& [rows, columns, width] = Places[t];
+      const auto& [rows, columns] = Places[t];
       for (std::size_t r = 0; r < rows.Count; ++r) {
-        double* const sums = Sums[t][rows.First - rows.Start + r] + (columns.First - columns.Start);
+        double* const sums =
+            Tiles[t].Sums[rows.First + r - Tiles[t].LeftColumn] + (columns.First - Tiles[t].RightColumn);
         double* const elements = Product.Result[rows.First + r] + columns.First;
         for (std::size_t c = 0; c < columns.Count; ++c) each(sums[c], elements[c]);
       }
@@ -259,20 +210,25 @@ class TKeptTiles {
   /// In the widest triangle two rows of tiles have one for each of its panels, the next two one less, and the
   /// last two one.
   static constexpr std::size_t Most = KeptColumns / TileWidth * (KeptColumns / TileWidth + 1);
-  static_assert(TileWidth == 2 * LowTileHeight && KeptColumns % TileWidth == 0);
+  static_assert(TileWidth == 2 * KeptTileHeight && KeptColumns % TileWidth == 0);
+
+  struct TPlace {
+    TSpan Rows;
+    TSpan Columns;
+  };
 
   const TRowProduct& Product;
-  TAddTileTerms AddTerms;
+  TAddKeptTerms AddTerms;
   std::size_t Count = 0;
   TPlace Places[Most];
-  alignas(64) double Sums[Most][LowTileHeight][TileWidth];
+  TKeptTile Tiles[Most];
 };
 
 void MultiplyWhereTheyStand(const TRowProduct& product, std::size_t first, std::size_t last) {
   TKeptTiles tiles(product, first, last);
   std::size_t k = 0;
   do {
-    const TTerms terms = TermsFrom(product, k, KeptTerms);
+    const TSpan terms = TermsFrom(product, k, KeptTerms);
     tiles.Add(terms);
     k += terms.Count;
   } while (k < product.Depth);

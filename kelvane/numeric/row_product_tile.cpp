@@ -8,6 +8,8 @@
 #include <hwy/highway.h>
 
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #ifndef KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
 #define KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
@@ -15,6 +17,46 @@
 namespace SatCommonUtils {
 
 namespace {
+
+/// Asks for the rows of the terms that follow, a few with each tile: they stand one by one, and a product
+/// takes a row's numbers too far apart for the processor to foresee them.
+class TPrefetch {
+ public:
+  TPrefetch(const TKeptTerms& terms, std::size_t tiles)
+      : Next(terms.Rows + terms.Count),
+        Last(Next + terms.Following),
+        FirstColumn(terms.FirstColumn),
+        LastColumn(terms.LastColumn),
+        Step(terms.Following / tiles + 1) {}
+
+  void GoOn() {
+    for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
+      for (std::size_t j = FirstColumn; j < LastColumn; j += LineWidth) __builtin_prefetch(*Next + j);
+      __builtin_prefetch(*Next + LastColumn - 1);
+    }
+  }
+
+ private:
+  static constexpr std::size_t LineWidth = 64 / sizeof(double);
+
+  const double* const* Next;
+  const double* const* Last;
+  std::size_t FirstColumn;
+  std::size_t LastColumn;
+  std::size_t Step;
+};
+
+/// The terms of one tile, as sums of packed terms have them.
+struct TTermsOfKeptTile {
+  const double* const* Rows;
+  std::size_t LeftColumn;
+  std::size_t RightColumn;
+  const double* Divisors;
+  std::size_t Count;
+
+  const double* Left(std::size_t k) const { return Rows[k] + LeftColumn; }
+  const double* Right(std::size_t k) const { return Rows[k] + RightColumn; }
+};
 
 using TPair = double __attribute__((vector_size(16)));
 
@@ -30,26 +72,26 @@ inline TPair PairAt(const double* source) {
 /// Adds the terms to four columns of a tile of sums. Two rows by two columns are held as the sums on the
 /// diagonal and those beside it: swapping a pair serves where the baseline has no instruction to spread one
 /// number.
-template <bool Divided, std::size_t Height>
-inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TTile& tile) {
+template <bool Divided, std::size_t Height, class TTerms, class TSums>
+inline void AddTermsNarrow(const TTerms& terms, std::size_t column, TSums sums) {
   constexpr std::size_t RowPairs = Height / 2;
   constexpr std::size_t Pairs = 2;
   TPair same[RowPairs][Pairs];
   TPair crossed[RowPairs][Pairs];
   for (std::size_t i = 0; i < RowPairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const double* const upper = tile.Rows[2 * i] + column + 2 * j;
-      const double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
+      const double* const upper = sums[2 * i] + column + 2 * j;
+      const double* const lower = sums[2 * i + 1] + column + 2 * j;
       same[i][j] = TPair{upper[0], lower[1]};
       crossed[i][j] = TPair{upper[1], lower[0]};
     }
   }
   for (std::size_t k = 0; k < terms.Count; ++k) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      const TPair b = PairAt(terms.Right[k] + column + 2 * j);
+      const TPair b = PairAt(terms.Right(k) + column + 2 * j);
       const TPair swapped = Swapped(b);
       for (std::size_t i = 0; i < RowPairs; ++i) {
-        const TPair a = PairAt(terms.Left[k] + 2 * i);
+        const TPair a = PairAt(terms.Left(k) + 2 * i);
         same[i][j] += Divided ? a * b / terms.Divisors[k] : a * b;
         crossed[i][j] += Divided ? a * swapped / terms.Divisors[k] : a * swapped;
       }
@@ -57,20 +99,14 @@ inline void AddTermsNarrow(const TTileTerms& terms, std::size_t column, const TT
   }
   for (std::size_t i = 0; i < RowPairs; ++i) {
     for (std::size_t j = 0; j < Pairs; ++j) {
-      double* const upper = tile.Rows[2 * i] + column + 2 * j;
-      double* const lower = tile.Rows[2 * i + 1] + column + 2 * j;
+      double* const upper = sums[2 * i] + column + 2 * j;
+      double* const lower = sums[2 * i + 1] + column + 2 * j;
       upper[0] = same[i][j][0];
       upper[1] = crossed[i][j][0];
       lower[0] = crossed[i][j][1];
       lower[1] = same[i][j][1];
     }
   }
-}
-
-template <bool Divided, std::size_t Height>
-void AddTileTermsNarrow(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTermsNarrow<Divided, Height>(terms, 0, tile);
-  if (columns > TileWidth / 2) AddTermsNarrow<Divided, Height>(terms, TileWidth / 2, tile);
 }
 
 }  // namespace
@@ -88,62 +124,84 @@ namespace hn = hwy::HWY_NAMESPACE;
 using TProductTag = HWY_FULL(double);
 constexpr std::size_t ProductLanes = HWY_LANES(double);
 
-/// The sums of the first `Vectors` vectors of columns.
-template <bool Divided, std::size_t Height, std::size_t Vectors>
-HWY_INLINE void AddTermsWide(const TTileTerms& terms, const TTile& tile) {
+/// `each(i)` for the numbers below `Count`, each a constant: an array whose places are known is held in
+/// registers.
+template <class TEach, std::size_t... I>
+HWY_INLINE void ForConstants(std::index_sequence<I...>, const TEach& each) {
+  (each(std::integral_constant<std::size_t, I>()), ...);
+}
+template <std::size_t Count, class TEach>
+HWY_INLINE void ForConstants(const TEach& each) {
+  ForConstants(std::make_index_sequence<Count>(), each);
+}
+
+/// Adds the terms to the first `Vectors` vectors of columns.
+template <bool Divided, std::size_t Height, std::size_t Vectors, class TTerms, class TSums>
+HWY_INLINE void AddTermsWide(const TTerms& terms, TSums sums) {
+  using TVector = hn::Vec<TProductTag>;
   const TProductTag tag;
-  hn::Vec<TProductTag> sums[Height][Vectors];
-  for (std::size_t i = 0; i < Height; ++i) {
-    for (std::size_t v = 0; v < Vectors; ++v) sums[i][v] = hn::LoadU(tag, tile.Rows[i] + v * ProductLanes);
-  }
+  const auto place = [&](std::size_t n) { return sums[n / Vectors] + n % Vectors * ProductLanes; };
+  TVector held[Height * Vectors];
+  ForConstants<Height * Vectors>([&](auto n) HWY_ATTR { held[n] = hn::LoadU(tag, place(n)); });
   for (std::size_t k = 0; k < terms.Count; ++k) {
-    const double* const left_row = terms.Left[k];
-    hn::Vec<TProductTag> right[Vectors];
-    for (std::size_t v = 0; v < Vectors; ++v) {
-      right[v] = hn::LoadU(tag, terms.Right[k] + v * ProductLanes);
-    }
-    for (std::size_t i = 0; i < Height; ++i) {
-      const auto left = hn::Set(tag, left_row[i]);
-      for (std::size_t v = 0; v < Vectors; ++v) {
-        auto term = hn::Mul(left, right[v]);
-        if (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
-        sums[i][v] = hn::Add(sums[i][v], term);
-      }
-    }
+    const double* const left_terms = terms.Left(k);
+    const double* const right_terms = terms.Right(k);
+    TVector right[Vectors];
+    ForConstants<Vectors>([&](auto v)
+                              HWY_ATTR { right[v] = hn::LoadU(tag, right_terms + v * ProductLanes); });
+    ForConstants<Height>([&](auto i) HWY_ATTR {
+      const TVector left = hn::Set(tag, left_terms[i]);
+      ForConstants<Vectors>([&](auto v) HWY_ATTR {
+        TVector term = hn::Mul(left, right[v]);
+        if constexpr (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
+        held[i * Vectors + v] = hn::Add(held[i * Vectors + v], term);
+      });
+    });
   }
-  for (std::size_t i = 0; i < Height; ++i) {
-    for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[i][v], tag, tile.Rows[i] + v * ProductLanes);
-  }
+  ForConstants<Height * Vectors>([&](auto n) HWY_ATTR { hn::StoreU(held[n], tag, place(n)); });
 }
 
-template <bool Divided, std::size_t Height>
-void AddTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  // Two lanes make more sums than there are registers, unless they are laid out for it.
-  constexpr bool narrow = ProductLanes < TileWidth / 2;
-  constexpr std::size_t half = TileWidth / 2 / ProductLanes;
-  if (narrow || (half == 0 && columns <= TileWidth / 2)) {
-    AddTileTermsNarrow<Divided, Height>(terms, columns, tile);
-  } else if (columns <= TileWidth / 2) {
-    AddTermsWide<Divided, Height, half == 0 ? 1 : half>(terms, tile);
+template <bool Divided, std::size_t Height, class TTerms, class TSums>
+HWY_INLINE void AddTileTerms(const TTerms& terms, bool half, TSums sums) {
+  constexpr std::size_t half_vectors = TileWidth / 2 / ProductLanes;
+  if constexpr (ProductLanes < TileWidth / 2) {
+    // Two lanes make more sums than there are registers, unless they are laid out for it.
+    AddTermsNarrow<Divided, Height>(terms, 0, sums);
+    if (!half) AddTermsNarrow<Divided, Height>(terms, TileWidth / 2, sums);
+  } else if (!half) {
+    AddTermsWide<Divided, Height, TileWidth / ProductLanes>(terms, sums);
+  } else if constexpr (half_vectors == 0) {
+    AddTermsNarrow<Divided, Height>(terms, 0, sums);
   } else {
-    AddTermsWide<Divided, Height, TileWidth / ProductLanes>(terms, tile);
+    AddTermsWide<Divided, Height, half_vectors>(terms, sums);
   }
 }
 
-template <std::size_t Height>
-void AddTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
+template <bool Divided>
+HWY_INLINE void AddTilesTerms(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
+  TPrefetch prefetch(terms, count);
+  for (TKeptTile* tile = tiles; tile != tiles + count; ++tile) {
+    prefetch.GoOn();
+    const TTermsOfKeptTile of_tile{terms.Rows, tile->LeftColumn, tile->RightColumn, terms.Divisors,
+                                   terms.Count};
+    AddTileTerms<Divided, KeptTileHeight>(of_tile, tile->IsHalf, tile->Sums);
+  }
+}
+
+inline void AddKeptTerms(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
   if (terms.Divisors == nullptr) {
-    AddTerms<false, Height>(terms, columns, tile);
+    AddTilesTerms<false>(terms, tiles, count);
   } else {
-    AddTerms<true, Height>(terms, columns, tile);
+    AddTilesTerms<true>(terms, tiles, count);
   }
 }
 
-inline void AddLowTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTileTerms<LowTileHeight>(terms, columns, tile);
-}
-inline void AddHighTileTerms(const TTileTerms& terms, std::size_t columns, const TTile& tile) {
-  AddTileTerms<HighTileHeight>(terms, columns, tile);
+inline void AddPackedTerms(const TPackedTerms& terms, bool half, double* const* sums) {
+  if (terms.Divisors == nullptr) {
+    AddTileTerms<false, PackedTileHeight>(terms, half, sums);
+  } else {
+    AddTileTerms<true, PackedTileHeight>(terms, half, sums);
+  }
 }
 
 }  // namespace HWY_NAMESPACE
@@ -154,11 +212,11 @@ HWY_AFTER_NAMESPACE();
 
 namespace SatCommonUtils {
 
-HWY_EXPORT(AddLowTileTerms);
-HWY_EXPORT(AddHighTileTerms);
+HWY_EXPORT(AddKeptTerms);
+HWY_EXPORT(AddPackedTerms);
 
-TAddTileTerms AddLowTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddLowTileTerms); }
-TAddTileTerms AddHighTileTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddHighTileTerms); }
+TAddKeptTerms AddKeptTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddKeptTerms); }
+TAddPackedTerms AddPackedTermsOfTarget() { return KELVANE_SIMD_DISPATCH(AddPackedTerms); }
 
 }  // namespace SatCommonUtils
 

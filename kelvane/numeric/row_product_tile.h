@@ -6,38 +6,51 @@
 
 namespace SatCommonUtils {
 
-/// With sixteen registers of four doubles, the sums of a high tile take twelve, and what one term needs the
-/// rest; a low one works out less in vain at a diagonal.
-constexpr std::size_t LowTileHeight = 4;
-constexpr std::size_t HighTileHeight = 6;
+/// With sixteen registers of four doubles, the sums of a packed tile take twelve, and what one term needs the
+/// rest; a kept one works out less in vain at a diagonal.
+constexpr std::size_t KeptTileHeight = 4;
+constexpr std::size_t PackedTileHeight = 6;
 constexpr std::size_t TileWidth = 8;
 
-/// The sums, where they stand; a low tile has the first rows only.
-struct TTile {
-  double* Rows[HighTileHeight];
-};
-
-/// One side of the terms: those of term k follow each other from `Rows[k] + Column` on.
-struct TTileSide {
+/// Terms that are read where they stand: those of term k are numbers of `Rows[k]`.
+struct TKeptTerms {
   const double* const* Rows;
-  std::size_t Column;
-
-  const double* operator[](std::size_t k) const { return Rows[k] + Column; }
-};
-
-/// left*right terms from k = 0 on, divided unless `Divisors` is null. As many are read as a tile has rows,
-/// and columns.
-struct TTileTerms {
-  TTileSide Left;
-  TTileSide Right;
+  /// What the products of each term are divided by, unless null.
   const double* Divisors;
   std::size_t Count;
+  /// How many rows of terms follow these, and which of their columns will be read: they are asked for
+  /// meanwhile.
+  std::size_t Following;
+  std::size_t FirstColumn;
+  std::size_t LastColumn;
 };
 
-/// Adds the terms to the tile, at least to its first `columns` columns. Of at most half of them, no more are
-/// read.
-using TAddTileTerms = void (*)(const TTileTerms& terms, std::size_t columns, const TTile& tile);
-TAddTileTerms AddLowTileTermsOfTarget();
-TAddTileTerms AddHighTileTermsOfTarget();
+/// A tile, and where in a row of terms those of its rows and those of its columns begin.
+struct TKeptTile {
+  std::size_t LeftColumn;
+  std::size_t RightColumn;
+  /// Only the first half of the columns is wanted; no more are read.
+  bool IsHalf;
+  alignas(64) double Sums[KeptTileHeight][TileWidth];
+};
+
+/// Terms that were laid out for a tile: those of term k behind those of the one before, as many as the tile
+/// has rows on the left and columns on the right.
+struct TPackedTerms {
+  const double* LeftPanel;
+  const double* RightPanel;
+  const double* Divisors;
+  std::size_t Count;
+
+  const double* Left(std::size_t k) const { return LeftPanel + k * PackedTileHeight; }
+  const double* Right(std::size_t k) const { return RightPanel + k * TileWidth; }
+};
+
+/// Adds left*right terms from k = 0 on to the sums of so many tiles.
+using TAddKeptTerms = void (*)(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count);
+/// The same for one tile, whose rows are `sums`; when `half`, at least for the first half of its columns.
+using TAddPackedTerms = void (*)(const TPackedTerms& terms, bool half, double* const* sums);
+TAddKeptTerms AddKeptTermsOfTarget();
+TAddPackedTerms AddPackedTermsOfTarget();
 
 }  // namespace SatCommonUtils
