@@ -153,8 +153,7 @@ constexpr std::size_t KeptColumns = 48;
 /// the terms of a block stay in the cache, and enough for a tile.
 bool StandsAsRead(const TRowProduct& product) {
   return product.Upper && !product.Left.Across && product.Left.Scales == nullptr &&
-         product.Right.Scales == nullptr && product.Left.Rows == product.Right.Rows &&
-         product.Width >= TileWidth && product.Width <= KeptColumns;
+         product.Right.Scales == nullptr && product.Width >= TileWidth && product.Width <= KeptColumns;
 }
 
 /// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from
@@ -183,13 +182,13 @@ class TKeptTiles {
   }
 
  private:
-  /// Begins earlier than asked for where the tile would reach behind the last row or column.
+  /// The first tile is the leftmost. Those that would reach behind the last row or column begin earlier.
   void BeginTile(TSpan rows, TSpan columns) {
-    TKeptTile& tile = Tiles[Count];
-    tile.IsHalf = columns.Count <= TileWidth / 2;
-    tile.LeftColumn = std::min(rows.First, Product.Width - KeptTileHeight);
-    tile.RightColumn = std::min(columns.First, Product.Width - (tile.IsHalf ? TileWidth / 2 : TileWidth));
-    std::fill_n(tile.Sums[0], KeptTileHeight * TileWidth, 0.0);
+    const bool is_half = columns.Count <= TileWidth / 2;
+    Tiles[Count] = {std::min(rows.First, Product.Width - KeptTileHeight),
+                    std::min(columns.First, Product.Width - (is_half ? TileWidth / 2 : TileWidth)),
+                    is_half,
+                    {}};
     Places[Count++] = {rows, columns};
   }
 

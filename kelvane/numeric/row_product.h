@@ -26,7 +26,7 @@ struct TRowProduct {
   std::size_t Width;
   double* const* Result;
   const double* Divisors = nullptr;
-  /// Only the elements with j of at least i are wanted; the two factors have the same rows.
+  /// Only the elements with j of at least i are wanted; the factors are the same but for their scales.
   bool Upper = false;
   /// The result holds the sums of earlier terms, which go on.
   bool Continued = false;

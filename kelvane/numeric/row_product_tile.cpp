@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <utility>
 
-#ifndef KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
-#define KELVANE_NUMERIC_ROW_PRODUCT_TILE_NARROW
+#ifndef KELVANE_NUMERIC_ROW_PRODUCT_TILE_ONCE
+#define KELVANE_NUMERIC_ROW_PRODUCT_TILE_ONCE
 
 namespace SatCommonUtils {
 
@@ -24,10 +24,10 @@ class TPrefetch {
  public:
   TPrefetch(const TKeptTerms& terms, std::size_t tiles)
       : Next(terms.Rows + terms.Count),
-        Last(Next + terms.Following),
+        Last(Next + terms.Next),
         FirstColumn(terms.FirstColumn),
         LastColumn(terms.LastColumn),
-        Step(terms.Following / tiles + 1) {}
+        Step(terms.Next / tiles + 1) {}
 
   void GoOn() {
     for (std::size_t k = 0; k < Step && Next != Last; ++k, ++Next) {
@@ -46,7 +46,7 @@ class TPrefetch {
   std::size_t Step;
 };
 
-/// The terms of one tile, as sums of packed terms have them.
+/// The terms of one tile, read as packed ones are.
 struct TTermsOfKeptTile {
   const double* const* Rows;
   std::size_t LeftColumn;
@@ -138,21 +138,21 @@ HWY_INLINE void ForConstants(const TEach& each) {
 /// Adds the terms to the first `Vectors` vectors of columns.
 template <bool Divided, std::size_t Height, std::size_t Vectors, class TTerms, class TSums>
 HWY_INLINE void AddTermsWide(const TTerms& terms, TSums sums) {
-  using TVector = hn::Vec<TProductTag>;
+  using TLanes = hn::Vec<TProductTag>;
   const TProductTag tag;
   const auto place = [&](std::size_t n) { return sums[n / Vectors] + n % Vectors * ProductLanes; };
-  TVector held[Height * Vectors];
+  TLanes held[Height * Vectors];
   ForConstants<Height * Vectors>([&](auto n) HWY_ATTR { held[n] = hn::LoadU(tag, place(n)); });
   for (std::size_t k = 0; k < terms.Count; ++k) {
     const double* const left_terms = terms.Left(k);
     const double* const right_terms = terms.Right(k);
-    TVector right[Vectors];
+    TLanes right[Vectors];
     ForConstants<Vectors>([&](auto v)
                               HWY_ATTR { right[v] = hn::LoadU(tag, right_terms + v * ProductLanes); });
     ForConstants<Height>([&](auto i) HWY_ATTR {
-      const TVector left = hn::Set(tag, left_terms[i]);
+      const TLanes left = hn::Set(tag, left_terms[i]);
       ForConstants<Vectors>([&](auto v) HWY_ATTR {
-        TVector term = hn::Mul(left, right[v]);
+        TLanes term = hn::Mul(left, right[v]);
         if constexpr (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
         held[i * Vectors + v] = hn::Add(held[i * Vectors + v], term);
       });
@@ -165,7 +165,7 @@ template <bool Divided, std::size_t Height, class TTerms, class TSums>
 HWY_INLINE void AddTileTerms(const TTerms& terms, bool half, TSums sums) {
   constexpr std::size_t half_vectors = TileWidth / 2 / ProductLanes;
   if constexpr (ProductLanes < TileWidth / 2) {
-    // Two lanes make more sums than there are registers, unless they are laid out for it.
+    // Fewer lanes make more sums than there are registers, unless they are laid out for it.
     AddTermsNarrow<Divided, Height>(terms, 0, sums);
     if (!half) AddTermsNarrow<Divided, Height>(terms, TileWidth / 2, sums);
   } else if (!half) {
@@ -178,7 +178,7 @@ HWY_INLINE void AddTileTerms(const TTerms& terms, bool half, TSums sums) {
 }
 
 template <bool Divided>
-HWY_INLINE void AddTilesTerms(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
+HWY_INLINE void AddToKeptTiles(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
   TPrefetch prefetch(terms, count);
   for (TKeptTile* tile = tiles; tile != tiles + count; ++tile) {
     prefetch.GoOn();
@@ -190,9 +190,9 @@ HWY_INLINE void AddTilesTerms(const TKeptTerms& terms, TKeptTile* tiles, std::si
 
 inline void AddKeptTerms(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
   if (terms.Divisors == nullptr) {
-    AddTilesTerms<false>(terms, tiles, count);
+    AddToKeptTiles<false>(terms, tiles, count);
   } else {
-    AddTilesTerms<true>(terms, tiles, count);
+    AddToKeptTiles<true>(terms, tiles, count);
   }
 }
 

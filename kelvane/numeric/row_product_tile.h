@@ -7,7 +7,7 @@
 namespace SatCommonUtils {
 
 /// With sixteen registers of four doubles, the sums of a packed tile take twelve, and what one term needs the
-/// rest; a kept one works out less in vain at a diagonal.
+/// rest; a kept one is lower, and so works out less in vain at a diagonal.
 constexpr std::size_t KeptTileHeight = 4;
 constexpr std::size_t PackedTileHeight = 6;
 constexpr std::size_t TileWidth = 8;
@@ -15,12 +15,11 @@ constexpr std::size_t TileWidth = 8;
 /// Terms that are read where they stand: those of term k are numbers of `Rows[k]`.
 struct TKeptTerms {
   const double* const* Rows;
-  /// What the products of each term are divided by, unless null.
   const double* Divisors;
   std::size_t Count;
-  /// How many rows of terms follow these, and which of their columns will be read: they are asked for
-  /// meanwhile.
-  std::size_t Following;
+  /// How many rows of terms come next, and from which column to before which they will be read: they are
+  /// asked for meanwhile.
+  std::size_t Next;
   std::size_t FirstColumn;
   std::size_t LastColumn;
 };
@@ -46,9 +45,9 @@ struct TPackedTerms {
   const double* Right(std::size_t k) const { return RightPanel + k * TileWidth; }
 };
 
-/// Adds left*right terms from k = 0 on to the sums of so many tiles.
+/// Adds left*right, divided by `Divisors[k]` unless null, from k = 0 on to the sums of so many tiles.
 using TAddKeptTerms = void (*)(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count);
-/// The same for one tile, whose rows are `sums`; when `half`, at least for the first half of its columns.
+/// The same for one tile, whose rows are `sums`; when `half`, only for the first half of its columns.
 using TAddPackedTerms = void (*)(const TPackedTerms& terms, bool half, double* const* sums);
 TAddKeptTerms AddKeptTermsOfTarget();
 TAddPackedTerms AddPackedTermsOfTarget();

@@ -16,7 +16,7 @@ using test::ValuesOf;
 
 // More than a product works off together.
 constexpr std::size_t Observations = 100;
-constexpr std::size_t Unknowns = 50;
+constexpr std::size_t Unknowns = 39;
 constexpr std::size_t Others = 9;
 
 class NormalEquations : public testing::Test {

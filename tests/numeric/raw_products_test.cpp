@@ -67,7 +67,7 @@ TEST_F(RawProducts, SumInOrderWithAnyNumberOfThreads) {
                               {5, 3, 0},
                               {130, 39, 7},
                               {5000, 39, 2},
-                              {64, 50, 49},
+                              {64, 49, 50},
                               {65, 6, 101},
                               {100, 197, 4},
                               {97, 48, 8},
