@@ -83,20 +83,20 @@ void MultiplyTile(const TRowProduct& product, TSpan terms, const TPackedSpan& ro
   const TPackedTerms packed{rows.Panel, columns.Panel, DivisorsOf(product, terms), terms.Count};
   const bool has_sums = product.Continued || terms.First != 0;
   double* tile[PackedTileHeight];
-  if (rows.Count == PackedTileHeight && columns.Count == TileWidth) {
+  if (rows.Count == PackedTileHeight && columns.Count == PackedTileWidth) {
     for (std::size_t r = 0; r < PackedTileHeight; ++r) {
       tile[r] = product.Result[rows.First + r] + columns.First;
-      if (!has_sums) std::fill_n(tile[r], TileWidth, 0.0);
+      if (!has_sums) std::fill_n(tile[r], PackedTileWidth, 0.0);
     }
     add(packed, false, tile);
     return;
   }
-  double sums[PackedTileHeight][TileWidth] = {};
+  double sums[PackedTileHeight][PackedTileWidth] = {};
   for (std::size_t r = 0; r < PackedTileHeight; ++r) tile[r] = sums[r];
   for (std::size_t r = 0; has_sums && r < rows.Count; ++r) {
     std::copy_n(product.Result[rows.First + r] + columns.First, columns.Count, sums[r]);
   }
-  add(packed, columns.Count <= TileWidth / 2, tile);
+  add(packed, columns.Count <= PartWidth, tile);
   for (std::size_t r = 0; r < rows.Count; ++r) {
     std::copy_n(sums[r], columns.Count, product.Result[rows.First + r] + columns.First);
   }
@@ -127,9 +127,10 @@ class TStrip {
     for (std::size_t i = First; i < Last; i += PackedTileHeight) {
       const TPackedSpan rows{{i, std::min(PackedTileHeight, Last - i)}, Left.From(i - First)};
       // From the panel on that the diagonal passes through.
-      const std::size_t left_out = Product.Upper && i > first ? (i - first) / TileWidth * TileWidth : 0;
-      for (std::size_t j = first + left_out; j < last; j += TileWidth) {
-        MultiplyTile(Product, terms, rows, {{j, std::min(TileWidth, last - j)}, Right.From(j - first)},
+      const std::size_t left_out =
+          Product.Upper && i > first ? (i - first) / PackedTileWidth * PackedTileWidth : 0;
+      for (std::size_t j = first + left_out; j < last; j += PackedTileWidth) {
+        MultiplyTile(Product, terms, rows, {{j, std::min(PackedTileWidth, last - j)}, Right.From(j - first)},
                      AddTerms);
       }
     }
@@ -140,7 +141,7 @@ class TStrip {
   std::size_t Last;
   TAddPackedTerms AddTerms;
   TTermBlock<RowsTogether, PackedTileHeight> Left;
-  TTermBlock<PackedColumns, TileWidth> Right;
+  TTermBlock<PackedColumns, PackedTileWidth> Right;
 };
 
 // Products whose terms are read where they stand.
@@ -153,7 +154,7 @@ constexpr std::size_t KeptColumns = 48;
 /// the terms of a block stay in the cache, and enough for a tile.
 bool StandsAsRead(const TRowProduct& product) {
   return product.Upper && !product.Left.Across && product.Left.Scales == nullptr &&
-         product.Right.Scales == nullptr && product.Width >= TileWidth && product.Width <= KeptColumns;
+         product.Right.Scales == nullptr && product.Width >= KeptTileHeight && product.Width <= KeptColumns;
 }
 
 /// The tiles of rows of an upper triangle whose terms are read where they stand. Their sums stay apart from
@@ -161,19 +162,16 @@ bool StandsAsRead(const TRowProduct& product) {
 class TKeptTiles {
  public:
   TKeptTiles(const TRowProduct& product, std::size_t first, std::size_t last)
-      : Product(product), AddTerms(AddKeptTermsOfTarget()) {
-    for (std::size_t i = first; i < last; i += KeptTileHeight) {
-      for (std::size_t j = i; j < product.Width; j += TileWidth) {
-        BeginTile({i, std::min(KeptTileHeight, last - i)}, {j, std::min(TileWidth, product.Width - j)});
-      }
-    }
+      : Product(product), FirstColumn(product.Width), AddTerms(AddKeptTermsOfTarget()) {
+    // Those of the same width together: processors foresee best what they have just done.
+    for (std::size_t parts = KeptTileParts; parts != 0; --parts) BeginTiles(first, last, parts);
     if (product.Continued) ForWanted([](double& sum, double element) { sum = element; });
   }
 
   void Add(TSpan terms) {
     const TSpan next = TermsFrom(Product, terms.First + terms.Count, KeptTerms);
     AddTerms({Product.Left.Rows + terms.First, DivisorsOf(Product, terms), terms.Count, next.Count,
-              Tiles[0].RightColumn, Product.Width},
+              FirstColumn, Product.Width},
              Tiles, Count);
   }
 
@@ -182,14 +180,30 @@ class TKeptTiles {
   }
 
  private:
-  /// The first tile is the leftmost. Those that would reach behind the last row or column begin earlier.
-  void BeginTile(TSpan rows, TSpan columns) {
-    const bool is_half = columns.Count <= TileWidth / 2;
-    Tiles[Count] = {std::min(rows.First, Product.Width - KeptTileHeight),
-                    std::min(columns.First, Product.Width - (is_half ? TileWidth / 2 : TileWidth)),
-                    is_half,
-                    {}};
+  /// How many parts the next tile has of so many to come: a part alone takes nearly as long as two.
+  std::size_t PartsOfNext(std::size_t parts) const {
+    return parts == KeptTileParts + 1 ? 2 : std::min({parts, KeptTileParts, Product.Width / PartWidth});
+  }
+
+  /// Begins the tiles that have so many parts.
+  void BeginTiles(std::size_t first, std::size_t last, std::size_t parts) {
+    for (std::size_t i = first; i < last; i += KeptTileHeight) {
+      for (std::size_t j = i; j < Product.Width;) {
+        const std::size_t rest = Product.Width - j;
+        const std::size_t next = PartsOfNext((rest + PartWidth - 1) / PartWidth);
+        const TSpan columns{j, std::min(rest, next * PartWidth)};
+        if (next == parts) BeginTile({i, std::min(KeptTileHeight, last - i)}, columns, parts);
+        j += columns.Count;
+      }
+    }
+  }
+
+  /// Earlier than asked for where the tile would reach behind the last row or column.
+  void BeginTile(TSpan rows, TSpan columns, std::size_t parts) {
+    const std::size_t right = std::min(columns.First, Product.Width - parts * PartWidth);
+    Tiles[Count] = {std::min(rows.First, Product.Width - KeptTileHeight), right, parts, {}};
     Places[Count++] = {rows, columns};
+    FirstColumn = std::min(FirstColumn, right);
   }
 
   /// `each(sum, element)` for the elements of the result that the tiles are for.
@@ -206,10 +220,11 @@ class TKeptTiles {
     }
   }
 
-  /// In the widest triangle two rows of tiles have one for each of its panels, the next two one less, and the
-  /// last two one.
-  static constexpr std::size_t Most = KeptColumns / TileWidth * (KeptColumns / TileWidth + 1);
-  static_assert(TileWidth == 2 * KeptTileHeight && KeptColumns % TileWidth == 0);
+  /// In the widest triangle so many rows of tiles, as a tile has parts, have one for each of its parts, the
+  /// next ones one less, and the last ones one.
+  static constexpr std::size_t MostInRow = KeptColumns / (KeptTileParts * PartWidth);
+  static constexpr std::size_t Most = KeptTileParts * MostInRow * (MostInRow + 1) / 2;
+  static_assert(PartWidth == KeptTileHeight && KeptColumns % (KeptTileParts * PartWidth) == 0);
 
   struct TPlace {
     TSpan Rows;
@@ -217,6 +232,8 @@ class TKeptTiles {
   };
 
   const TRowProduct& Product;
+  /// The first that is read.
+  std::size_t FirstColumn;
   TAddKeptTerms AddTerms;
   std::size_t Count = 0;
   TPlace Places[Most];

@@ -7,6 +7,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 #include <utility>
@@ -139,52 +140,76 @@ HWY_INLINE void ForConstants(const TEach& each) {
 template <bool Divided, std::size_t Height, std::size_t Vectors, class TTerms, class TSums>
 HWY_INLINE void AddTermsWide(const TTerms& terms, TSums sums) {
   using TLanes = hn::Vec<TProductTag>;
+  constexpr std::size_t Registers = 2;
   const TProductTag tag;
   const auto place = [&](std::size_t n) { return sums[n / Vectors] + n % Vectors * ProductLanes; };
   TLanes held[Height * Vectors];
   ForConstants<Height * Vectors>([&](auto n) HWY_ATTR { held[n] = hn::LoadU(tag, place(n)); });
   for (std::size_t k = 0; k < terms.Count; ++k) {
     const double* const left_terms = terms.Left(k);
-    const double* const right_terms = terms.Right(k);
-    TLanes right[Vectors];
-    ForConstants<Vectors>([&](auto v)
-                              HWY_ATTR { right[v] = hn::LoadU(tag, right_terms + v * ProductLanes); });
+    const double* right_terms = terms.Right(k);
+    TLanes right[Registers];
+    ForConstants<std::min(Vectors, Registers)>(
+        [&](auto v) HWY_ATTR { right[v] = hn::LoadU(tag, right_terms + v * ProductLanes); });
     ForConstants<Height>([&](auto i) HWY_ATTR {
       const TLanes left = hn::Set(tag, left_terms[i]);
-      ForConstants<Vectors>([&](auto v) HWY_ATTR {
-        TLanes term = hn::Mul(left, right[v]);
+      const auto add = [&](std::size_t v, TLanes of_right) HWY_ATTR {
+        TLanes term = hn::Mul(left, of_right);
         if constexpr (Divided) term = hn::Div(term, hn::Set(tag, terms.Divisors[k]));
         held[i * Vectors + v] = hn::Add(held[i * Vectors + v], term);
-      });
+      };
+      ForConstants<std::min(Vectors, Registers)>([&](auto v) HWY_ATTR { add(v, right[v]); });
+      if constexpr (Vectors > Registers) {
+        // No register is left for the last: it is read again for each row, which compilers must not foresee.
+        asm volatile("" : "+r"(right_terms));
+        add(Registers, hn::LoadU(tag, right_terms + Registers * ProductLanes));
+      }
     });
   }
   ForConstants<Height * Vectors>([&](auto n) HWY_ATTR { hn::StoreU(held[n], tag, place(n)); });
 }
 
-template <bool Divided, std::size_t Height, class TTerms, class TSums>
-HWY_INLINE void AddTileTerms(const TTerms& terms, bool half, TSums sums) {
-  constexpr std::size_t half_vectors = TileWidth / 2 / ProductLanes;
-  if constexpr (ProductLanes < TileWidth / 2) {
-    // Fewer lanes make more sums than there are registers, unless they are laid out for it.
-    AddTermsNarrow<Divided, Height>(terms, 0, sums);
-    if (!half) AddTermsNarrow<Divided, Height>(terms, TileWidth / 2, sums);
-  } else if (!half) {
-    AddTermsWide<Divided, Height, TileWidth / ProductLanes>(terms, sums);
-  } else if constexpr (half_vectors == 0) {
-    AddTermsNarrow<Divided, Height>(terms, 0, sums);
-  } else {
-    AddTermsWide<Divided, Height, half_vectors>(terms, sums);
+/// Adds the terms to the first `Parts` parts of a tile.
+template <bool Divided, std::size_t Height, std::size_t Parts, class TTerms, class TSums>
+HWY_INLINE void AddTerms(const TTerms& terms, TSums sums) {
+  // Shorter vectors make more sums than there are registers, unless they are laid out for it.
+  constexpr std::size_t vectors = ProductLanes < PartWidth ? 0 : Parts * PartWidth / ProductLanes;
+  if constexpr (vectors != 0) AddTermsWide<Divided, Height, vectors>(terms, sums);
+  for (std::size_t j = vectors * ProductLanes; j < Parts * PartWidth; j += PartWidth) {
+    AddTermsNarrow<Divided, Height>(terms, j, sums);
   }
 }
 
-template <bool Divided>
-HWY_INLINE void AddToKeptTiles(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
-  TPrefetch prefetch(terms, count);
-  for (TKeptTile* tile = tiles; tile != tiles + count; ++tile) {
+/// Adds the terms to tiles from `tile` on, as long as they have so many parts; the first that has not is
+/// returned. A function of its own, so that its loops have all registers.
+template <bool Divided, std::size_t Parts>
+HWY_NOINLINE TKeptTile* AddToTilesOf(const TKeptTerms& terms, TKeptTile* tile, const TKeptTile* end,
+                                     TPrefetch& prefetch) {
+  for (; tile != end && tile->Parts == Parts; ++tile) {
     prefetch.GoOn();
     const TTermsOfKeptTile of_tile{terms.Rows, tile->LeftColumn, tile->RightColumn, terms.Divisors,
                                    terms.Count};
-    AddTileTerms<Divided, KeptTileHeight>(of_tile, tile->IsHalf, tile->Sums);
+    AddTerms<Divided, KeptTileHeight, Parts>(of_tile, tile->Sums);
+  }
+  return tile;
+}
+
+template <bool Divided>
+void AddToKeptTiles(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count) {
+  TPrefetch prefetch(terms, count);
+  const TKeptTile* const end = tiles + count;
+  static_assert(KeptTileParts == 3);
+  tiles = AddToTilesOf<Divided, 3>(terms, tiles, end, prefetch);
+  tiles = AddToTilesOf<Divided, 2>(terms, tiles, end, prefetch);
+  AddToTilesOf<Divided, 1>(terms, tiles, end, prefetch);
+}
+
+template <bool Divided>
+HWY_INLINE void AddToPackedTile(const TPackedTerms& terms, bool half, double* const* sums) {
+  if (half) {
+    AddTerms<Divided, PackedTileHeight, 1>(terms, sums);
+  } else {
+    AddTerms<Divided, PackedTileHeight, 2>(terms, sums);
   }
 }
 
@@ -198,9 +223,9 @@ inline void AddKeptTerms(const TKeptTerms& terms, TKeptTile* tiles, std::size_t 
 
 inline void AddPackedTerms(const TPackedTerms& terms, bool half, double* const* sums) {
   if (terms.Divisors == nullptr) {
-    AddTileTerms<false, PackedTileHeight>(terms, half, sums);
+    AddToPackedTile<false>(terms, half, sums);
   } else {
-    AddTileTerms<true, PackedTileHeight>(terms, half, sums);
+    AddToPackedTile<true>(terms, half, sums);
   }
 }
 

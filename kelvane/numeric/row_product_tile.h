@@ -7,10 +7,13 @@
 namespace SatCommonUtils {
 
 /// With sixteen registers of four doubles, the sums of a packed tile take twelve, and what one term needs the
-/// rest; a kept one is lower, and so works out less in vain at a diagonal.
+/// rest. So do those of a kept one, which is lower and of any number of parts up to its width: it works out
+/// less in vain at a diagonal and at the last column.
+constexpr std::size_t PartWidth = 4;
 constexpr std::size_t KeptTileHeight = 4;
+constexpr std::size_t KeptTileParts = 3;
 constexpr std::size_t PackedTileHeight = 6;
-constexpr std::size_t TileWidth = 8;
+constexpr std::size_t PackedTileWidth = 2 * PartWidth;
 
 /// Terms that are read where they stand: those of term k are numbers of `Rows[k]`.
 struct TKeptTerms {
@@ -28,9 +31,9 @@ struct TKeptTerms {
 struct TKeptTile {
   std::size_t LeftColumn;
   std::size_t RightColumn;
-  /// Only the first half of the columns is wanted; no more are read.
-  bool IsHalf;
-  alignas(64) double Sums[KeptTileHeight][TileWidth];
+  /// How many parts it has; no more columns are read.
+  std::size_t Parts;
+  alignas(64) double Sums[KeptTileHeight][KeptTileParts * PartWidth];
 };
 
 /// Terms that were laid out for a tile: those of term k behind those of the one before, as many as the tile
@@ -42,10 +45,11 @@ struct TPackedTerms {
   std::size_t Count;
 
   const double* Left(std::size_t k) const { return LeftPanel + k * PackedTileHeight; }
-  const double* Right(std::size_t k) const { return RightPanel + k * TileWidth; }
+  const double* Right(std::size_t k) const { return RightPanel + k * PackedTileWidth; }
 };
 
-/// Adds left*right, divided by `Divisors[k]` unless null, from k = 0 on to the sums of so many tiles.
+/// Adds left*right, divided by `Divisors[k]` unless null, from k = 0 on to the sums of so many tiles, of
+/// which those with more parts come first.
 using TAddKeptTerms = void (*)(const TKeptTerms& terms, TKeptTile* tiles, std::size_t count);
 /// The same for one tile, whose rows are `sums`; when `half`, only for the first half of its columns.
 using TAddPackedTerms = void (*)(const TPackedTerms& terms, bool half, double* const* sums);
