@@ -6,9 +6,9 @@
 
 namespace SatCommonUtils {
 
-/// With sixteen registers of four doubles, the sums of a packed tile take twelve, and what one term needs the
-/// rest. So do those of a kept one, which is lower and of any number of parts up to its width: it works out
-/// less in vain at a diagonal and at the last column.
+/// The columns of a tile come in parts of four. With sixteen registers of four doubles, the sums of a packed
+/// tile take twelve, and what one term needs the rest. So do those of the widest kept one, which is lower and
+/// may have fewer parts: it works out less in vain at a diagonal and at the last column.
 constexpr std::size_t PartWidth = 4;
 constexpr std::size_t KeptTileHeight = 4;
 constexpr std::size_t KeptTileParts = 3;
