@@ -141,6 +141,7 @@ template <bool Divided, std::size_t Height, std::size_t Vectors, class TTerms, c
 HWY_INLINE void AddTermsWide(const TTerms& terms, TSums sums) {
   using TLanes = hn::Vec<TProductTag>;
   constexpr std::size_t Registers = 2;
+  static_assert(Vectors <= Registers + 1);
   const TProductTag tag;
   const auto place = [&](std::size_t n) { return sums[n / Vectors] + n % Vectors * ProductLanes; };
   TLanes held[Height * Vectors];
